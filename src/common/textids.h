@@ -1,0 +1,173 @@
+#pragma once
+
+// Text IDs of the text database (table T_Labels, and T_ToolTips for the same numbers).
+// A control carries its ID in its "tag" property; messages are fetched with GetText(id).
+// Every ID named here has a row in data/labels.tsv in every language; the completeness test
+// fails when one is missing. Families: 0..99 shared words, 1xxx shell and settings dialog,
+// 10xxx messages, 33xxx and 231xxx configuration window, 35xxx slave dialogs, 40xxx printing,
+// 232xxx calculator, 233xxx frame builder, 234xxx panel tools.
+namespace TextId {
+
+// Shared words and buttons.
+constexpr int LanguageName = 0; // each language's own name, shown in the language list
+constexpr int HelpFile = 1;     // help collection file name, beside the program
+constexpr int No = 10;          // also the first item of the two-item "no / yes" lists
+constexpr int Yes = 11;
+constexpr int Cancel = 12;
+constexpr int Apply = 13;
+constexpr int Help = 14;
+constexpr int Ok = 15;
+constexpr int Close = 16;
+
+// Main frame: title and status bar panels (a panel's tag is its ID).
+constexpr int MainTitle = 1000;
+constexpr int StatusPrompt = 1001; // panel with key "Prompt"
+constexpr int StatusPort = 1002;   // panel that shows the line settings
+constexpr int StatusSlave = 1003;  // panel that shows the last slave number
+
+// PC settings dialog wConfig.
+constexpr int ConfigTitle = 1100;
+constexpr int ConfigTabCommunication = 1101;
+constexpr int ConfigTabGeneral = 1102;
+constexpr int ConfigPort = 1111;
+constexpr int ConfigSpeed = 1112;
+constexpr int ConfigStops = 1113;
+constexpr int ConfigParity = 1114;
+constexpr int ConfigHalfDuplex = 1115; // check box chkHalfDuplex
+constexpr int ConfigRtsFrame = 1116;   // group frmRtsDelay
+constexpr int ParityNone = 1117;       // cboParity item 0; items 1 and 2 follow
+constexpr int ParityEven = 1118;
+constexpr int ParityOdd = 1119;
+constexpr int ConfigLanguage = 1121;
+constexpr int ConfigLanguageHint = 1122;
+constexpr int ConfigRtsDelay = 1123;
+constexpr int ConfigMilliseconds = 1124; // unit label beside the RTS delay
+
+// Splash and About box wSplash.
+constexpr int AboutTitle = 1500;
+constexpr int SplashVersion = 1501;  // "Version " (lblVersion 0 and 1, followed by 2.1.)
+constexpr int SplashRelease = 1502;  // "Release" (lblVersion 2 and 3 before the number)
+constexpr int AboutAddresses = 1503; // cmdAbout
+constexpr int AboutMaker = 1510;     // postal address of the panel's maker, one line
+constexpr int AboutSoftware = 1511;  // postal address of the software house, one line
+
+// Warning dialog wWarning.
+constexpr int WarningTitle = 1600;
+constexpr int WarningMessage = 1610;
+constexpr int WarningQuestion = 1611;
+
+// Messages. "|" marks a line break; "$.$" in VersionFound is replaced by the version.
+constexpr int NoSlaveFoundWrite = 10102; // write, slave typed as 0, nothing answered
+constexpr int QuitQuestion = 10103;
+constexpr int QuitUnsaved = 10107;
+constexpr int CloseUnsaved = 10111;
+constexpr int NoAnswer = 10120;
+constexpr int VersionFound = 10121;
+constexpr int NoSlaveFoundRead = 10122; // read, slave typed as 0, nothing answered
+constexpr int LogRequest = 10200;       // frame log heading 1
+constexpr int LogAnswer = 10201;        // frame log heading 2
+
+// Configuration window wPanelConfig.
+constexpr int PanelConfigTitle = 231000; // tag of frmPages; also File menu entry 0
+constexpr int ConfigInit = 231011;
+constexpr int ReadConfig = 231012;
+constexpr int WriteConfig = 231013;
+constexpr int PrintConfig = 231014;
+constexpr int ParamSlave = 231101;     // word 130
+constexpr int ParamSpeed = 231102;     // word 128
+constexpr int ParamStops = 231103;     // word 129
+constexpr int ParamBusMode = 231104;   // word 131
+constexpr int ParamSynchro = 231201;   // word 65
+constexpr int ParamAck = 231202;       // word 67
+constexpr int ParamBusKL = 231203;     // word 69
+constexpr int ParamLedTestKL = 231204; // word 70
+constexpr int FirmwareVersion = 231205;
+constexpr int GroupCommunication = 33020;
+constexpr int BusModeFirst = 33070; // four items, 33070..33073
+constexpr int SynchroFirst = 33910; // two items, 33910..33911
+
+// Slave dialog wAskSlave and search progress wSearchSlave.
+constexpr int AskSlaveTitle = 35000;
+constexpr int AskSlavePort = 35001;
+constexpr int AskSlaveSlave = 35002;
+constexpr int AskSlaveAutoSearch = 35003;
+constexpr int AskSlaveHint = 35004; // what slave number 0 means
+constexpr int SearchTitle = 35010;
+constexpr int SearchSlave = 35011;
+constexpr int SearchSpeed = 35012;
+constexpr int SearchStops = 35013;
+constexpr int SearchRunning = 35020; // message label while probing
+constexpr int SearchFound = 35021;   // message label once a panel has answered
+
+// Print settings wPrintConfig and the print-out.
+constexpr int PrintTitle = 40010;
+constexpr int PrintMargins = 40020; // " (mm)" is appended by the dialog
+constexpr int MarginTop = 40021;
+constexpr int MarginBottom = 40022;
+constexpr int MarginLeft = 40023;
+constexpr int MarginRight = 40024;
+constexpr int MarginValues = 40025;
+constexpr int PrintPrinter = 40030;
+constexpr int PrintPdfEntry = 40031; // printer list entry that writes a PDF file
+constexpr int PrintoutTitle = 40100;
+constexpr int PrintoutDate = 40101;
+constexpr int PrintoutPage = 40102;
+constexpr int PrintoutPort = 40103;
+constexpr int PrintNoPrinter = 40110;
+constexpr int PrintPdfDialog = 40111;
+constexpr int PrintFailed = 40112;
+
+// Calculator wPanelCalcul.
+constexpr int PanelCalculTitle = 232000; // also File menu entry 1
+constexpr int ConvertGroup = 232100;
+constexpr int ConvertDecimal = 232101;
+constexpr int ConvertHexadecimal = 232102;
+constexpr int ConvertBinary = 232103;
+constexpr int ConvertUnsigned = 232104;
+constexpr int CrcGroup = 232200;
+constexpr int CrcFrameBytes = 232201;   // label over the txtCrcFrame row
+constexpr int CrcFrameWithCrc = 232202; // label of txtFrame
+constexpr int CrcCompute = 232210;      // cmdCrcCompute
+// Labels of txtCrcResult(i) are CrcResultFirst + i, i = 0..7: unsigned decimal, hexadecimal,
+// binary, as sent (low byte first), low byte hex, high byte hex, low byte dec, high byte dec.
+constexpr int CrcResultFirst = 232220;
+
+// Frame builder wPanelFrame.
+constexpr int PanelFrameTitle = 233000; // also File menu entry 2
+constexpr int FrameGrid = 233110;       // tag of grdFrameData
+constexpr int FrameGridNumber = 233111; // heading of column 0
+constexpr int FrameGridValue = 233112;  // heading of the data column
+constexpr int FrameGroup = 233200;
+constexpr int FrameSlave = 233211;
+constexpr int FrameType = 233212;
+constexpr int FrameAddress = 233213;
+constexpr int FrameCount = 233214;
+constexpr int FrameDecimalHint = 233215;
+constexpr int FunctionFirst = 233250; // cboFrameType items: functions 1-6, 15, 16
+constexpr int SendReceiveGroup = 233300;
+constexpr int FrameCompute = 233301;
+constexpr int FrameSend = 233302;
+constexpr int FrameRequest = 233311;
+constexpr int FrameAnswer = 233312;
+// Exception answers: ExceptionBase + function code, 233801..233816.
+constexpr int ExceptionBase = 233800;
+
+// Panel tools wPanelTools.
+constexpr int PanelToolsTitle = 234000; // also File menu entry 3
+constexpr int ToolsStart = 234101;
+constexpr int ToolsStop = 234102;
+constexpr int ToolsPanelOff = 234103;
+constexpr int ToolsClearLog = 234104;
+constexpr int ToolsLedStateGroup = 234105; // frmToolsLeds
+constexpr int ToolsSlave = 234106;
+constexpr int ToolsPanelGroup = 234107; // frmPanneau
+constexpr int ToolsTest = 234108;       // lblTest
+constexpr int ToolsLogGroup = 234109;
+constexpr int LedStateFirst = 234110; // optToolsLeds 0..4
+constexpr int ToolsHorn = 234120;     // imgKlaxon (tooltip)
+constexpr int ToolsSequence = 234200;
+constexpr int ToolsCommParams = 234201;   // followed by the line settings text
+constexpr int SequenceFirst = 234210;     // cboToolsSequence items 0..5
+constexpr int SequenceHelpFirst = 234230; // lblHelp for sequence 0..5
+
+} // namespace TextId
