@@ -1,0 +1,135 @@
+#pragma once
+
+#include <QByteArray>
+#include <QDeadlineTimer>
+#include <QSerialPort>
+#include <QString>
+
+#include <functional>
+
+class RunTimeError;
+
+// The console's one serial line. The main frame owns a single instance for the whole run and
+// hands it by reference to everything that talks to the panel.
+//
+// Used in blocking style on the user-interface thread: no signal of the port is connected and
+// no event loop is needed. Every failure is thrown as a RunTimeError with a number of the
+// project's error table; a line whose far end has gone away (adapter unplugged, pty master
+// closed) is closed and reported as PortLost, so that no wait can spin on it.
+class ComCtrl
+{
+public:
+    // The steps of one transmission, in the order a test can observe them.
+    enum class LineStep {
+        RtsOn,
+        BuffersCleared,
+        Written, // handed to the kernel
+        Drained, // the kernel has put the last bit on the wire
+        RtsOff,
+        AnswerWait, // the answer wait begins
+    };
+    using StepHook = std::function<void(LineStep)>;
+
+    // The parsed form of a settings text such as "9600,n,8,1".
+    struct LineSettings
+    {
+        qint32 baudRate = 9600;
+        QSerialPort::Parity parity = QSerialPort::NoParity;
+        QSerialPort::DataBits dataBits = QSerialPort::Data8;
+        QSerialPort::StopBits stopBits = QSerialPort::OneStop;
+    };
+    // False when the text is not speed, parity letter (n, e, o, m, s), data bits (5..8) and
+    // stop bits (1, 1.5, 2) separated by commas.
+    static bool ParseSettings(const QString& text, LineSettings* settings = nullptr);
+
+    // The device behind a port name: "1" to "16" are the numbered ports /dev/ttyS0 to
+    // /dev/ttyS15; an absolute path is kept; any other name is looked up under /dev.
+    static QString SystemLocation(const QString& portName);
+
+    // What was found out about a device that would not open; input of OpenFailure.
+    struct OpenProbe
+    {
+        QString location;
+        bool exists = false;
+        bool accessible = true;  // read and write permitted for this process
+        bool charDevice = false; // a character device node
+        int openErrno = 0;       // errno of a plain open(2), 0 when it succeeded
+        bool terminal = false;   // tcgetattr succeeded on it
+        QString grantingGroup;   // group with read-write access to the node, if any
+        QString owner;           // owner of the node
+        QSerialPort::SerialPortError portError = QSerialPort::NoError;
+        QString portErrorText;
+    };
+    // Looks at the device after a failed open.
+    static OpenProbe ProbeDevice(const QString& location, QSerialPort::SerialPortError portError,
+                                 const QString& portErrorText);
+    // The fault that an open failure is reported as: PortNotFound, PortPermissionDenied
+    // (naming the group that grants access), PortNotSerial, PortBusy or PortIoError.
+    static RunTimeError OpenFailure(const OpenProbe& probe);
+
+    ComCtrl();
+    ~ComCtrl();
+    ComCtrl(const ComCtrl&) = delete;
+    ComCtrl& operator=(const ComCtrl&) = delete;
+
+    // Port name as the user gives it ("1", "ttyUSB0", "/dev/pts/3"). Changing it while the
+    // port is open throws PortBusy.
+    QString portName() const { return m_portName; }
+    void setPortName(const QString& name);
+
+    // The settings text, "9600,n,8,1" by default. A new text is applied to an open port at
+    // once, field by field; a text that does not parse, or that the port refuses, throws
+    // PortSettingsRejected and leaves the previous text in place.
+    QString settings() const { return m_settings; }
+    void setSettings(const QString& text);
+
+    // Opens the device with the current settings, no flow control, both buffers cleared.
+    void open();
+    void close();
+    bool isOpen() const;
+
+    // RTS output. On a line without RTS (a pty, some adapters) the request fails; that is
+    // not a fault: the state asked for is still remembered and returned by rts().
+    void setRts(bool on);
+    bool rts() const { return m_rts; }
+    // False once the line has refused an RTS request.
+    bool hasRts() const { return m_hasRts; }
+
+    // Everything below throws PortNotOpen when the port is closed and PortLost when it has
+    // gone away.
+    void clearInput();
+    void clearOutput();
+    // Bytes received and not yet read, including those still held by the kernel.
+    qint64 bytesWaiting();
+    // Reads every waiting byte.
+    QByteArray read();
+    // Hands the bytes to the kernel, waiting at most until the deadline (PortIoError after).
+    void write(const QByteArray& bytes, QDeadlineTimer deadline);
+    // Blocks until the kernel has transmitted everything written.
+    void drain();
+    // Blocks, without spinning, until at least count bytes are waiting or the deadline has
+    // passed; returns the number waiting.
+    qint64 waitForBytes(qint64 count, QDeadlineTimer deadline);
+
+    // One request on a half-duplex capable line: RTS on, both buffers cleared, the request
+    // written. With the handshake on: the request fully sent, rtsDelayMs of pause, RTS off.
+    // The next waitForBytes is the answer wait.
+    void sendRequest(const QByteArray& frame, bool handshake, int rtsDelayMs);
+
+    // Observer of the transmission steps, for tests; empty by default.
+    void setStepHook(StepHook hook) { m_hook = std::move(hook); }
+
+private:
+    void note(LineStep step);
+    void requireOpen() const;
+    void checkLineError(); // throws on a lost or failing port
+    void applySettings(const LineSettings& settings);
+
+    QSerialPort m_port;
+    QString m_portName = QStringLiteral("1");
+    QString m_settings = QStringLiteral("9600,n,8,1");
+    bool m_rts = false;
+    bool m_hasRts = true;
+    bool m_answerPending = false;
+    StepHook m_hook;
+};
