@@ -1,0 +1,279 @@
+#include "helpwindow.h"
+
+#include <QApplication>
+#include <QCursor>
+#include <QFileInfo>
+#include <QHash>
+#include <QHelpContentWidget>
+#include <QHelpEngine>
+#include <QHelpIndexWidget>
+#include <QHelpLink>
+#include <QHelpSearchEngine>
+#include <QHelpSearchQueryWidget>
+#include <QHelpSearchResultWidget>
+#include <QLineEdit>
+#include <QScreen>
+#include <QSplitter>
+#include <QTabWidget>
+#include <QTextBrowser>
+#include <QVBoxLayout>
+#include <QWhatsThis>
+
+namespace {
+
+// One engine per collection, shared by its viewer and the pop-ups, kept for the whole run.
+QHelpEngine* engineFor(const QString& collectionFile)
+{
+    static QHash<QString, QHelpEngine*> engines;
+    const QString key = QFileInfo(collectionFile).absoluteFilePath();
+    if (auto* engine = engines.value(key))
+        return engine;
+    if (collectionFile.isEmpty() || !QFileInfo::exists(key))
+        return nullptr;
+    auto* engine = new QHelpEngine(key, qApp);
+    // The collection beside the program is shared by every running console: never rewrite it.
+    engine->setReadOnly(true);
+    if (!engine->setupData()) {
+        delete engine;
+        return nullptr;
+    }
+    engines.insert(key, engine);
+    return engine;
+}
+
+QUrl pageOf(QHelpEngine* engine, int contextNumber)
+{
+    if (!engine || contextNumber == 0)
+        return {};
+    const QList<QHelpLink> links = engine->documentsForIdentifier(QString::number(contextNumber));
+    return links.isEmpty() ? QUrl() : links.first().url;
+}
+
+QList<QPointer<HelpWindow>>& openWindows()
+{
+    static QList<QPointer<HelpWindow>> windows;
+    return windows;
+}
+
+// A text browser that reads its pages, style sheets and pictures out of the help collection.
+class HelpBrowser : public QTextBrowser
+{
+public:
+    HelpBrowser(QHelpEngine* engine, QWidget* parent)
+        : QTextBrowser(parent)
+        , m_engine(engine)
+    {
+        setOpenExternalLinks(true);
+    }
+
+    QVariant loadResource(int type, const QUrl& name) override
+    {
+        if (name.scheme() == QLatin1String("qthelp"))
+            return m_engine->fileData(name);
+        return QTextBrowser::loadResource(type, name);
+    }
+
+private:
+    QHelpEngine* m_engine;
+};
+
+} // namespace
+
+namespace Help {
+
+QString PopupText(const QString& collectionFile, int contextNumber)
+{
+    QHelpEngine* engine = engineFor(collectionFile);
+    const QUrl page = pageOf(engine, contextNumber);
+    if (page.isEmpty())
+        return {};
+    return QString::fromUtf8(engine->fileData(page));
+}
+
+bool HtmlHelp(QWidget* caller, const QString& collectionFile, int command, int data)
+{
+    if (command == CloseAll) {
+        HelpWindow::CloseAll();
+        return true;
+    }
+    if (command == DisplayTextPopup) {
+        const QString text = PopupText(collectionFile, data);
+        if (text.isEmpty())
+            return false;
+        QWidget* anchor = QApplication::focusWidget();
+        if (!anchor)
+            anchor = caller;
+        const QPoint at =
+            anchor ? anchor->mapToGlobal(QPoint(0, anchor->height())) : QCursor::pos();
+        QWhatsThis::showText(at, text, anchor);
+        return true;
+    }
+    HelpWindow* window = HelpWindow::Open(collectionFile);
+    if (!window)
+        return false;
+    switch (command) {
+    case DisplayTopic:
+    case DisplayToc:
+        window->showContents();
+        return true;
+    case DisplayIndex:
+        window->showIndex();
+        return true;
+    case DisplaySearch:
+        window->showSearch();
+        return true;
+    case HelpContext:
+        if (window->showContext(data))
+            return true;
+        window->showContents();
+        return false;
+    default:
+        return false;
+    }
+}
+
+} // namespace Help
+
+HelpWindow* HelpWindow::Open(const QString& collectionFile)
+{
+    QHelpEngine* engine = engineFor(collectionFile);
+    if (!engine)
+        return nullptr;
+    for (const auto& window : openWindows()) {
+        if (window && window->m_engine == engine)
+            return window;
+    }
+    auto* window = new HelpWindow(collectionFile, engine);
+    openWindows().append(window);
+    return window;
+}
+
+QList<HelpWindow*> HelpWindow::OpenWindows()
+{
+    QList<HelpWindow*> result;
+    for (const auto& window : openWindows()) {
+        if (window)
+            result.append(window);
+    }
+    return result;
+}
+
+void HelpWindow::CloseAll()
+{
+    const auto windows = OpenWindows();
+    for (HelpWindow* window : windows)
+        window->close();
+    openWindows().clear();
+}
+
+HelpWindow::HelpWindow(const QString& collectionFile, QHelpEngine* engine)
+    : QMainWindow(nullptr)
+    , m_collectionFile(collectionFile)
+    , m_engine(engine)
+{
+    setObjectName(QStringLiteral("wHelp"));
+    setAttribute(Qt::WA_DeleteOnClose);
+    setWindowTitle(QApplication::applicationName());
+
+    m_sideTabs = new QTabWidget(this);
+    m_sideTabs->setObjectName(QStringLiteral("tbsHelp"));
+    m_sideTabs->addTab(m_engine->contentWidget(), tr("Contents"));
+
+    auto* indexPage = new QWidget(m_sideTabs);
+    auto* indexLayout = new QVBoxLayout(indexPage);
+    m_indexFilter = new QLineEdit(indexPage);
+    m_indexFilter->setObjectName(QStringLiteral("txtIndexFilter"));
+    m_indexFilter->setClearButtonEnabled(true);
+    indexLayout->addWidget(m_indexFilter);
+    indexLayout->addWidget(m_engine->indexWidget());
+    m_sideTabs->addTab(indexPage, tr("Index"));
+
+    QHelpSearchEngine* search = m_engine->searchEngine();
+    auto* searchPage = new QWidget(m_sideTabs);
+    auto* searchLayout = new QVBoxLayout(searchPage);
+    searchLayout->addWidget(search->queryWidget());
+    searchLayout->addWidget(search->resultWidget(), 1);
+    m_sideTabs->addTab(searchPage, tr("Search"));
+
+    m_browser = new HelpBrowser(m_engine, this);
+    m_browser->setObjectName(QStringLiteral("brwPage"));
+
+    auto* splitter = new QSplitter(this);
+    splitter->addWidget(m_sideTabs);
+    splitter->addWidget(m_browser);
+    splitter->setStretchFactor(1, 1);
+    setCentralWidget(splitter);
+
+    connect(m_engine->contentWidget(), &QHelpContentWidget::linkActivated, this,
+            &HelpWindow::showPage);
+    connect(m_engine->indexWidget(), &QHelpIndexWidget::documentActivated, this,
+            [this](const QHelpLink& document) { showPage(document.url); });
+    connect(m_engine->indexWidget(), &QHelpIndexWidget::documentsActivated, this,
+            [this](const QList<QHelpLink>& documents) {
+                if (!documents.isEmpty())
+                    showPage(documents.first().url);
+            });
+    connect(m_indexFilter, &QLineEdit::textChanged, this,
+            [this](const QString& text) { m_engine->indexWidget()->filterIndices(text); });
+    connect(m_indexFilter, &QLineEdit::returnPressed, m_engine->indexWidget(),
+            &QHelpIndexWidget::activateCurrentItem);
+    connect(search->queryWidget(), &QHelpSearchQueryWidget::search, this,
+            [search] { search->search(search->queryWidget()->searchInput()); });
+    connect(search->resultWidget(), &QHelpSearchResultWidget::requestShowLink, this,
+            &HelpWindow::showPage);
+
+    // The full-text index is built in the background the first time the viewer opens.
+    search->scheduleIndexDocumentation();
+
+    const QRect screen = QApplication::primaryScreen()->availableGeometry();
+    resize(qMin(960, screen.width() * 3 / 4), qMin(680, screen.height() * 3 / 4));
+}
+
+void HelpWindow::bringToFront()
+{
+    show();
+    raise();
+    activateWindow();
+}
+
+void HelpWindow::showContents()
+{
+    m_sideTabs->setCurrentIndex(0);
+    const QStringList namespaces = m_engine->registeredDocumentations();
+    if (m_browser->source().isEmpty() && !namespaces.isEmpty())
+        showPage(QUrl(QStringLiteral("qthelp://%1/doc/index.html").arg(namespaces.first())));
+    bringToFront();
+}
+
+void HelpWindow::showIndex()
+{
+    m_sideTabs->setCurrentIndex(1);
+    bringToFront();
+    m_indexFilter->setFocus();
+}
+
+void HelpWindow::showSearch()
+{
+    m_sideTabs->setCurrentIndex(2);
+    bringToFront();
+}
+
+bool HelpWindow::showContext(int contextNumber)
+{
+    const QUrl page = pageOf(m_engine, contextNumber);
+    if (page.isEmpty())
+        return false;
+    showPage(page);
+    bringToFront();
+    return true;
+}
+
+void HelpWindow::showPage(const QUrl& url)
+{
+    m_browser->setSource(url);
+}
+
+QUrl HelpWindow::currentPage() const
+{
+    return m_browser->source();
+}

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <QMainWindow>
+#include <QPointer>
+#include <QUrl>
+
+class QHelpEngine;
+class QLineEdit;
+class QTabWidget;
+class QTextBrowser;
+
+// The help viewer: a window on a Qt Help collection with its table of contents, keyword index
+// and full-text search beside the page. The main frame drives it through HtmlHelp() with the
+// viewer's classic command numbers; context numbers are the keyword ids of the help project.
+namespace Help {
+
+enum Command : int {
+    DisplayTopic = 0,
+    DisplayToc = 1,
+    DisplayIndex = 2,
+    DisplaySearch = 3,
+    DisplayTextPopup = 14,
+    HelpContext = 15,
+    CloseAll = 18,
+};
+
+// Runs one help command on the collection file. Returns false when it showed nothing: no
+// file, an unreadable collection, or a context number without a page.
+bool HtmlHelp(QWidget* caller, const QString& collectionFile, int command, int data);
+
+// The rich text of the pop-up page of a control's context number; empty when it has none.
+QString PopupText(const QString& collectionFile, int contextNumber);
+
+} // namespace Help
+
+class HelpWindow : public QMainWindow
+{
+    Q_OBJECT
+
+public:
+    // The open viewer of this collection, or a new one; nullptr when the collection cannot be
+    // read.
+    static HelpWindow* Open(const QString& collectionFile);
+    static QList<HelpWindow*> OpenWindows();
+    static void CloseAll();
+
+    void showContents();
+    void showIndex();
+    void showSearch();
+    // Shows the page of a context number; false when the number has none.
+    bool showContext(int contextNumber);
+    void showPage(const QUrl& url);
+
+    QUrl currentPage() const;
+    QString collectionFile() const { return m_collectionFile; }
+
+private:
+    HelpWindow(const QString& collectionFile, QHelpEngine* engine);
+    void bringToFront();
+
+    QString m_collectionFile;
+    QHelpEngine* m_engine;
+    QTabWidget* m_sideTabs = nullptr;
+    QLineEdit* m_indexFilter = nullptr;
+    QTextBrowser* m_browser = nullptr;
+};
