@@ -1,0 +1,153 @@
+#include "zrbfonctions.h"
+
+#include "errorhandling.h"
+#include "inifile.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QStandardPaths>
+
+#include <optional>
+
+namespace ZRBfonctions {
+
+namespace {
+
+const IniFile& settingsFile()
+{
+    static const IniFile instance;
+    return instance;
+}
+
+QString& explicitPath()
+{
+    static QString path;
+    return path;
+}
+
+QString programFolder()
+{
+    return QCoreApplication::instance() ? QCoreApplication::applicationDirPath()
+                                        : QDir::currentPath();
+}
+
+QString programName()
+{
+    const QString path =
+        QCoreApplication::instance() ? QCoreApplication::applicationFilePath() : QString();
+    const QString name = QFileInfo(path).completeBaseName();
+    return name.isEmpty() ? QStringLiteral("k7310console") : name;
+}
+
+// Runs one settings-file operation and reports its failure under the function's name.
+template<typename Operation> bool reported(const char* function, Operation&& operation)
+{
+    try {
+        operation();
+        return true;
+    } catch (const RunTimeError& error) {
+        ErrorHandling(QStringLiteral("ZRBfonctions.") + QLatin1String(function), error);
+        return false;
+    }
+}
+
+std::optional<int> number(const QString& text)
+{
+    bool ok = false;
+    const int value = text.trimmed().toInt(&ok);
+    return ok ? std::optional<int>(value) : std::nullopt;
+}
+
+} // namespace
+
+QString IniFileName()
+{
+    if (!explicitPath().isEmpty())
+        return explicitPath();
+    const QString fileName = programName() + QStringLiteral(".ini");
+    const QString folder = programFolder();
+    const QFileInfo besideProgram(folder + QLatin1Char('/') + fileName);
+    if (besideProgram.exists() ? besideProgram.isWritable() : QFileInfo(folder).isWritable())
+        return besideProgram.filePath();
+    return QStandardPaths::writableLocation(QStandardPaths::AppConfigLocation) + QLatin1Char('/') +
+           fileName;
+}
+
+void SetIniFileName(const QString& path)
+{
+    explicitPath() = path;
+}
+
+QString GetIniParam(const QString& section, const QString& key, const QString& defaultValue)
+{
+    QString value = defaultValue;
+    reported("GetIniParam",
+             [&] { value = settingsFile().read(section, key, defaultValue, IniFileName()); });
+    return value;
+}
+
+bool SetIniParam(const QString& section, const QString& key, const QString& value)
+{
+    return reported("SetIniParam",
+                    [&] { settingsFile().write(section, key, value, IniFileName()); });
+}
+
+bool DelIniParam(const QString& section, const QString& key)
+{
+    return reported("DelIniParam", [&] { settingsFile().removeKey(section, key, IniFileName()); });
+}
+
+bool DelIniSection(const QString& section)
+{
+    return reported("DelIniSection", [&] { settingsFile().removeSection(section, IniFileName()); });
+}
+
+QStringList GetIniParamsList(const QString& section)
+{
+    QStringList keys;
+    reported("GetIniParamsList", [&] { keys = settingsFile().keys(section, IniFileName()); });
+    return keys;
+}
+
+void StorePos(const QString& windowName, const QPoint& topLeft)
+{
+    SetIniParam(windowName, QStringLiteral("Left"), QString::number(topLeft.x()));
+    SetIniParam(windowName, QStringLiteral("Top"), QString::number(topLeft.y()));
+}
+
+QPoint RestorePos(const QString& windowName, const QPoint& fallback)
+{
+    const auto left = number(GetIniParam(windowName, QStringLiteral("Left"), QString()));
+    const auto top = number(GetIniParam(windowName, QStringLiteral("Top"), QString()));
+    if (!left || !top)
+        return fallback;
+    return {*left, *top};
+}
+
+void SaveWindow(const QString& windowName, const WindowPlacement& placement)
+{
+    StorePos(windowName, placement.geometry.topLeft());
+    SetIniParam(windowName, QStringLiteral("Width"), QString::number(placement.geometry.width()));
+    SetIniParam(windowName, QStringLiteral("Height"), QString::number(placement.geometry.height()));
+    SetIniParam(windowName, QStringLiteral("WindowState"),
+                QString::number(static_cast<int>(placement.state)));
+}
+
+WindowPlacement RestoreWindow(const QString& windowName, const WindowPlacement& fallback)
+{
+    const auto left = number(GetIniParam(windowName, QStringLiteral("Left"), QString()));
+    const auto top = number(GetIniParam(windowName, QStringLiteral("Top"), QString()));
+    const auto width = number(GetIniParam(windowName, QStringLiteral("Width"), QString()));
+    const auto height = number(GetIniParam(windowName, QStringLiteral("Height"), QString()));
+    if (!left || !top || !width || !height || *width <= 0 || *height <= 0)
+        return fallback;
+    WindowPlacement placement;
+    placement.geometry = QRect(*left, *top, *width, *height);
+    const auto state = number(GetIniParam(windowName, QStringLiteral("WindowState"), QString()));
+    if (state && *state == static_cast<int>(WindowState::Maximized))
+        placement.state = WindowState::Maximized;
+    return placement;
+}
+
+} // namespace ZRBfonctions
