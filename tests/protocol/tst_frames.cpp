@@ -67,6 +67,7 @@ class TestFrames : public QObject
     Q_OBJECT
 
 private slots:
+    void initTestCase();
     void crc16_data();
     void crc16();
     void crc16NeedsRoomBehind_data();
@@ -458,6 +459,18 @@ void TestFrames::sharedValueDefaults()
     QCOMPARE(RtsHandshake(), false);
     QCOMPARE(RtsDelay(), 5);
     QCOMPARE(FrameDelay(), 50);
+}
+
+// Exception answers are described by texts of the data file built beside the program.
+void TestFrames::initTestCase()
+{
+    QString detail;
+    QCOMPARE(
+        DataFunctions7310::OpenDataFile(QStringLiteral(K7310_BIN_DIR "/k7310console.dat"), &detail),
+        0);
+    DataFunctions7310::SetCurrentLanguage(QStringLiteral("English"));
+    const QString text = DataFunctions7310::GetText(233803);
+    QVERIFY2(!text.isEmpty() && !text.startsWith(QLatin1Char('#')), qPrintable(text));
 }
 
 QTEST_GUILESS_MAIN(TestFrames)

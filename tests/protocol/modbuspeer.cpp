@@ -1,0 +1,56 @@
+#include "modbuspeer.h"
+
+#include <modbus.h>
+
+#include <cerrno>
+
+ModbusServer::ModbusServer(int masterFd, int slaveId, int registerCount)
+    : m_registerCount(registerCount)
+{
+    m_context = modbus_new_rtu("/dev/null", 9600, 'N', 8, 1);
+    m_mapping = modbus_mapping_new(0, 0, registerCount, 0);
+    if (!ok())
+        return;
+    modbus_set_slave(m_context, slaveId);
+    // Works on the descriptor it is given instead of opening a device.
+    modbus_set_socket(m_context, masterFd);
+    // Short gaps end a frame, so that junk is not merged into the next request; the
+    // indication time-out lets the loop see the stop flag.
+    modbus_set_byte_timeout(m_context, 0, 50'000);
+    modbus_set_indication_timeout(m_context, 0, 100'000);
+    m_thread = std::thread([this] { run(); });
+}
+
+ModbusServer::~ModbusServer()
+{
+    m_stop = true;
+    if (m_thread.joinable())
+        m_thread.join();
+    if (m_mapping)
+        modbus_mapping_free(m_mapping);
+    if (m_context)
+        modbus_free(m_context); // the descriptor belongs to the pty pair
+}
+
+std::uint16_t ModbusServer::reg(int index) const
+{
+    return m_mapping->tab_registers[index];
+}
+
+void ModbusServer::setReg(int index, std::uint16_t value)
+{
+    m_mapping->tab_registers[index] = value;
+}
+
+void ModbusServer::run()
+{
+    std::uint8_t query[MODBUS_RTU_MAX_ADU_LENGTH];
+    while (!m_stop) {
+        const int received = modbus_receive(m_context, query);
+        if (received > 0) {
+            modbus_reply(m_context, query, received, m_mapping);
+        } else if (received < 0 && (errno == ECONNRESET || errno == EIO || errno == EBADF)) {
+            return; // the line is gone; going round again would spin
+        }
+    }
+}

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <thread>
+
+struct _modbus;
+struct _modbus_mapping_t;
+
+// A libmodbus RTU server answering on the master side of a pty, from a thread of its own.
+// An implementation of the protocol that owes nothing to ours: the reference peer for
+// interoperability tests and the benchmark.
+class ModbusServer
+{
+public:
+    ModbusServer(int masterFd, int slaveId, int registerCount = 256);
+    ~ModbusServer();
+    ModbusServer(const ModbusServer&) = delete;
+    ModbusServer& operator=(const ModbusServer&) = delete;
+
+    bool ok() const { return m_context && m_mapping; }
+    int registerCount() const { return m_registerCount; }
+    // Holding registers. Read them only between transactions.
+    std::uint16_t reg(int index) const;
+    void setReg(int index, std::uint16_t value);
+
+private:
+    void run();
+
+    _modbus* m_context = nullptr;
+    _modbus_mapping_t* m_mapping = nullptr;
+    int m_registerCount;
+    std::atomic<bool> m_stop{false};
+    std::thread m_thread;
+};
