@@ -35,7 +35,7 @@ bool setRaw(int fd, int baud, int stopBits)
     tio.c_cflag |= CS8;
     if (stopBits == 2)
         tio.c_cflag |= CSTOPB;
-    tio.c_cc[VMIN] = 0;
+    tio.c_cc[VMIN] = 1; // with O_NONBLOCK: EAGAIN when idle, 0 only on a hang-up
     tio.c_cc[VTIME] = 0;
     const speed_t speed = speedFromBaud(baud);
     if (speed == 0 || cfsetispeed(&tio, speed) != 0 || cfsetospeed(&tio, speed) != 0)

@@ -40,6 +40,9 @@ Line
   --link PATH         where to keep the link to the pty (default
                       $XDG_RUNTIME_DIR/k7310sim.tty, or /tmp/k7310sim.tty when unset)
   --no-link           keep no link
+  --reopen-wait SECONDS
+                      when the --device goes away, try to reopen it this long before
+                      giving up and exiting (default 10)
   --gap MS            silent gap that ends a frame, in ms (default 3.5 character times at
                       the panel's speed, at least 1.75 ms)
 
@@ -127,7 +130,8 @@ Commands on standard input (one a line; answers on standard output)
   help                this list
 
 Exits on SIGTERM, SIGINT or quit (status 0), and when a --device goes away and does not
-come back within 10 seconds (status 3). Bad options: status 1; no line: status 2.
+come back within --reopen-wait seconds (status 3). End of standard input only ends the
+commands; the panel goes on serving (so it can run in the background). Bad options: status 1; no line: status 2.
 )";
 
 struct Options
@@ -149,6 +153,7 @@ struct Options
     Fault next;
     unsigned seed = 1;
     std::string trace;
+    double reopenWaitSeconds = 10.0;
 };
 
 [[noreturn]] void usageError(const std::string& message)
@@ -237,6 +242,8 @@ Options parseOptions(int argc, char** argv)
             o.next = fault();
         } else if (arg == "--seed") {
             o.seed = static_cast<unsigned>(toNumber(arg, take(), 0, 4294967295.0));
+        } else if (arg == "--reopen-wait") {
+            o.reopenWaitSeconds = toNumber(arg, take(), 0, 86400);
         } else if (arg == "--trace") {
             o.trace = take();
         } else {
@@ -323,6 +330,9 @@ bool Simulator::setUp()
     }
 
     std::signal(SIGPIPE, SIG_IGN);
+    // Started in the background of an interactive shell: reading the terminal then fails
+    // instead of stopping the process, and the commands are switched off.
+    std::signal(SIGTTIN, SIG_IGN);
     sigset_t set;
     sigemptyset(&set);
     sigaddset(&set, SIGTERM);
@@ -580,7 +590,8 @@ int Simulator::run()
     if (!setUp())
         return 2;
     constexpr auto reopenEvery = milliseconds(500);
-    constexpr auto giveUpAfter = seconds(10);
+    const auto giveUpAfter =
+        duration_cast<Clock::duration>(duration<double>(opt_.reopenWaitSeconds));
     int status = 0;
     while (!quit_) {
         auto now = Clock::now();
