@@ -1,0 +1,256 @@
+#include "wpanelframe.h"
+
+#include "commfunctions.h"
+#include "datafunctions7310.h"
+#include "errorhandling.h"
+#include "frameanswer.h"
+#include "global.h"
+#include "keyfilters.h"
+#include "numbertext.h"
+#include "textids.h"
+#include "uihelpers.h"
+#include "zrbgrid.h"
+
+#include <QAbstractSpinBox>
+#include <QApplication>
+#include <QComboBox>
+#include <QHeaderView>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QSpinBox>
+#include <QTimer>
+
+#include <algorithm>
+
+namespace {
+
+constexpr int highestSlave = 64;      // the builder's own limit, below the byte range
+constexpr int highestAddress = 65536; // accepted by the leave check; FrameToSend refuses it
+constexpr int highestCount = 65535;   // the quantity is a 16-bit field
+constexpr int dataColumn = 1;
+
+int clampedInt(std::int64_t value)
+{
+    return static_cast<int>(std::clamp<std::int64_t>(value, INT32_MIN, INT32_MAX));
+}
+
+bool isBitWrite(int code)
+{
+    return code == 5 || code == 15;
+}
+bool isWordWrite(int code)
+{
+    return code == 6 || code == 16;
+}
+bool isSingleWrite(int code)
+{
+    return code == 5 || code == 6;
+}
+
+} // namespace
+
+wPanelFrame::wPanelFrame(ComCtrl& port, QWidget* parent)
+    : ChildWindow(parent)
+    , m_port(port)
+{
+    buildControls();
+    m_grdFrameData->setKeyFilter([](int key) { return KeyFilters::NumericKey(key, true); });
+    connectControls();
+    txtFrameNbData_Validate();
+    nationality();
+}
+
+void wPanelFrame::connectControls()
+{
+    connect(m_cmdFrameData[Compute], &QPushButton::clicked, this,
+            [this] { cmdFrameData_Click(Compute); });
+    connect(m_cmdFrameData[Send], &QPushButton::clicked, this,
+            [this] { cmdFrameData_Click(Send); });
+    connect(m_cboFrameType, &QComboBox::currentIndexChanged, this,
+            &wPanelFrame::cboFrameType_Click);
+    connect(qApp, &QApplication::focusChanged, this, &wPanelFrame::focusChanged);
+}
+
+void wPanelFrame::nationality()
+{
+    ChildWindow::nationality();
+    m_grdFrameData->setTextMatrix(0, 0, DataFunctions7310::GetText(TextId::FrameGridNumber));
+    m_grdFrameData->setTextMatrix(0, dataColumn,
+                                  DataFunctions7310::GetText(TextId::FrameGridValue));
+    m_grdFrameData->resizeColumnToContents(0);
+}
+
+void wPanelFrame::cmdFrameData_Click(int index)
+{
+    try {
+        if (!fieldsAcceptable())
+            return;
+        if (index == Compute)
+            FrameCompute();
+        else
+            FrameSend();
+    } catch (const RunTimeError& error) {
+        ErrorHandling(QStringLiteral("wPanelFrame.cmdFrameData_Click"), error);
+    }
+}
+
+void wPanelFrame::FrameCompute()
+{
+    m_txtFrameData[Request]->clear();
+    m_txtFrameData[Answer]->clear();
+
+    const std::int64_t slave = NumberText::Val(m_txtFrameSlave->text());
+    if (slave == 0 || slave > highestSlave) {
+        refuse(m_txtFrameSlave);
+        return;
+    }
+    if (!NumberText::IsNumber(m_txtFrameAddress->text())) {
+        refuse(m_txtFrameAddress);
+        return;
+    }
+    if (!NumberText::IsNumber(m_txtFrameNbData->text())) {
+        refuse(m_txtFrameNbData);
+        return;
+    }
+    const int function = functionCode();
+
+    CommFunctions::FrameData items;
+    if (function >= 5 && m_grdFrameData->rows() >= 2) {
+        QList<int> values;
+        for (int row = 1; row < m_grdFrameData->rows(); ++row) {
+            const std::int64_t value = NumberText::Val(m_grdFrameData->textMatrix(row, dataColumn));
+            values << Global::Signed(static_cast<std::int32_t>(value & 0xFFFF));
+        }
+        items = values;
+    }
+
+    const QByteArray bytes = CommFunctions::FrameToSend(
+        clampedInt(slave), function, clampedInt(NumberText::Val(m_txtFrameAddress->text())),
+        clampedInt(NumberText::Val(m_txtFrameNbData->text())), items);
+    if (bytes.size() >= 2)
+        m_txtFrameData[Request]->setText(NumberText::FrameText(bytes));
+    else
+        QApplication::beep();
+}
+
+void wPanelFrame::FrameSend()
+{
+    const QString text = m_txtFrameData[Request]->text();
+    if (text.size() < 3) {
+        QApplication::beep();
+        return;
+    }
+    const QByteArray request = NumberText::ParseFrameText(text);
+    QByteArray answer;
+    {
+        WaitCursor wait;
+        answer = CommFunctions::FrameReceived(m_port, request, AnswerTimeout);
+    }
+    m_txtFrameData[Answer]->setText(CommFunctions::FrameToText(answer));
+    m_txtFrameData[Answer]->setCursorPosition(0);
+
+    if (const auto cells = FrameAnswer::DataOf(request, answer)) {
+        m_grdFrameData->setRows(static_cast<int>(cells->values.size()) + 1);
+        for (int row = 1; row < m_grdFrameData->rows(); ++row)
+            m_grdFrameData->setTextMatrix(row, dataColumn, cells->values.at(row - 1));
+    }
+}
+
+void wPanelFrame::cboFrameType_Click()
+{
+    m_txtFrameData[Request]->clear();
+    m_txtFrameData[Answer]->clear();
+    const int code = functionCode();
+    if (isBitWrite(code))
+        setBitEntry(true);
+    else if (isWordWrite(code))
+        setBitEntry(false);
+    if (isSingleWrite(code))
+        m_txtFrameNbData->setText(QStringLiteral("1"));
+    m_txtFrameNbData->setReadOnly(isSingleWrite(code));
+    txtFrameNbData_Validate();
+}
+
+void wPanelFrame::setBitEntry(bool bits)
+{
+    if (!bits) {
+        m_grdFrameData->setColumnList(dataColumn, {});
+        return;
+    }
+    m_grdFrameData->setColumnList(dataColumn, {QStringLiteral("0"), QStringLiteral("1")});
+    for (int row = 1; row < m_grdFrameData->rows(); ++row) {
+        const bool set = NumberText::Val(m_grdFrameData->textMatrix(row, dataColumn)) != 0;
+        m_grdFrameData->setTextMatrix(row, dataColumn,
+                                      set ? QStringLiteral("1") : QStringLiteral("0"));
+    }
+}
+
+int wPanelFrame::functionCode() const
+{
+    return m_cboFrameType->currentData().toInt();
+}
+
+bool wPanelFrame::addressAcceptable() const
+{
+    const std::int64_t address = NumberText::Val(m_txtFrameAddress->text());
+    return address >= 0 && address <= highestAddress;
+}
+
+bool wPanelFrame::countAcceptable() const
+{
+    const std::int64_t count = NumberText::Val(m_txtFrameNbData->text());
+    return count >= 0 && count <= highestCount;
+}
+
+bool wPanelFrame::txtFrameNbData_Validate()
+{
+    if (!countAcceptable())
+        return false;
+    m_grdFrameData->setRows(static_cast<int>(NumberText::Val(m_txtFrameNbData->text())) + 1);
+    return true;
+}
+
+void wPanelFrame::focusChanged(QWidget* previous, QWidget* now)
+{
+    // Like a field validation: checked only when the focus moves on inside this window.
+    if (m_refocusing || !now || !isAncestorOf(now))
+        return;
+    if (previous == m_txtFrameAddress && !addressAcceptable())
+        refuse(m_txtFrameAddress, true);
+    else if (previous == m_txtFrameNbData && !txtFrameNbData_Validate())
+        refuse(m_txtFrameNbData, true);
+}
+
+bool wPanelFrame::fieldsAcceptable()
+{
+    // A refusal on leaving a box has already beeped; the command that took the focus waits.
+    if (m_refocusing)
+        return false;
+    if (!addressAcceptable()) {
+        refuse(m_txtFrameAddress);
+        return false;
+    }
+    if (!countAcceptable()) {
+        refuse(m_txtFrameNbData);
+        return false;
+    }
+    return true;
+}
+
+void wPanelFrame::refuse(QLineEdit* box, bool deferred)
+{
+    QApplication::beep();
+    // The slave's text belongs to its up-down control, which holds the focus for it.
+    auto* spin = qobject_cast<QAbstractSpinBox*>(box->parentWidget());
+    QWidget* target = spin ? static_cast<QWidget*>(spin) : box;
+    m_refocusing = box;
+    auto giveBack = [this, target, box] {
+        target->setFocus(Qt::OtherFocusReason);
+        box->selectAll();
+        m_refocusing = nullptr;
+    };
+    if (deferred)
+        QTimer::singleShot(0, this, giveBack);
+    else
+        giveBack();
+}

@@ -1,0 +1,200 @@
+#include "wpanelcalcul.h"
+
+#include <QCheckBox>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTest>
+
+class TestPanelCalcul : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+    void crcOfTypedBytes_data();
+    void crcOfTypedBytes();
+    void crcRefusesByteOutOfRange_data();
+    void crcRefusesByteOutOfRange();
+    void editingAByteClearsTheResults();
+    void converterTyping_data();
+    void converterTyping();
+    void unsignedToggleRewritesTheDecimalBox();
+    void enteringABoxSelectsItsText_data();
+    void enteringABoxSelectsItsText();
+
+private:
+    QLineEdit* box(const QString& name) const { return m_window->findChild<QLineEdit*>(name); }
+    QLineEdit* crcByte(int i) const { return box(QStringLiteral("txtCrcFrame_%1").arg(i)); }
+    QLineEdit* crcResult(int i) const { return box(QStringLiteral("txtCrcResult_%1").arg(i)); }
+    QLineEdit* convert(int i) const { return box(QStringLiteral("txtConvert_%1").arg(i)); }
+    QCheckBox* unsignedBox() const
+    {
+        return m_window->findChild<QCheckBox*>(QStringLiteral("chkConvertUnsigned"));
+    }
+    void compute() const
+    {
+        QTest::mouseClick(m_window->findChild<QPushButton*>(QStringLiteral("cmdCrcCompute")),
+                          Qt::LeftButton);
+    }
+
+    wPanelCalcul* m_window = nullptr;
+};
+
+void TestPanelCalcul::init()
+{
+    m_window = new wPanelCalcul;
+    m_window->show();
+    QApplication::setActiveWindow(m_window);
+    QVERIFY(QTest::qWaitForWindowActive(m_window));
+}
+
+void TestPanelCalcul::cleanup()
+{
+    delete m_window;
+    m_window = nullptr;
+}
+
+void TestPanelCalcul::crcOfTypedBytes_data()
+{
+    QTest::addColumn<QStringList>("bytes"); // box i gets bytes[i]
+    QTest::addColumn<QStringList>("results");
+    QTest::addColumn<QString>("frame");
+
+    QTest::newRow("read request") << QStringList{"1", "3", "0", "0", "0", "1"}
+                                  << QStringList{"2692",  "0A 84", "0000 1010 1000 0100",
+                                                 "84 0A", "84",    "0A",
+                                                 "132",   "10"}
+                                  << "01 03 00 00 00 01 84 0A";
+    QTest::newRow("empty boxes are skipped")
+        << QStringList{"", "1", "", "3", "0", "0", "", "0", "1"}
+        << QStringList{"2692", "0A 84", "0000 1010 1000 0100", "84 0A", "84", "0A", "132", "10"}
+        << "01 03 00 00 00 01 84 0A";
+    QTest::newRow("high bit set reads unsigned")
+        << QStringList{"17", "3", "0", "107", "0", "3"}
+        << QStringList{"34678", "87 76", "1000 0111 0111 0110", "76 87", "76", "87", "118", "135"}
+        << "11 03 00 6B 00 03 76 87";
+    QTest::newRow("no bytes at all")
+        << QStringList{}
+        << QStringList{"65535", "FF FF", "1111 1111 1111 1111", "FF FF", "FF", "FF", "255", "255"}
+        << "FF FF";
+}
+
+void TestPanelCalcul::crcOfTypedBytes()
+{
+    QFETCH(QStringList, bytes);
+    QFETCH(QStringList, results);
+    QFETCH(QString, frame);
+    for (int i = 0; i < bytes.size(); ++i)
+        QTest::keyClicks(crcByte(i), bytes[i]);
+    compute();
+    for (int i = 0; i < results.size(); ++i)
+        QCOMPARE(crcResult(i)->text(), results[i]);
+    QCOMPARE(box("txtFrame")->text(), frame);
+}
+
+void TestPanelCalcul::crcRefusesByteOutOfRange_data()
+{
+    QTest::addColumn<int>("badBox");
+    QTest::addColumn<QString>("badValue");
+
+    QTest::newRow("256 in a later box") << 3 << "256";
+    QTest::newRow("negative in the first box") << 0 << "-1";
+    QTest::newRow("in the last box") << wPanelCalcul::CrcFrameBoxes - 1 << "999";
+}
+
+void TestPanelCalcul::crcRefusesByteOutOfRange()
+{
+    QFETCH(int, badBox);
+    QFETCH(QString, badValue);
+    for (int i = 0; i <= badBox; ++i)
+        QTest::keyClicks(crcByte(i), i == badBox ? badValue : QStringLiteral("1"));
+    compute();
+    QVERIFY(crcByte(badBox)->hasFocus());
+    QCOMPARE(crcByte(badBox)->selectedText(), badValue);
+    QCOMPARE(box("txtFrame")->text(), QString());
+    for (int i = 0; i < wPanelCalcul::CrcResultBoxes; ++i)
+        QCOMPARE(crcResult(i)->text(), QString());
+}
+
+void TestPanelCalcul::editingAByteClearsTheResults()
+{
+    QTest::keyClicks(crcByte(0), "1");
+    compute();
+    QVERIFY(!crcResult(0)->text().isEmpty());
+    QTest::keyClick(crcByte(5), Qt::Key_7);
+    QCOMPARE(box("txtFrame")->text(), QString());
+    for (int i = 0; i < wPanelCalcul::CrcResultBoxes; ++i)
+        QCOMPARE(crcResult(i)->text(), QString());
+}
+
+void TestPanelCalcul::converterTyping_data()
+{
+    QTest::addColumn<int>("typedBox");
+    QTest::addColumn<QString>("keys");
+    QTest::addColumn<bool>("unsignedForm");
+    QTest::addColumn<QStringList>("shown"); // decimal, hexadecimal, binary afterwards
+
+    QTest::newRow("65535 unsigned")
+        << 0 << "65535" << true << QStringList{"65535", "FF FF", "1111 1111 1111 1111"};
+    QTest::newRow("65535 signed beeps and keeps the last word")
+        << 0 << "65535" << false << QStringList{"65535", "19 99", "1 1001 1001 1001"};
+    QTest::newRow("-1 signed") << 0 << "-1" << false
+                               << QStringList{"-1", "FF FF", "1111 1111 1111 1111"};
+    QTest::newRow("minus dropped when unsigned")
+        << 0 << "-12" << true << QStringList{"12", "00 0C", "1100"};
+    QTest::newRow("letters dropped in decimal")
+        << 0 << "4a2" << false << QStringList{"42", "00 2A", "10 1010"};
+    QTest::newRow("hex lower case, signed")
+        << 1 << "ff ff" << false << QStringList{"-1", "FF FF", "1111 1111 1111 1111"};
+    QTest::newRow("hex unsigned, junk dropped")
+        << 1 << "8g0-00" << true << QStringList{"32768", "8000", "1000 0000 0000 0000"};
+    QTest::newRow("binary 101") << 2 << "101" << false << QStringList{"5", "00 05", "101"};
+    QTest::newRow("binary ignores the digit 2")
+        << 2 << "1021" << false << QStringList{"5", "00 05", "101"};
+    QTest::newRow("binary sixteen digits signed")
+        << 2 << "1000000000000000" << false << QStringList{"-32768", "80 00", "1000000000000000"};
+}
+
+void TestPanelCalcul::converterTyping()
+{
+    QFETCH(int, typedBox);
+    QFETCH(QString, keys);
+    QFETCH(bool, unsignedForm);
+    QFETCH(QStringList, shown);
+    unsignedBox()->setChecked(unsignedForm);
+    QTest::keyClicks(convert(typedBox), keys);
+    for (int i = 0; i < 3; ++i)
+        QCOMPARE(convert(i)->text(), shown[i]);
+}
+
+void TestPanelCalcul::unsignedToggleRewritesTheDecimalBox()
+{
+    QTest::keyClicks(convert(1), "FFFE");
+    QCOMPARE(convert(0)->text(), "-2");
+    unsignedBox()->setChecked(true);
+    QCOMPARE(convert(0)->text(), "65534");
+    QCOMPARE(convert(1)->text(), "FFFE");
+    unsignedBox()->setChecked(false);
+    QCOMPARE(convert(0)->text(), "-2");
+}
+
+void TestPanelCalcul::enteringABoxSelectsItsText_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::newRow("CRC byte") << "txtCrcFrame_2";
+    QTest::newRow("decimal") << "txtConvert_0";
+    QTest::newRow("binary") << "txtConvert_2";
+    QTest::newRow("CRC result") << "txtCrcResult_1";
+}
+
+void TestPanelCalcul::enteringABoxSelectsItsText()
+{
+    QFETCH(QString, name);
+    box(name)->setText("101");
+    box(name)->setFocus(Qt::TabFocusReason);
+    QTRY_COMPARE(box(name)->selectedText(), "101");
+}
+
+QTEST_MAIN(TestPanelCalcul)
+#include "tst_wpanelcalcul.moc"

@@ -1,0 +1,447 @@
+#include "comctrl.h"
+#include "datafunctions7310.h"
+#include "frameanswer.h"
+#include "ptypeer.h"
+#include "wpanelframe.h"
+#include "zrbgrid.h"
+
+#include <QComboBox>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QLineEdit>
+#include <QProcess>
+#include <QPushButton>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+// A frame as the builder writes it: two hexadecimal digits and a blank for every byte.
+QString asText(const QByteArray& frame)
+{
+    return frame.isEmpty() ? QString() : QString::fromLatin1(frame.toHex(' ').toUpper()) + ' ';
+}
+
+QByteArray hex(const char* digits)
+{
+    return QByteArray::fromHex(digits);
+}
+
+} // namespace
+
+class TestPanelFrame : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+    void init();
+    void cleanup();
+
+    void compute_data();
+    void compute();
+    void leaveChecks_data();
+    void leaveChecks();
+    void typeChange_data();
+    void typeChange();
+
+    void sendReadShowsAnswerAndWords();
+    void handTypedFrameIsSentAsItStands_data();
+    void handTypedFrameIsSentAsItStands();
+    void silentSlaveShowsTimeout();
+    void exceptionAnswerShowsItsText();
+    void bitAnswerFillsEightRowsPerByte();
+    void answerLayout_data();
+    void answerLayout();
+
+private:
+    template<typename T = QLineEdit> T* control(const QString& name) const
+    {
+        return m_window->findChild<T*>(name);
+    }
+    ZrbGrid* grid() const { return control<ZrbGrid>("grdFrameData"); }
+    QString request() const { return control("txtFrameData_0")->text(); }
+    QString answer() const { return control("txtFrameData_1")->text(); }
+    void selectFunction(int code) const;
+    void retype(const QString& box, const QString& text) const;
+    void click(const QString& button) const
+    {
+        QTest::mouseClick(control<QPushButton>(button), Qt::LeftButton);
+    }
+    bool holdsFocus(const QString& box) const;
+    QStringList traceLines() const;
+
+    QProcess m_sim;
+    QTemporaryDir m_dir;
+    ComCtrl m_port;
+    wPanelFrame* m_window = nullptr;
+};
+
+void TestPanelFrame::initTestCase()
+{
+    const QString sim = QStringLiteral(K7310_BIN_DIR "/k7310sim");
+    if (!QFile::exists(sim))
+        QSKIP("the panel simulator has not been built");
+    m_sim.start(sim, {"--no-link", "--trace", m_dir.filePath("trace.txt")});
+    QVERIFY(m_sim.waitForStarted());
+    QVERIFY(m_sim.waitForReadyRead(5000));
+    const QString pty = QString::fromLatin1(m_sim.readLine()).trimmed();
+    QVERIFY2(pty.startsWith("/dev/"), qPrintable(pty));
+    m_port.setPortName(pty);
+    m_port.open();
+}
+
+void TestPanelFrame::cleanupTestCase()
+{
+    if (m_port.isOpen())
+        m_port.close();
+    m_sim.write("quit\n");
+    if (!m_sim.waitForFinished(3000))
+        m_sim.kill();
+}
+
+void TestPanelFrame::init()
+{
+    m_window = new wPanelFrame(m_port);
+    m_window->show();
+    QApplication::setActiveWindow(m_window);
+    QVERIFY(QTest::qWaitForWindowActive(m_window));
+}
+
+void TestPanelFrame::cleanup()
+{
+    delete m_window;
+    m_window = nullptr;
+}
+
+void TestPanelFrame::selectFunction(int code) const
+{
+    auto* list = control<QComboBox>("cboFrameType");
+    list->setCurrentIndex(list->findData(code));
+}
+
+void TestPanelFrame::retype(const QString& box, const QString& text) const
+{
+    QLineEdit* edit = control(box);
+    edit->selectAll();
+    QTest::keyClick(edit, Qt::Key_Backspace);
+    QTest::keyClicks(edit, text);
+}
+
+bool TestPanelFrame::holdsFocus(const QString& box) const
+{
+    // The slave's text box lives inside its up-down control, which takes the focus for it.
+    QLineEdit* edit = control(box);
+    return edit->hasFocus() || edit->parentWidget()->hasFocus();
+}
+
+QStringList TestPanelFrame::traceLines() const
+{
+    QFile trace(m_dir.filePath("trace.txt"));
+    if (!trace.open(QIODevice::ReadOnly))
+        return {};
+    return QString::fromLatin1(trace.readAll()).split('\n', Qt::SkipEmptyParts);
+}
+
+void TestPanelFrame::compute_data()
+{
+    QTest::addColumn<QString>("slave");
+    QTest::addColumn<int>("function");
+    QTest::addColumn<QString>("address");
+    QTest::addColumn<QString>("count");
+    QTest::addColumn<QStringList>("data");
+    QTest::addColumn<QByteArray>("frame"); // without its CRC; empty when nothing is built
+    QTest::addColumn<QString>("refused");  // the box that gets the focus back
+
+    const QStringList none;
+    QTest::newRow("slave 0 refused") << "0" << 3 << "0"
+                                     << "1" << none << QByteArray() << "TxtFrameSlave";
+    QTest::newRow("slave 65 refused") << "65" << 3 << "0"
+                                      << "1" << none << QByteArray() << "TxtFrameSlave";
+    QTest::newRow("slave 64 accepted") << "64" << 3 << "0"
+                                       << "1" << none << hex("400300000001") << "";
+    QTest::newRow("address not a number") << "1" << 3 << "12x"
+                                          << "1" << none << QByteArray() << "txtFrameAddress";
+    QTest::newRow("empty count") << "1" << 3 << "0"
+                                 << "" << none << QByteArray() << "txtFrameNbData";
+    QTest::newRow("reads never carry data")
+        << "1" << 4 << "7"
+        << "2" << QStringList{"5", "6"} << hex("010400070002") << "";
+    QTest::newRow("single bit write") << "1" << 5 << "10"
+                                      << "1" << QStringList{"1"} << hex("0105000AFF00") << "";
+    QTest::newRow("single word write, 16-bit wrap")
+        << "2" << 6 << "300"
+        << "1" << QStringList{"65537"} << hex("0206012C0001") << "";
+    QTest::newRow("word writes, negative as two's complement")
+        << "1" << 16 << "0"
+        << "2" << QStringList{"258", "-1"} << hex("011000000002040102FFFF") << "";
+    QTest::newRow("bit writes packed low bit first")
+        << "1" << 15 << "0"
+        << "10" << QStringList{"1", "0", "1", "1", "0", "0", "1", "1", "1", "0"}
+        << hex("010F0000000A02CD01") << "";
+    QTest::newRow("address 65536 passes the box but not the codec")
+        << "1" << 3 << "65536"
+        << "1" << none << QByteArray() << "";
+}
+
+void TestPanelFrame::compute()
+{
+    QFETCH(QString, slave);
+    QFETCH(int, function);
+    QFETCH(QString, address);
+    QFETCH(QString, count);
+    QFETCH(QStringList, data);
+    QFETCH(QByteArray, frame);
+    QFETCH(QString, refused);
+
+    selectFunction(function);
+    retype("TxtFrameSlave", slave);
+    retype("txtFrameAddress", address);
+    QLineEdit* countBox = control("txtFrameNbData");
+    if (!countBox->isReadOnly()) {
+        countBox->setFocus();
+        retype("txtFrameNbData", count);
+    }
+    click("cmdFrameData_0"); // leaving the count box sizes the grid first
+    if (!data.isEmpty()) {
+        QCOMPARE(grid()->rows(), data.size() + 1);
+        for (int i = 0; i < data.size(); ++i)
+            grid()->setTextMatrix(i + 1, 1, data[i]);
+        click("cmdFrameData_0");
+    }
+
+    QCOMPARE(request(), frame.isEmpty() ? QString() : asText(WithCrc(frame)));
+    if (!refused.isEmpty()) {
+        QTRY_VERIFY(holdsFocus(refused));
+        QCOMPARE(control(refused)->selectedText(), control(refused)->text());
+    }
+}
+
+void TestPanelFrame::leaveChecks_data()
+{
+    QTest::addColumn<QString>("box");
+    QTest::addColumn<QString>("typed");
+    QTest::addColumn<bool>("stays");
+    QTest::addColumn<int>("rows"); // of the grid afterwards
+
+    QTest::newRow("address 65536 passes") << "txtFrameAddress"
+                                          << "65536" << false << 2;
+    QTest::newRow("address 65537 held") << "txtFrameAddress"
+                                        << "65537" << true << 2;
+    QTest::newRow("address -1 held") << "txtFrameAddress"
+                                     << "-1" << true << 2;
+    QTest::newRow("count 5 gives six rows") << "txtFrameNbData"
+                                            << "5" << false << 6;
+    QTest::newRow("count 0 leaves the header") << "txtFrameNbData"
+                                               << "0" << false << 1;
+    QTest::newRow("count -1 held, grid kept") << "txtFrameNbData"
+                                              << "-1" << true << 2;
+}
+
+void TestPanelFrame::leaveChecks()
+{
+    QFETCH(QString, box);
+    QFETCH(QString, typed);
+    QFETCH(bool, stays);
+    QFETCH(int, rows);
+
+    control(box)->setFocus();
+    retype(box, typed);
+    control("txtFrameData_0")->setFocus();
+    QTest::qWait(20);
+    QTRY_COMPARE(holdsFocus(box), stays);
+    QCOMPARE(grid()->rows(), rows);
+    for (int r = 1; r < rows; ++r)
+        QCOMPARE(grid()->textMatrix(r, 0), QString::number(r));
+}
+
+void TestPanelFrame::typeChange_data()
+{
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QString>("count");
+    QTest::addColumn<bool>("locked");
+    QTest::addColumn<QStringList>("list");
+    QTest::addColumn<QStringList>("values"); // data column after the change
+
+    const QStringList bits{"0", "1"};
+    QTest::newRow("single bit write") << 5 << "1" << true << bits << QStringList{"1"};
+    QTest::newRow("bit writes carry values over")
+        << 15 << "3" << false << bits << QStringList{"1", "0", "0"};
+    QTest::newRow("single word write") << 6 << "1" << true << QStringList() << QStringList{"7"};
+    QTest::newRow("word writes leave values")
+        << 16 << "3" << false << QStringList() << QStringList{"7", "0", ""};
+    QTest::newRow("read leaves the grid")
+        << 4 << "3" << false << QStringList() << QStringList{"7", "0", ""};
+}
+
+void TestPanelFrame::typeChange()
+{
+    QFETCH(int, code);
+    QFETCH(QString, count);
+    QFETCH(bool, locked);
+    QFETCH(QStringList, list);
+    QFETCH(QStringList, values);
+
+    selectFunction(3);
+    control("txtFrameNbData")->setFocus();
+    retype("txtFrameNbData", "3");
+    control("txtFrameAddress")->setFocus();
+    QCOMPARE(grid()->rows(), 4);
+    grid()->setTextMatrix(1, 1, "7");
+    grid()->setTextMatrix(2, 1, "0");
+    control("txtFrameData_0")->setText("01 03 ");
+    control("txtFrameData_1")->setText("(Time-out)");
+
+    selectFunction(code);
+    QCOMPARE(request(), QString());
+    QCOMPARE(answer(), QString());
+    QCOMPARE(control("txtFrameNbData")->text(), count);
+    QCOMPARE(control("txtFrameNbData")->isReadOnly(), locked);
+    QCOMPARE(grid()->columnList(1), list);
+    QCOMPARE(grid()->rows(), values.size() + 1);
+    for (int i = 0; i < values.size(); ++i)
+        QCOMPARE(grid()->textMatrix(i + 1, 1), values[i]);
+
+    // Back to a read: the count is free again and the grid stays as it was.
+    selectFunction(3);
+    QVERIFY(!control("txtFrameNbData")->isReadOnly());
+    QCOMPARE(grid()->columnList(1), list);
+}
+
+void TestPanelFrame::sendReadShowsAnswerAndWords()
+{
+    selectFunction(3);
+    retype("txtFrameAddress", "128");
+    control("txtFrameNbData")->setFocus();
+    retype("txtFrameNbData", "4");
+    click("cmdFrameData_0");
+    QCOMPARE(request(), asText(WithCrc(hex("010300800004"))));
+    click("cmdFrameData_1");
+    // Factory settings: speed code FE (9600), 1 stop bit, slave 1, bus mode 0.
+    QCOMPARE(answer(), asText(WithCrc(hex("01030800FE000100010000"))));
+    QCOMPARE(grid()->rows(), 5);
+    const QStringList words{"254", "1", "1", "0"};
+    for (int i = 0; i < words.size(); ++i)
+        QCOMPARE(grid()->textMatrix(i + 1, 1), words[i]);
+}
+
+void TestPanelFrame::handTypedFrameIsSentAsItStands_data()
+{
+    QTest::addColumn<QString>("typed");
+    QTest::addColumn<QByteArray>("heard"); // what the panel received; empty: nothing sent
+    QTest::addColumn<bool>("answered");
+
+    const QByteArray frame = WithCrc(hex("010300810001"));
+    const QString text = asText(frame);
+    QTest::newRow("with the trailing blank: all bytes") << text << frame << true;
+    QTest::newRow("without it: one byte less") << text.chopped(1) << frame.chopped(1) << false;
+    QTest::newRow("shorter than one byte: nothing") << "01" << QByteArray() << false;
+}
+
+void TestPanelFrame::handTypedFrameIsSentAsItStands()
+{
+    QFETCH(QString, typed);
+    QFETCH(QByteArray, heard);
+    QFETCH(bool, answered);
+
+    const qsizetype traced = traceLines().size();
+    control("txtFrameData_0")->setText(typed);
+    click("cmdFrameData_1");
+    if (heard.isEmpty()) {
+        QCOMPARE(answer(), QString());
+        QCOMPARE(traceLines().size(), traced);
+        return;
+    }
+    QCOMPARE(answer().startsWith("01 03 02 00 01 "), answered);
+    if (!answered)
+        QCOMPARE(answer(), "(Time-out)");
+    QTRY_VERIFY(traceLines().size() > traced);
+    // "<seconds> <KIND> <baud>/<stop> <hex bytes> [(<reason>)]"
+    const QStringList fields = traceLines().at(traced).split(' ');
+    QByteArray received;
+    for (qsizetype i = 3; i < fields.size() && !fields[i].startsWith('('); ++i)
+        received += QByteArray::fromHex(fields[i].toLatin1());
+    QCOMPARE(received, heard);
+}
+
+void TestPanelFrame::silentSlaveShowsTimeout()
+{
+    m_sim.write("fault-next none\n");
+    QVERIFY(m_sim.waitForBytesWritten(1000));
+    QTest::qWait(200);
+    control("txtFrameData_0")->setText(asText(WithCrc(hex("010300800001"))));
+    QElapsedTimer clock;
+    clock.start();
+    click("cmdFrameData_1");
+    QCOMPARE(answer(), "(Time-out)");
+    QVERIFY2(clock.elapsed() >= 900 && clock.elapsed() < 2500,
+             qPrintable(QString::number(clock.elapsed())));
+    QCOMPARE(grid()->rows(), 2);
+}
+
+void TestPanelFrame::exceptionAnswerShowsItsText()
+{
+    // The panel has no bits to read: function 1 is refused with exception 01.
+    selectFunction(1);
+    retype("txtFrameAddress", "0");
+    click("cmdFrameData_0");
+    click("cmdFrameData_1");
+    QCOMPARE(answer(),
+             asText(WithCrc(hex("018101"))) + '(' + DataFunctions7310::GetText(233801) + ')');
+    QCOMPARE(grid()->rows(), 2);
+}
+
+void TestPanelFrame::bitAnswerFillsEightRowsPerByte()
+{
+    PtyPair pty;
+    QVERIFY(pty.ok());
+    FakeSlave slave(pty,
+                    [](const QByteArray&) { return FakeSlave::Reply{WithCrc(hex("010102CD01"))}; });
+    ComCtrl port;
+    port.setPortName(pty.slavePath());
+    port.open();
+    wPanelFrame window(port);
+    window.findChild<QLineEdit*>("txtFrameData_0")->setText(asText(WithCrc(hex("01010000000A"))));
+    QTest::mouseClick(window.findChild<QPushButton*>("cmdFrameData_1"), Qt::LeftButton);
+
+    auto* bits = window.findChild<ZrbGrid*>("grdFrameData");
+    QCOMPARE(bits->rows(), 17);
+    const QString expected = "1011001110000000"; // CD then 01, low bit first
+    for (int r = 1; r < bits->rows(); ++r)
+        QCOMPARE(bits->textMatrix(r, 1), QString(expected.at(r - 1)));
+}
+
+void TestPanelFrame::answerLayout_data()
+{
+    QTest::addColumn<QByteArray>("request");
+    QTest::addColumn<QByteArray>("answer");
+    QTest::addColumn<QStringList>("cells"); // empty: the grid is left alone
+
+    const QByteArray readWords = WithCrc(hex("010300000002"));
+    QTest::newRow("words read as signed")
+        << readWords << WithCrc(hex("010304FFFF0005")) << QStringList{"-1", "5"};
+    QTest::newRow("input words too")
+        << WithCrc(hex("010400000001")) << WithCrc(hex("0104027FFF")) << QStringList{"32767"};
+    QTest::newRow("wrong CRC") << readWords << hex("010304FFFF00050000") << QStringList();
+    QTest::newRow("other slave") << readWords << WithCrc(hex("020304FFFF0005")) << QStringList();
+    QTest::newRow("byte count disagrees")
+        << readWords << WithCrc(hex("010306FFFF0005")) << QStringList();
+    QTest::newRow("write echo carries no data")
+        << WithCrc(hex("010600010005")) << WithCrc(hex("010600010005")) << QStringList();
+    QTest::newRow("time-out") << readWords << QByteArray(1, '\0') << QStringList();
+}
+
+void TestPanelFrame::answerLayout()
+{
+    QFETCH(QByteArray, request);
+    QFETCH(QByteArray, answer);
+    QFETCH(QStringList, cells);
+    const auto data = FrameAnswer::DataOf(request, answer);
+    QCOMPARE(data.has_value(), !cells.isEmpty());
+    if (data)
+        QCOMPARE(data->values, cells);
+}
+
+QTEST_MAIN(TestPanelFrame)
+#include "tst_wpanelframe.moc"
