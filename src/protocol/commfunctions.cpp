@@ -267,12 +267,17 @@ QString FrameToText(const QByteArray& frame, const TextLookup& lookup)
 {
     if (frame.size() == 1 && frame.at(0) == 0)
         return QStringLiteral("(Time-out)");
+    // The 256 byte texts are made once; frames are shown after every exchange.
+    static const QList<QString> byteTexts = [] {
+        QList<QString> texts;
+        for (int value = 0; value < 256; ++value)
+            texts.append(Global::ByteToText(static_cast<std::uint8_t>(value)) + QLatin1Char(' '));
+        return texts;
+    }();
     QString text;
     text.reserve(frame.size() * 3);
-    for (const char byte : frame) {
-        text += Global::ByteToText(static_cast<std::uint8_t>(byte));
-        text += QLatin1Char(' ');
-    }
+    for (const char byte : frame)
+        text += byteTexts[static_cast<std::uint8_t>(byte)];
     if (frame.size() > 1 && at(frame, 1) >= 129) {
         // 233800 + the requested function code, which is byte 1 without its high bit.
         const int textId = ExceptionTextBase - 128 + at(frame, 1);
