@@ -153,7 +153,7 @@ Document load(const QString& path)
 bool markedReadOnly(const QFileInfo& info)
 {
     constexpr QFile::Permissions anyWrite =
-        QFile::WriteOwner | QFile::WriteUser | QFile::WriteGroup | QFile::WriteOther;
+        QFile::WriteOwner | QFile::WriteGroup | QFile::WriteOther;
     return !info.isWritable() || !(info.permissions() & anyWrite);
 }
 
