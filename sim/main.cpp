@@ -92,9 +92,9 @@ Trace
                       DROPPED (bad CRC, other slave, garbage: no answer), IGNORED (line
                       speed/stop bits not the panel's: the settings shown are the line's),
                       TX (sent; settings are the panel's). Example:
-                        12.345678 RX 9600/1 01 03 00 80 00 04 44 21 (read)
-                        12.347012 TX 9600/1 01 03 08 00 FE 00 01 00 01 00 00 C4 9D
-                        13.001200 IGNORED 19200/2 01 03 00 82 00 01 25 E2
+                        12.345678 RX 9600/1 01 03 00 80 00 04 45 E1 (read)
+                        12.347012 TX 9600/1 01 03 08 00 FE 00 01 00 01 00 00 E6 18
+                        13.001200 IGNORED 19200/2 01 03 00 82 00 01 24 22
 
 Words (holding registers, function 3 reads, 6 and 16 write)
   0          write 0: all LEDs off (write only)
