@@ -82,7 +82,8 @@ Timing and faults
   after MS more ms, default 1500), noise[:N] (N random bytes just before the answer,
   default 4), off (no fault). The request is carried out whatever the fault; a "next"
   fault takes precedence over an "every" fault. Faults touch Modbus answers and the
-  probe answer (whose wrong-slave fault changes its byte 1; its bad-crc its last byte).
+  probe answer (its wrong-slave fault changes byte 1, bad-crc the last byte, and
+  wrong-function leaves it as it is).
 
 Trace
   --trace FILE|-      trace every frame into FILE ("-" for standard error):
