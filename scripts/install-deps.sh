@@ -8,7 +8,7 @@ packages=(
   qt6-base-dev qt6-serialport-dev qt6-tools-dev qt6-tools-dev-tools libqt6sql6-sqlite
   qt6-svg-dev libqt6svg6
   libsqlcipher-dev sqlcipher
-  libmodbus-dev mbpoll python3-pymodbus socat
+  libmodbus-dev mbpoll python3-pymodbus python3-serial python3-serial-asyncio socat
   xvfb xauth xdotool imagemagick poppler-utils
 )
 
