@@ -36,7 +36,7 @@ constexpr std::array<const char*, TableCount> LookupSql = {
 struct Lookup
 {
     sqlite3_stmt* statement = nullptr;
-    QString language;
+    unsigned languageGeneration = 0;
     int column = -1;
 };
 
@@ -45,6 +45,9 @@ struct State
     sqlite3* db = nullptr;
     std::array<Lookup, TableCount> lookups;
     QString language;
+    // Changes with every language change, so a lookup knows its column is still right
+    // without comparing names.
+    unsigned languageGeneration = 1;
 };
 
 State& state()
@@ -78,11 +81,7 @@ public:
     explicit ResetGuard(sqlite3_stmt* statement)
         : m_statement(statement)
     {}
-    ~ResetGuard()
-    {
-        sqlite3_reset(m_statement);
-        sqlite3_clear_bindings(m_statement);
-    }
+    ~ResetGuard() { sqlite3_reset(m_statement); }
     ResetGuard(const ResetGuard&) = delete;
     ResetGuard& operator=(const ResetGuard&) = delete;
 
@@ -113,7 +112,7 @@ Lookup& lookup(Table table)
 int languageColumn(Lookup& entry, Table table)
 {
     const QString& language = state().language;
-    if (entry.column >= 0 && entry.language == language)
+    if (entry.column >= 0 && entry.languageGeneration == state().languageGeneration)
         return entry.column;
     const int count = sqlite3_column_count(entry.statement);
     int column = -1;
@@ -131,7 +130,7 @@ int languageColumn(Lookup& entry, Table table)
                            QLatin1String(TableNames[table]) +
                                QStringLiteral(" has no language column \"") + language +
                                QLatin1Char('"'));
-    entry.language = language;
+    entry.languageGeneration = state().languageGeneration;
     entry.column = column;
     return column;
 }
@@ -148,6 +147,9 @@ enum class Key { NotNumeric, NoRow, Valid };
 Key parseKey(const QString& id, sqlite3_int64& key)
 {
     bool ok = false;
+    key = id.toLongLong(&ok);
+    if (ok)
+        return Key::Valid;
     const double value = id.toDouble(&ok);
     if (!ok || !std::isfinite(value))
         return Key::NotNumeric;
@@ -157,18 +159,9 @@ Key parseKey(const QString& id, sqlite3_int64& key)
     return Key::Valid;
 }
 
-// Text of a numeric ID in T_Labels or T_ToolTips, or missing when the ID has no row.
-QString textById(Table table, const QString& id, const QString& missing)
+// Text of a key in T_Labels or T_ToolTips; std::nullopt when the key has no row.
+std::optional<QString> textByKey(Table table, sqlite3_int64 key)
 {
-    sqlite3_int64 key = 0;
-    switch (parseKey(id, key)) {
-    case Key::NotNumeric:
-        return {};
-    case Key::NoRow:
-        return missing;
-    case Key::Valid:
-        break;
-    }
     Lookup& entry = lookup(table);
     const int column = languageColumn(entry, table);
     const ResetGuard guard(entry.statement);
@@ -177,8 +170,34 @@ QString textById(Table table, const QString& id, const QString& missing)
     if (code == SQLITE_ROW)
         return columnText(entry.statement, column);
     if (code == SQLITE_DONE)
-        return missing;
+        return std::nullopt;
     throwEngineError(state().db, code);
+}
+
+// A numeric ID's text, "" for a non-numeric ID, missing(id) when the ID has no row.
+template<typename Missing> QString textById(Table table, const QString& id, Missing&& missing)
+{
+    sqlite3_int64 key = 0;
+    switch (parseKey(id, key)) {
+    case Key::NotNumeric:
+        return {};
+    case Key::NoRow:
+        return missing(id);
+    case Key::Valid:
+        break;
+    }
+    std::optional<QString> text = textByKey(table, key);
+    return text ? std::move(*text) : missing(id);
+}
+
+QString labelMarker(const QString& id)
+{
+    return QLatin1Char('#') + id + QLatin1Char('#');
+}
+
+QString noToolTip(const QString&)
+{
+    return {};
 }
 
 void registerCloseAtExit()
@@ -248,12 +267,24 @@ QString CurrentLanguage()
 void SetCurrentLanguage(const QString& newLanguage)
 {
     state().language = newLanguage;
+    ++state().languageGeneration;
 }
 
 QString GetText(const QString& id)
 {
     try {
-        return textById(Labels, id, QLatin1Char('#') + id + QLatin1Char('#'));
+        return textById(Labels, id, labelMarker);
+    } catch (const RunTimeError& error) {
+        ErrorHandling(QStringLiteral("DataFunctions.GetText"), error);
+        return {};
+    }
+}
+
+QString GetText(int id)
+{
+    try {
+        std::optional<QString> text = textByKey(Labels, id);
+        return text ? std::move(*text) : labelMarker(QString::number(id));
     } catch (const RunTimeError& error) {
         ErrorHandling(QStringLiteral("DataFunctions.GetText"), error);
         return {};
@@ -263,7 +294,17 @@ QString GetText(const QString& id)
 QString GetToolTip(const QString& id)
 {
     try {
-        return textById(ToolTips, id, QString());
+        return textById(ToolTips, id, noToolTip);
+    } catch (const RunTimeError& error) {
+        ErrorHandling(QStringLiteral("DataFunctions.GetToolTip"), error);
+        return {};
+    }
+}
+
+QString GetToolTip(int id)
+{
+    try {
+        return textByKey(ToolTips, id).value_or(QString());
     } catch (const RunTimeError& error) {
         ErrorHandling(QStringLiteral("DataFunctions.GetToolTip"), error);
         return {};

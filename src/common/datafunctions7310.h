@@ -22,17 +22,11 @@ void SetCurrentLanguage(const QString& language);
 // "" for a null text. Failures (no data file, a language without a column) go to the error
 // report under "DataFunctions.GetText" and give "".
 QString GetText(const QString& id);
-inline QString GetText(int id)
-{
-    return GetText(QString::number(id));
-}
+QString GetText(int id);
 // Tooltip by ID; "" when the ID has no row. Failures are reported under
 // "DataFunctions.GetToolTip" and give "".
 QString GetToolTip(const QString& id);
-inline QString GetToolTip(int id)
-{
-    return GetToolTip(QString::number(id));
-}
+QString GetToolTip(int id);
 // Factory default of a parameter by key (the word address); 0 when the key has no row.
 // Not trapped here: a failure throws RunTimeError for the caller's trap.
 std::int32_t GetDefaultValue(std::int16_t id);
