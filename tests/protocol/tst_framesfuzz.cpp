@@ -102,12 +102,11 @@ public:
     {}
     int below(int bound) { return static_cast<int>(m_random.bounded(bound)); }
     char byte() { return static_cast<char>(m_random.bounded(256)); }
-    QByteArray bytes(int count)
+    // Appends random bytes; the arrays are reused from case to case to keep allocations few.
+    void append(QByteArray& bytes, int count)
     {
-        QByteArray result(count, '\0');
-        for (char& value : result)
-            value = byte();
-        return result;
+        for (int i = 0; i < count; ++i)
+            bytes.append(byte());
     }
 
 private:
@@ -136,6 +135,8 @@ void TestFramesFuzz::answersAgainstRequests()
         return QString::number(id);
     };
 
+    QByteArray request;
+    QByteArray answer;
     int acceptedRead = 0, acceptedWrite = 0, rejected = 0, exceptions = 0;
     for (int n = 0; n < Cases; ++n) {
         // The request: mostly the console's own, sometimes anything at all.
@@ -143,26 +144,32 @@ void TestFramesFuzz::answersAgainstRequests()
         const auto slave = static_cast<std::uint8_t>(gen.below(256));
         // Mostly the short reads of the console, now and then up to the 125-word maximum.
         const int count = gen.below(50) == 0 ? 1 + gen.below(125) : 1 + gen.below(8);
-        QByteArray request;
-        if (kind < 13)
+        if (kind < 13) {
             request = ReadWordsRequest(slave, gen.below(65536), count);
-        else if (kind < 19)
+        } else if (kind < 19) {
             request = WriteWordRequest(slave, gen.below(65536), std::int16_t(gen.below(65536)));
-        else
-            request = gen.bytes(gen.below(12));
+        } else {
+            request.resize(0);
+            gen.append(request, gen.below(12));
+        }
         const bool readRequest = request.size() == 8 && request[1] == 3;
 
         // A healthy answer to it, then perhaps damaged.
-        QByteArray answer;
+        answer.resize(0);
         if (readRequest) {
             answer.append(request[0]).append(char(3));
             answer.append(gen.below(8) == 0 ? gen.byte() : static_cast<char>(2 * count));
-            answer += gen.bytes(2 * count);
+            gen.append(answer, 2 * count);
             crc.append(answer);
         } else {
-            answer = request.size() == 8 ? request : gen.bytes(8);
-            if (gen.below(4) == 0) // the echo's CRC is not looked at
-                answer.replace(6, 2, gen.bytes(2));
+            if (request.size() == 8)
+                answer.append(request);
+            else
+                gen.append(answer, 8);
+            if (gen.below(4) == 0) { // the echo's CRC is not looked at
+                answer[6] = gen.byte();
+                answer[7] = gen.byte();
+            }
         }
         switch (gen.below(10)) {
         case 0:
@@ -176,15 +183,17 @@ void TestFramesFuzz::answersAgainstRequests()
             answer.chop(1 + gen.below(int(answer.size())));
             break;
         case 5:
-            answer += gen.bytes(1 + gen.below(4));
+            gen.append(answer, 1 + gen.below(4));
             break;
         case 6: // a frame with a good CRC but random contents and length
-            answer = gen.bytes(gen.below(2 * count + 8));
+            answer.resize(0);
+            gen.append(answer, gen.below(2 * count + 8));
             if (gen.below(2) == 0)
                 crc.append(answer);
             break;
         case 7: { // an exception answer
-            answer = QByteArray(1, request.isEmpty() ? char(1) : request[0]);
+            answer.resize(0);
+            answer.append(request.isEmpty() ? char(1) : request[0]);
             answer.append(static_cast<char>(0x80 | gen.below(128))).append(gen.byte());
             crc.append(answer);
             break;
@@ -195,7 +204,9 @@ void TestFramesFuzz::answersAgainstRequests()
             crc.append(answer);
             break;
         case 9:
-            answer = gen.below(2) ? QByteArray(1, '\0') : QByteArray();
+            answer.resize(0);
+            if (gen.below(2))
+                answer.append('\0');
             break;
         }
 

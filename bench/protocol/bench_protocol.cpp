@@ -1,0 +1,139 @@
+// Figures for the transaction code, run by hand:
+//  1. CPU time spent by the process while an answer wait runs out (nobody answers);
+//  2. median time of a 4-word read over a pty against a libmodbus slave, for LitMots and, in
+//     the same run and against the same slave, for libmodbus's own master.
+#include "comctrl.h"
+#include "commfunctions.h"
+#include "errorhandling.h"
+#include "modbuspeer.h"
+#include "ptypeer.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+
+#include <modbus.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <vector>
+
+#include <sys/resource.h>
+
+using namespace CommFunctions;
+
+namespace {
+
+constexpr int Transactions = 1000;
+constexpr int Block = 100; // the two masters take turns in blocks, so drift hits both alike
+constexpr int Slave = 7;
+
+double processCpuMs()
+{
+    struct rusage usage = {};
+    getrusage(RUSAGE_SELF, &usage);
+    return (usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1000.0 +
+           (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1000.0;
+}
+
+double median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+double percentile(std::vector<double> values, double fraction)
+{
+    std::sort(values.begin(), values.end());
+    return values[static_cast<size_t>(fraction * double(values.size() - 1))];
+}
+
+bool idleWait(const char* what, const std::function<void(ComCtrl&)>& transaction)
+{
+    PtyPair pty; // nobody reads the master: the request is never answered
+    if (!pty.ok())
+        return false;
+    ComCtrl line;
+    line.setPortName(pty.slavePath());
+    line.open();
+    const double cpuBefore = processCpuMs();
+    QElapsedTimer clock;
+    clock.start();
+    transaction(line);
+    const double wallMs = double(clock.nsecsElapsed()) / 1e6;
+    const double cpuMs = processCpuMs() - cpuBefore;
+    std::printf("%-34s wall %7.1f ms, CPU %6.2f ms = %5.2f %% of one core (target <= 2 %%)\n", what,
+                wallMs, cpuMs, 100.0 * cpuMs / wallMs);
+    return true;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QCoreApplication app(argc, argv);
+    ErrorReport::SetPresenter([](const QString& message) {
+        std::fprintf(stderr, "error report: %s\n", qPrintable(message));
+    });
+
+    std::printf("== 1. CPU time during an answer wait that runs out\n");
+    QList<std::int16_t> four(4, 0);
+    if (!idleWait("LitMots, 4 words, no answer", [&](ComCtrl& line) {
+            if (LitMots(line, Slave, 0, four))
+                std::printf("unexpected answer\n");
+        }))
+        return 1;
+    idleWait("FrameReceived, 2 s, no answer",
+             [](ComCtrl& line) { FrameReceived(line, FrameToSend(Slave, 3, 0, 4), 2.0f); });
+
+    std::printf("\n== 2. Read 4 words over a pty from a libmodbus RTU slave, %d each\n",
+                Transactions);
+    PtyPair pty;
+    ModbusServer server(pty.master(), Slave, 64);
+    if (!pty.ok() || !server.ok())
+        return 1;
+    for (int i = 0; i < 4; ++i)
+        server.setReg(i, static_cast<std::uint16_t>(1000 + i));
+
+    std::vector<double> ours, theirs;
+    int oursFailed = 0, theirsFailed = 0;
+    QElapsedTimer clock;
+    for (int round = 0; round < Transactions / Block; ++round) {
+        {
+            ComCtrl line;
+            line.setPortName(pty.slavePath());
+            line.open();
+            for (int i = 0; i < Block; ++i) {
+                QList<std::int16_t> words(4, 0);
+                clock.start();
+                const bool ok = LitMots(line, Slave, 0, words);
+                ours.push_back(double(clock.nsecsElapsed()) / 1e3);
+                oursFailed += !ok || words[3] != 1003;
+            }
+        }
+        modbus_t* master =
+            modbus_new_rtu(pty.slavePath().toLocal8Bit().constData(), 9600, 'N', 8, 1);
+        if (!master || modbus_connect(master) != 0) {
+            std::printf("libmodbus master: cannot open %s\n", qPrintable(pty.slavePath()));
+            return 1;
+        }
+        modbus_set_slave(master, Slave);
+        modbus_set_response_timeout(master, 2, 0);
+        for (int i = 0; i < Block; ++i) {
+            std::uint16_t words[4] = {};
+            clock.start();
+            const int read = modbus_read_registers(master, 0, 4, words);
+            theirs.push_back(double(clock.nsecsElapsed()) / 1e3);
+            theirsFailed += read != 4 || words[3] != 1003;
+        }
+        modbus_close(master);
+        modbus_free(master);
+    }
+    const double oursMedian = median(ours);
+    const double theirsMedian = median(theirs);
+    std::printf("LitMots           median %7.1f us, 90th %7.1f us, failed %d\n", oursMedian,
+                percentile(ours, 0.9), oursFailed);
+    std::printf("libmodbus master  median %7.1f us, 90th %7.1f us, failed %d\n", theirsMedian,
+                percentile(theirs, 0.9), theirsFailed);
+    std::printf("ratio ours / libmodbus: %.3f (target <= 1.10)\n", oursMedian / theirsMedian);
+    return oursFailed || theirsFailed ? 1 : 0;
+}
