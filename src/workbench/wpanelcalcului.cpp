@@ -59,8 +59,8 @@ void wPanelCalcul::buildControls()
                            row, column);
         results->addWidget(m_txtCrcResult[i], row, column + 1);
     }
-    results->setColumnStretch(1, 3);
-    results->setColumnStretch(3, 2);
+    results->setColumnStretch(1, 1);
+    results->setColumnStretch(3, 1);
 
     auto* frameLine = new QHBoxLayout;
     frameLine->addWidget(
@@ -81,6 +81,7 @@ void wPanelCalcul::buildControls()
     for (int i : {Decimal, Hexadecimal, Binary}) {
         auto* box = Named(new QLineEdit(frmConvert), QStringLiteral("txtConvert_%1").arg(i));
         box->setFont(fixed);
+        box->setMinimumWidth(box->fontMetrics().horizontalAdvance(QString(22, QLatin1Char('0'))));
         m_txtConvert << box;
         convert->addWidget(Caption(frmConvert, QStringLiteral("lblConvert_%1").arg(i),
                                    TextId::ConvertDecimal + i, box),
@@ -90,7 +91,7 @@ void wPanelCalcul::buildControls()
     m_chkConvertUnsigned = Named(new QCheckBox(frmConvert), QStringLiteral("chkConvertUnsigned"),
                                  TextId::ConvertUnsigned);
     convert->addWidget(m_chkConvertUnsigned, 0, 2);
-    convert->setColumnStretch(1, 1);
+    convert->setColumnStretch(3, 1);
 
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(frmCrc);

@@ -1,6 +1,14 @@
+#include "comctrl.h"
+#include "datafunctions7310.h"
+#include "nationality.h"
 #include "wpanelcalcul.h"
+#include "wpanelframe.h"
+#include "zrbgrid.h"
 
 #include <QCheckBox>
+#include <QComboBox>
+#include <QGroupBox>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTest>
@@ -10,6 +18,7 @@ class TestPanelCalcul : public QObject
     Q_OBJECT
 
 private slots:
+    void initTestCase();
     void init();
     void cleanup();
     void crcOfTypedBytes_data();
@@ -22,6 +31,8 @@ private slots:
     void unsignedToggleRewritesTheDecimalBox();
     void enteringABoxSelectsItsText_data();
     void enteringABoxSelectsItsText();
+    void everyCaptionHasAText_data();
+    void everyCaptionHasAText();
 
 private:
     QLineEdit* box(const QString& name) const { return m_window->findChild<QLineEdit*>(name); }
@@ -40,6 +51,12 @@ private:
 
     wPanelCalcul* m_window = nullptr;
 };
+
+void TestPanelCalcul::initTestCase()
+{
+    QString detail;
+    QCOMPARE(DataFunctions7310::OpenDataFile(K7310_BIN_DIR "/k7310console.dat", &detail), 0);
+}
 
 void TestPanelCalcul::init()
 {
@@ -194,6 +211,50 @@ void TestPanelCalcul::enteringABoxSelectsItsText()
     box(name)->setText("101");
     box(name)->setFocus(Qt::TabFocusReason);
     QTRY_COMPARE(box(name)->selectedText(), "101");
+}
+
+void TestPanelCalcul::everyCaptionHasAText_data()
+{
+    QTest::addColumn<QString>("language");
+    QTest::addColumn<bool>("frameBuilder");
+    for (const QString& language : DataFunctions7310::LanguageColumns()) {
+        QTest::addRow("calculator, %s", qPrintable(language)) << language << false;
+        QTest::addRow("frame builder, %s", qPrintable(language)) << language << true;
+    }
+}
+
+void TestPanelCalcul::everyCaptionHasAText()
+{
+    QFETCH(QString, language);
+    QFETCH(bool, frameBuilder);
+    DataFunctions7310::SetCurrentLanguage(language);
+    ComCtrl closedPort;
+    std::unique_ptr<ChildWindow> window;
+    if (frameBuilder)
+        window = std::make_unique<wPanelFrame>(closedPort);
+    else
+        window = std::make_unique<wPanelCalcul>();
+    DataFunctions7310::SetCurrentLanguage(QString());
+
+    QStringList captions{window->windowTitle()};
+    for (QWidget* control : window->findChildren<QWidget*>()) {
+        if (Tags::Of(control) == 0)
+            continue;
+        if (auto* label = qobject_cast<QLabel*>(control))
+            captions << label->text();
+        else if (auto* button = qobject_cast<QAbstractButton*>(control))
+            captions << button->text();
+        else if (auto* group = qobject_cast<QGroupBox*>(control))
+            captions << group->title();
+        else if (auto* list = qobject_cast<QComboBox*>(control)) {
+            for (int i = 0; i < list->count(); ++i)
+                captions << list->itemText(i);
+        }
+    }
+    for (auto* grid : window->findChildren<ZrbGrid*>())
+        captions << grid->textMatrix(0, 0) << grid->textMatrix(0, 1);
+    for (const QString& caption : std::as_const(captions))
+        QVERIFY2(!caption.isEmpty() && !caption.startsWith('#'), qPrintable(caption));
 }
 
 QTEST_MAIN(TestPanelCalcul)

@@ -1,6 +1,5 @@
 #include "comctrl.h"
 #include "datafunctions7310.h"
-#include "frameanswer.h"
 #include "ptypeer.h"
 #include "wpanelframe.h"
 #include "zrbgrid.h"
@@ -51,9 +50,9 @@ private slots:
     void handTypedFrameIsSentAsItStands();
     void silentSlaveShowsTimeout();
     void exceptionAnswerShowsItsText();
-    void bitAnswerFillsEightRowsPerByte();
-    void answerLayout_data();
-    void answerLayout();
+    void scriptedAnswerIntoGrid_data();
+    void scriptedAnswerIntoGrid();
+    void gridEntry();
 
 private:
     template<typename T = QLineEdit> T* control(const QString& name) const
@@ -80,6 +79,7 @@ private:
 
 void TestPanelFrame::initTestCase()
 {
+    QCOMPARE(DataFunctions7310::OpenDataFile(K7310_BIN_DIR "/k7310console.dat"), 0);
     const QString sim = QStringLiteral(K7310_BIN_DIR "/k7310sim");
     if (!QFile::exists(sim))
         QSKIP("the panel simulator has not been built");
@@ -392,12 +392,25 @@ void TestPanelFrame::exceptionAnswerShowsItsText()
     QCOMPARE(grid()->rows(), 2);
 }
 
-void TestPanelFrame::bitAnswerFillsEightRowsPerByte()
+void TestPanelFrame::scriptedAnswerIntoGrid_data()
 {
+    QTest::addColumn<QByteArray>("reply");
+    QTest::addColumn<QString>("cells"); // data column afterwards, one character a row
+
+    QTest::newRow("bits, eight rows a byte, low bit first")
+        << WithCrc(hex("010102CD01")) << "1011001110000000";
+    QTest::newRow("wrong CRC leaves the grid") << hex("010102CD010000") << " ";
+    QTest::newRow("other slave leaves the grid") << WithCrc(hex("020102CD01")) << " ";
+}
+
+void TestPanelFrame::scriptedAnswerIntoGrid()
+{
+    QFETCH(QByteArray, reply);
+    QFETCH(QString, cells);
+    // k7310sim has no bits to read; a scripted slave on a pty of its own answers instead.
     PtyPair pty;
     QVERIFY(pty.ok());
-    FakeSlave slave(pty,
-                    [](const QByteArray&) { return FakeSlave::Reply{WithCrc(hex("010102CD01"))}; });
+    FakeSlave slave(pty, [reply](const QByteArray&) { return FakeSlave::Reply{reply}; });
     ComCtrl port;
     port.setPortName(pty.slavePath());
     port.open();
@@ -405,42 +418,33 @@ void TestPanelFrame::bitAnswerFillsEightRowsPerByte()
     window.findChild<QLineEdit*>("txtFrameData_0")->setText(asText(WithCrc(hex("01010000000A"))));
     QTest::mouseClick(window.findChild<QPushButton*>("cmdFrameData_1"), Qt::LeftButton);
 
-    auto* bits = window.findChild<ZrbGrid*>("grdFrameData");
-    QCOMPARE(bits->rows(), 17);
-    const QString expected = "1011001110000000"; // CD then 01, low bit first
-    for (int r = 1; r < bits->rows(); ++r)
-        QCOMPARE(bits->textMatrix(r, 1), QString(expected.at(r - 1)));
+    auto* data = window.findChild<ZrbGrid*>("grdFrameData");
+    QCOMPARE(data->rows(), cells.size() + 1);
+    for (int r = 1; r < data->rows(); ++r)
+        QCOMPARE(data->textMatrix(r, 1), cells.at(r - 1).isSpace() ? "" : QString(cells.at(r - 1)));
 }
 
-void TestPanelFrame::answerLayout_data()
+void TestPanelFrame::gridEntry()
 {
-    QTest::addColumn<QByteArray>("request");
-    QTest::addColumn<QByteArray>("answer");
-    QTest::addColumn<QStringList>("cells"); // empty: the grid is left alone
+    // Word entry: keystrokes go through the numeric filter with the sign allowed.
+    grid()->setFocus();
+    grid()->setCurrentCell(0, 1);
+    QTest::keyClicks(grid(), "x-"); // a refused key opens no editor, an accepted one does
+    auto* editor = grid()->findChild<QLineEdit*>();
+    QVERIFY(editor);
+    QTest::keyClicks(editor, "1a2");
+    QTest::keyClick(editor, Qt::Key_Return);
+    QTRY_COMPARE(grid()->textMatrix(1, 1), "-12");
 
-    const QByteArray readWords = WithCrc(hex("010300000002"));
-    QTest::newRow("words read as signed")
-        << readWords << WithCrc(hex("010304FFFF0005")) << QStringList{"-1", "5"};
-    QTest::newRow("input words too")
-        << WithCrc(hex("010400000001")) << WithCrc(hex("0104027FFF")) << QStringList{"32767"};
-    QTest::newRow("wrong CRC") << readWords << hex("010304FFFF00050000") << QStringList();
-    QTest::newRow("other slave") << readWords << WithCrc(hex("020304FFFF0005")) << QStringList();
-    QTest::newRow("byte count disagrees")
-        << readWords << WithCrc(hex("010306FFFF0005")) << QStringList();
-    QTest::newRow("write echo carries no data")
-        << WithCrc(hex("010600010005")) << WithCrc(hex("010600010005")) << QStringList();
-    QTest::newRow("time-out") << readWords << QByteArray(1, '\0') << QStringList();
-}
-
-void TestPanelFrame::answerLayout()
-{
-    QFETCH(QByteArray, request);
-    QFETCH(QByteArray, answer);
-    QFETCH(QStringList, cells);
-    const auto data = FrameAnswer::DataOf(request, answer);
-    QCOMPARE(data.has_value(), !cells.isEmpty());
-    if (data)
-        QCOMPARE(data->values, cells);
+    // Bit entry: the cell offers "0" and "1" and nothing else.
+    selectFunction(5);
+    QCOMPARE(grid()->textMatrix(1, 1), "1");
+    grid()->editItem(grid()->item(0, 1));
+    auto* list = grid()->findChild<QComboBox*>();
+    QVERIFY(list);
+    QCOMPARE(list->count(), 2);
+    QTest::keyClick(list, Qt::Key_Up);
+    QTRY_COMPARE(grid()->textMatrix(1, 1), "0");
 }
 
 QTEST_MAIN(TestPanelFrame)
