@@ -1,0 +1,66 @@
+#include "simprocess.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+
+SimProcess::~SimProcess()
+{
+    if (m_process.state() == QProcess::NotRunning)
+        return;
+    m_process.terminate();
+    if (!m_process.waitForFinished(3000)) {
+        m_process.kill();
+        m_process.waitForFinished(1000);
+    }
+}
+
+bool SimProcess::start(const QStringList& options)
+{
+    m_process.setProgram(QStringLiteral(K7310_BIN_DIR "/k7310sim"));
+    m_process.setArguments(
+        QStringList{"--link", m_dir.filePath("link"), "--trace", m_dir.filePath("trace")} +
+        options);
+    m_process.start();
+    if (!m_process.waitForStarted(5000))
+        return false;
+    QElapsedTimer timer;
+    timer.start();
+    while (!m_process.canReadLine() && timer.elapsed() < 5000)
+        m_process.waitForReadyRead(50);
+    m_path = QString::fromUtf8(m_process.readLine()).trimmed();
+    return !m_path.isEmpty();
+}
+
+QStringList SimProcess::traceLines() const
+{
+    QFile file(m_dir.filePath("trace"));
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    return QString::fromUtf8(file.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+}
+
+QStringList SimProcess::heardFrames() const
+{
+    QStringList frames;
+    for (const QString& line : traceLines()) {
+        // <seconds> <KIND> <baud>/<stop> <hex bytes> [(<reason>)]
+        QString rest = line.section(QLatin1Char(' '), 1);
+        const QString kind = rest.section(QLatin1Char(' '), 0, 0);
+        if (kind != QLatin1String("RX") && kind != QLatin1String("DROPPED") &&
+            kind != QLatin1String("IGNORED"))
+            continue;
+        const qsizetype reason = rest.indexOf(QLatin1String(" ("));
+        if (reason >= 0)
+            rest.truncate(reason);
+        frames.append(rest);
+    }
+    return frames;
+}
+
+QStringList SimProcess::settingsTried() const
+{
+    QStringList settings;
+    for (const QString& frame : heardFrames())
+        settings.append(frame.section(QLatin1Char(' '), 1, 1));
+    return settings;
+}
