@@ -94,7 +94,6 @@ void wSearchSlave::nationality()
 void wSearchSlave::show()
 {
     QDialog::show();
-    raise();
 }
 
 void wSearchSlave::progress(int slave, std::int32_t speed, std::int16_t stops)
