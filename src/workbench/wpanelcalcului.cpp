@@ -97,5 +97,5 @@ void wPanelCalcul::buildControls()
     layout->addWidget(frmCrc);
     layout->addWidget(frmConvert);
     layout->addStretch(1);
-    resize(680, 400);
+    resize(780, 400);
 }

@@ -70,10 +70,10 @@ void wPanelFrame::buildControls()
     fields->addWidget(m_txtFrameNbData, 3, 1);
     fields->addWidget(Caption(frmFrame, QStringLiteral("lblFrameDec_1"), TextId::FrameDecimalHint),
                       3, 2);
-    fields->setRowStretch(4, 1);
     m_cmdFrameData[Compute] =
         Named(new QPushButton(frmFrame), QStringLiteral("cmdFrameData_0"), TextId::FrameCompute);
-    fields->addWidget(m_cmdFrameData[Compute], 5, 0, 1, 3);
+    fields->addWidget(m_cmdFrameData[Compute], 4, 0, 1, 3);
+    fields->setRowStretch(5, 1);
 
     m_grdFrameData =
         Named(new ZrbGrid(frmFrame), QStringLiteral("grdFrameData"), TextId::FrameGrid);
@@ -108,5 +108,5 @@ void wPanelFrame::buildControls()
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(frmFrame, 1);
     layout->addWidget(frmSendReceive);
-    resize(620, 420);
+    resize(720, 420);
 }
