@@ -298,8 +298,11 @@ void ComCtrl::setRts(bool on)
 {
     requireOpen();
     m_rts = on;
-    if (!m_port.setRequestToSend(on))
-        m_hasRts = false; // no RTS output on this line
+    // A line that has once answered "not supported" has no RTS output: asking again on every
+    // transaction would only cost two system calls.
+    if (m_hasRts && !m_port.setRequestToSend(on) &&
+        m_port.error() == QSerialPort::UnsupportedOperationError)
+        m_hasRts = false;
     m_port.clearError();
     note(on ? LineStep::RtsOn : LineStep::RtsOff);
 }
@@ -307,10 +310,7 @@ void ComCtrl::setRts(bool on)
 void ComCtrl::clearInput()
 {
     requireOpen();
-    // Pull what the kernel holds first, so that the lost-port check sees a vanished peer.
-    m_port.waitForReadyRead(0);
-    checkLineError();
-    m_port.clear(QSerialPort::Input);
+    m_port.clear(QSerialPort::Input); // the port's own buffer and the kernel's
     m_port.clearError();
 }
 
@@ -342,6 +342,8 @@ void ComCtrl::write(const QByteArray& bytes, QDeadlineTimer deadline)
         checkLineError();
         throw RunTimeError(ErrorNumber::PortIoError, m_port.errorString());
     }
+    m_port.flush(); // straight to the kernel when it has room, which is the usual case
+    checkLineError();
     while (m_port.bytesToWrite() > 0) {
         const int remaining = static_cast<int>(deadline.remainingTime());
         if (deadline.hasExpired() || !m_port.waitForBytesWritten(remaining)) {
@@ -370,8 +372,6 @@ qint64 ComCtrl::waitForBytes(qint64 count, QDeadlineTimer deadline)
         m_answerPending = false;
         note(LineStep::AnswerWait);
     }
-    m_port.waitForReadyRead(0);
-    checkLineError();
     while (m_port.bytesAvailable() < count && !deadline.hasExpired()) {
         // Blocks in poll(2) until data, error or the deadline: no CPU spent while waiting.
         m_port.waitForReadyRead(static_cast<int>(deadline.remainingTime()));

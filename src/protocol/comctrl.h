@@ -92,7 +92,7 @@ public:
     // not a fault: the state asked for is still remembered and returned by rts().
     void setRts(bool on);
     bool rts() const { return m_rts; }
-    // False once the line has refused an RTS request.
+    // False once the line has shown that it has no RTS output (reset by open).
     bool hasRts() const { return m_hasRts; }
 
     // Everything below throws PortNotOpen when the port is closed and PortLost when it has
