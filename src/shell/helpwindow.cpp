@@ -81,6 +81,24 @@ private:
 
 namespace Help {
 
+namespace {
+QString& applicationHelpFile()
+{
+    static QString path;
+    return path;
+}
+} // namespace
+
+QString ApplicationHelpFile()
+{
+    return applicationHelpFile();
+}
+
+void SetApplicationHelpFile(const QString& path)
+{
+    applicationHelpFile() = path;
+}
+
 QString PopupText(const QString& collectionFile, int contextNumber)
 {
     QHelpEngine* engine = engineFor(collectionFile);
@@ -144,6 +162,7 @@ HelpWindow* HelpWindow::Open(const QString& collectionFile)
             return window;
     }
     auto* window = new HelpWindow(collectionFile, engine);
+    QObject::connect(qApp, &QCoreApplication::aboutToQuit, window, &QObject::deleteLater);
     openWindows().append(window);
     return window;
 }
@@ -152,7 +171,7 @@ QList<HelpWindow*> HelpWindow::OpenWindows()
 {
     QList<HelpWindow*> result;
     for (const auto& window : openWindows()) {
-        if (window)
+        if (window && window->isVisible())
             result.append(window);
     }
     return result;
@@ -163,7 +182,6 @@ void HelpWindow::CloseAll()
     const auto windows = OpenWindows();
     for (HelpWindow* window : windows)
         window->close();
-    openWindows().clear();
 }
 
 HelpWindow::HelpWindow(const QString& collectionFile, QHelpEngine* engine)
@@ -172,7 +190,8 @@ HelpWindow::HelpWindow(const QString& collectionFile, QHelpEngine* engine)
     , m_engine(engine)
 {
     setObjectName(QStringLiteral("wHelp"));
-    setAttribute(Qt::WA_DeleteOnClose);
+    // The engine owns the contents, index and search widgets that this window shows, so the
+    // window is only hidden when closed and serves again for the rest of the run.
     setWindowTitle(QApplication::applicationName());
 
     m_sideTabs = new QTabWidget(this);
@@ -239,8 +258,9 @@ void HelpWindow::bringToFront()
 void HelpWindow::showContents()
 {
     m_sideTabs->setCurrentIndex(0);
+    // A viewer opened afresh starts on the home page; one on screen keeps its page.
     const QStringList namespaces = m_engine->registeredDocumentations();
-    if (m_browser->source().isEmpty() && !namespaces.isEmpty())
+    if ((!isVisible() || m_browser->source().isEmpty()) && !namespaces.isEmpty())
         showPage(QUrl(QStringLiteral("qthelp://%1/doc/index.html").arg(namespaces.first())));
     bringToFront();
 }
@@ -276,4 +296,9 @@ void HelpWindow::showPage(const QUrl& url)
 QUrl HelpWindow::currentPage() const
 {
     return m_browser->source();
+}
+
+QHelpSearchEngine* HelpWindow::searchEngine() const
+{
+    return m_engine->searchEngine();
 }

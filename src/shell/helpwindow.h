@@ -5,6 +5,7 @@
 #include <QUrl>
 
 class QHelpEngine;
+class QHelpSearchEngine;
 class QLineEdit;
 class QTabWidget;
 class QTextBrowser;
@@ -24,6 +25,11 @@ enum Command : int {
     CloseAll = 18,
 };
 
+// The application's help file: the collection beside the program, or "" when there is none
+// (help calls then show nothing).
+QString ApplicationHelpFile();
+void SetApplicationHelpFile(const QString& path);
+
 // Runs one help command on the collection file. Returns false when it showed nothing: no
 // file, an unreadable collection, or a context number without a page.
 bool HtmlHelp(QWidget* caller, const QString& collectionFile, int command, int data);
@@ -41,6 +47,7 @@ public:
     // The open viewer of this collection, or a new one; nullptr when the collection cannot be
     // read.
     static HelpWindow* Open(const QString& collectionFile);
+    // The viewers on screen.
     static QList<HelpWindow*> OpenWindows();
     static void CloseAll();
 
@@ -52,6 +59,7 @@ public:
     void showPage(const QUrl& url);
 
     QUrl currentPage() const;
+    QHelpSearchEngine* searchEngine() const;
     QString collectionFile() const { return m_collectionFile; }
 
 private:

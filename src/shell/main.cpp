@@ -1,10 +1,18 @@
+#include "uihelpers.h"
+#include "wmain.h"
+
 #include <QApplication>
-#include <QLabel>
+#include <QIcon>
 
 int main(int argc, char* argv[])
 {
     QApplication app(argc, argv);
-    QLabel label(QStringLiteral("k7310console"));
-    label.show();
+    QApplication::setApplicationName(QStringLiteral("k7310console"));
+    QApplication::setWindowIcon(QIcon(QStringLiteral(":/shell/images/k7310console.svg")));
+    InstallMessageBoxPresenter();
+
+    wMain mainFrame;
+    if (!mainFrame.load())
+        return 1;
     return QApplication::exec();
 }

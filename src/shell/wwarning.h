@@ -16,7 +16,7 @@ public:
     explicit wWarning(QWidget* parent = nullptr);
 
     bool answer() const { return m_answer; }
-    void nationality();
+    Q_INVOKABLE void nationality();
 
     QLabel* label(int index) const { return m_lblLabels[index]; }
     QPushButton* command(int index) const { return m_cmdCommand[index]; }

@@ -1,0 +1,105 @@
+#include "childregistry.h"
+
+#include "childwindow.h"
+
+#include <QMdiArea>
+#include <QMdiSubWindow>
+
+ChildRegistry::ChildRegistry(QMdiArea* area)
+    : m_area(area)
+{}
+
+void ChildRegistry::add(Kind kind)
+{
+    m_kinds.append(std::move(kind));
+}
+
+const ChildRegistry::Kind* ChildRegistry::kind(int index) const
+{
+    for (const Kind& candidate : m_kinds) {
+        if (candidate.index == index)
+            return &candidate;
+    }
+    return nullptr;
+}
+
+const ChildRegistry::Kind* ChildRegistry::kindOfKey(const QString& toolbarKey) const
+{
+    for (const Kind& candidate : m_kinds) {
+        if (candidate.toolbarKey == toolbarKey)
+            return &candidate;
+    }
+    return nullptr;
+}
+
+ChildWindow* ChildRegistry::window(int index) const
+{
+    for (const Slot& slot : m_open) {
+        if (slot.index == index && slot.window)
+            return slot.window;
+    }
+    return nullptr;
+}
+
+QList<ChildWindow*> ChildRegistry::openWindows() const
+{
+    QList<ChildWindow*> windows;
+    for (const Slot& slot : m_open) {
+        if (slot.window)
+            windows.append(slot.window);
+    }
+    return windows;
+}
+
+ChildWindow* ChildRegistry::load(int index)
+{
+    if (ChildWindow* open = window(index))
+        return open;
+    const Kind* wanted = kind(index);
+    if (!wanted)
+        return nullptr;
+    m_open.removeIf([index](const Slot& slot) { return slot.index == index; });
+
+    ChildWindow* child = wanted->create();
+    if (child->helpContextId() == 0)
+        child->setHelpContextId(wanted->helpContextId);
+    QMdiSubWindow* frame = m_area->addSubWindow(child);
+    frame->setAttribute(Qt::WA_DeleteOnClose);
+    frame->setWindowIcon(child->windowIcon());
+    frame->setWindowTitle(child->windowTitle());
+    m_open.append(Slot{index, child, frame});
+    // Closed from its own close box: forgotten at once, although the frame is deleted later.
+    QObject::connect(child, &ChildWindow::unloaded, m_area, [this, child] {
+        m_open.removeIf([child](const Slot& slot) { return slot.window == child; });
+    });
+    return child;
+}
+
+void ChildRegistry::unload(int index)
+{
+    // The window's unloaded() signal takes it off the list.
+    if (ChildWindow* open = window(index))
+        open->unload();
+}
+
+ChildWindow* ChildRegistry::show(int index)
+{
+    ChildWindow* child = load(index);
+    if (!child)
+        return nullptr;
+    child->frameWidget()->show();
+    child->show();
+    if (auto* frame = qobject_cast<QMdiSubWindow*>(child->frameWidget())) {
+        if (frame->isMinimized())
+            frame->showNormal();
+        m_area->setActiveSubWindow(frame);
+    }
+    child->frameWidget()->raise();
+    return child;
+}
+
+void ChildRegistry::unloadAll()
+{
+    for (const Kind& each : m_kinds)
+        unload(each.index);
+}

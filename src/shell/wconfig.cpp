@@ -1,0 +1,356 @@
+#include "wconfig.h"
+
+#include "comctrl.h"
+#include "commfunctions.h"
+#include "datafunctions7310.h"
+#include "errorhandling.h"
+#include "helpwindow.h"
+#include "nationality.h"
+#include "portlist.h"
+#include "shellhelpers.h"
+#include "textids.h"
+#include "zrbfonctions.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QFormLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QSpinBox>
+#include <QTabWidget>
+#include <QVBoxLayout>
+
+namespace {
+
+constexpr const char* parityLetters = "neo";
+constexpr const char* helpContextProperty = "helpContextId";
+const QString communication = QStringLiteral("Communication");
+
+QLabel* taggedLabel(const char* name, int textId, QWidget* parent)
+{
+    auto* label = new QLabel(parent);
+    label->setObjectName(QLatin1String(name));
+    Tags::Set(label, textId);
+    return label;
+}
+
+// The pop-up help of a control is found by the text ID of its caption.
+void setHelpContext(QWidget* control, int contextNumber)
+{
+    control->setProperty(helpContextProperty, contextNumber);
+}
+
+} // namespace
+
+QString wConfig::ParityLetter(int position)
+{
+    if (position < 0 || position > 2)
+        return {};
+    return QString(QLatin1Char(parityLetters[position]));
+}
+
+int wConfig::ParityPosition(const QString& settingsText)
+{
+    // The letter after the first comma, upper-cased, found in "NEO".
+    const qsizetype comma = settingsText.indexOf(QLatin1Char(','));
+    if (comma < 0 || comma + 1 >= settingsText.size())
+        return -1;
+    const QChar letter = settingsText.at(comma + 1).toUpper();
+    return static_cast<int>(QStringLiteral("NEO").indexOf(letter));
+}
+
+wConfig::wConfig(ComCtrl& port, QWidget* parent)
+    : QDialog(parent)
+    , m_port(port)
+{
+    setObjectName(QStringLiteral("wConfig"));
+    Tags::Set(this, TextId::ConfigTitle);
+    buildControls();
+    connectControls();
+    load();
+}
+
+void wConfig::buildControls()
+{
+    m_tbsPages = new QTabWidget(this);
+    m_tbsPages->setObjectName(QStringLiteral("tbsPages"));
+
+    // Communication page.
+    auto* page0 = new QWidget(m_tbsPages);
+    page0->setObjectName(QStringLiteral("frmPage_0"));
+    Tags::Set(page0, TextId::ConfigTabCommunication);
+    m_cboPort = new QComboBox(page0);
+    m_cboPort->setObjectName(QStringLiteral("cboPort"));
+    // A pseudo-terminal or any device path can be typed in.
+    m_cboPort->setEditable(true);
+    m_cboPort->setInsertPolicy(QComboBox::NoInsert);
+    m_cboPort->setMinimumContentsLength(18);
+    m_cboBauds = new QComboBox(page0);
+    m_cboBauds->setObjectName(QStringLiteral("cboBauds"));
+    m_cboBauds->addItems({QStringLiteral("19200"), QStringLiteral("9600"), QStringLiteral("4800"),
+                          QStringLiteral("2400"), QStringLiteral("1200")});
+    m_cboStops = new QComboBox(page0);
+    m_cboStops->setObjectName(QStringLiteral("cboStops"));
+    m_cboStops->addItems({QStringLiteral("1"), QStringLiteral("2")});
+    m_cboParity = new QComboBox(page0);
+    m_cboParity->setObjectName(QStringLiteral("cboParity"));
+    // Placeholders; the language refresh puts texts 1117..1119 in their place.
+    m_cboParity->addItems(
+        {QStringLiteral("Sans"), QStringLiteral("Paire"), QStringLiteral("Impaire")});
+    Tags::Set(m_cboParity, TextId::ParityNone);
+    m_chkHalfDuplex = new QCheckBox(page0);
+    m_chkHalfDuplex->setObjectName(QStringLiteral("chkHalfDuplex"));
+    Tags::Set(m_chkHalfDuplex, TextId::ConfigHalfDuplex);
+    m_frmRtsDelay = new QGroupBox(page0);
+    m_frmRtsDelay->setObjectName(QStringLiteral("frmRtsDelay"));
+    Tags::Set(m_frmRtsDelay, TextId::ConfigRtsFrame);
+    // One spin box serves as the delay's text box and its up-down control.
+    m_updRtsDelay = new QSpinBox(m_frmRtsDelay);
+    m_updRtsDelay->setObjectName(QStringLiteral("updRtsDelay"));
+    m_updRtsDelay->setRange(0, 1000);
+    auto* delayLayout = new QHBoxLayout(m_frmRtsDelay);
+    delayLayout->addWidget(taggedLabel("lblLabels_5", TextId::ConfigRtsDelay, m_frmRtsDelay));
+    delayLayout->addWidget(m_updRtsDelay);
+    delayLayout->addWidget(taggedLabel("lblLabels_6", TextId::ConfigMilliseconds, m_frmRtsDelay));
+    delayLayout->addStretch(1);
+
+    auto* form = new QFormLayout;
+    form->addRow(taggedLabel("lblLabels_0", TextId::ConfigPort, page0), m_cboPort);
+    form->addRow(taggedLabel("lblLabels_1", TextId::ConfigSpeed, page0), m_cboBauds);
+    form->addRow(taggedLabel("lblLabels_2", TextId::ConfigStops, page0), m_cboStops);
+    form->addRow(taggedLabel("lblLabels_3", TextId::ConfigParity, page0), m_cboParity);
+    auto* page0Layout = new QVBoxLayout(page0);
+    page0Layout->addLayout(form);
+    page0Layout->addSpacing(6);
+    page0Layout->addWidget(m_chkHalfDuplex);
+    page0Layout->addWidget(m_frmRtsDelay);
+    page0Layout->addStretch(1);
+    m_tbsPages->addTab(page0, QString());
+
+    // General page.
+    auto* page1 = new QWidget(m_tbsPages);
+    page1->setObjectName(QStringLiteral("frmPage_1"));
+    Tags::Set(page1, TextId::ConfigTabGeneral);
+    m_cboLanguage = new QComboBox(page1);
+    m_cboLanguage->setObjectName(QStringLiteral("cboLanguage"));
+    auto* hint = taggedLabel("lblLabels_7", TextId::ConfigLanguageHint, page1);
+    hint->setWordWrap(true);
+    auto* languageForm = new QFormLayout;
+    languageForm->addRow(taggedLabel("lblLabels_4", TextId::ConfigLanguage, page1), m_cboLanguage);
+    auto* page1Layout = new QVBoxLayout(page1);
+    page1Layout->addLayout(languageForm);
+    page1Layout->addWidget(hint);
+    page1Layout->addStretch(1);
+    m_tbsPages->addTab(page1, QString());
+
+    setHelpContext(m_cboPort, TextId::ConfigPort);
+    setHelpContext(m_cboBauds, TextId::ConfigSpeed);
+    setHelpContext(m_cboStops, TextId::ConfigStops);
+    setHelpContext(m_cboParity, TextId::ConfigParity);
+    setHelpContext(m_chkHalfDuplex, TextId::ConfigHalfDuplex);
+    setHelpContext(m_updRtsDelay, TextId::ConfigRtsDelay);
+    setHelpContext(m_cboLanguage, TextId::ConfigLanguage);
+
+    const int buttonIds[3] = {TextId::Cancel, TextId::Ok, TextId::Apply};
+    auto* buttons = new QHBoxLayout;
+    buttons->addStretch(1);
+    for (int i : {Ok, Cancel, Apply}) {
+        auto* button = new QPushButton(this);
+        button->setObjectName(QStringLiteral("cmdButtons_%1").arg(i));
+        Tags::Set(button, buttonIds[i]);
+        button->setAutoDefault(false);
+        m_cmdButtons[static_cast<size_t>(i)] = button;
+        buttons->addWidget(button);
+    }
+    m_cmdButtons[Ok]->setDefault(true);
+
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(m_tbsPages);
+    layout->addLayout(buttons);
+}
+
+void wConfig::connectControls()
+{
+    for (int i = 0; i < 3; ++i) {
+        connect(m_cmdButtons[static_cast<size_t>(i)], &QPushButton::clicked, this,
+                [this, i] { cmdButtons_Click(i); });
+    }
+    connect(m_cboPort, &QComboBox::currentTextChanged, this, [this] { markChanged(Port); });
+    connect(m_cboBauds, &QComboBox::currentIndexChanged, this, [this] { markChanged(Bauds); });
+    connect(m_cboStops, &QComboBox::currentIndexChanged, this, [this] { markChanged(Stops); });
+    connect(m_cboParity, &QComboBox::currentIndexChanged, this, [this] { markChanged(Parity); });
+    connect(m_cboLanguage, &QComboBox::currentIndexChanged, this,
+            [this] { markChanged(Language); });
+    connect(m_updRtsDelay, &QSpinBox::textChanged, this, [this] { markChanged(RtsDelay); });
+    connect(m_chkHalfDuplex, &QCheckBox::toggled, this, &wConfig::chkHalfDuplex_Click);
+}
+
+void wConfig::nationality()
+{
+    // Caption, labels, buttons, tab titles and the parity entries 1117..1119, by tags.
+    Tags::ApplyTexts(this);
+}
+
+void wConfig::load()
+{
+    m_loading = true;
+    try {
+        nationality();
+
+        FillPortList(m_cboPort, m_port.portName());
+        const QString bauds = QString::number(CommFunctions::GetCommBauds(m_port));
+        if (m_cboBauds->findText(bauds) < 0)
+            m_cboBauds->addItem(bauds);
+        m_cboBauds->setCurrentText(bauds);
+        m_cboStops->setCurrentText(QString::number(CommFunctions::GetCommStops(m_port)));
+        m_cboParity->setCurrentIndex(ParityPosition(m_port.settings()));
+
+        // The check box shows 0 or 1 only; anything else is a fault of the settings file.
+        const int rts = IniValue::Short(
+            ZRBfonctions::GetIniParam(communication, QStringLiteral("RTS"), QStringLiteral("0")));
+        if (rts != 0 && rts != 1)
+            throw RunTimeError(ErrorNumber::InvalidArgument, QStringLiteral("RTS"));
+        m_chkHalfDuplex->setChecked(rts == 1);
+        m_frmRtsDelay->setVisible(rts == 1);
+        m_updRtsDelay->setValue(IniValue::Short(ZRBfonctions::GetIniParam(
+            communication, QStringLiteral("RtsDelay"), QStringLiteral("5"))));
+
+        // The language columns whose own name (the row of text 0) is not empty.
+        m_cboLanguage->clear();
+        m_cboLanguage->addItems(DataFunctions7310::LanguageColumns());
+        const int current = m_cboLanguage->findText(DataFunctions7310::CurrentLanguage());
+        m_cboLanguage->setCurrentIndex(current >= 0 ? current : 0);
+
+        m_changed = 0;
+        m_cmdButtons[Apply]->setEnabled(false);
+    } catch (const RunTimeError& error) {
+        ErrorHandling(QStringLiteral("wConfig.Form_Load"), error);
+    }
+    m_loading = false;
+}
+
+void wConfig::setFirstRun()
+{
+    m_cmdButtons[Cancel]->setVisible(false);
+    m_cmdButtons[Apply]->setVisible(false);
+    m_cmdButtons[Apply]->setEnabled(true);
+    // OK stores the language on view even when the user picks none.
+    m_changed |= Language;
+}
+
+void wConfig::markChanged(Input input)
+{
+    if (m_loading)
+        return;
+    m_changed |= input;
+    m_cmdButtons[Apply]->setEnabled(true);
+}
+
+void wConfig::chkHalfDuplex_Click()
+{
+    m_frmRtsDelay->setVisible(m_chkHalfDuplex->isChecked());
+    markChanged(HalfDuplex);
+}
+
+// The tab strip shows the page of the chosen tab; the dialog's help follows the page on view.
+int wConfig::helpContextId() const
+{
+    return Tags::Of(m_tbsPages->currentWidget());
+}
+
+void wConfig::cmdButtons_Click(int index)
+{
+    switch (index) {
+    case Ok:
+        m_closeAfterApply = true;
+        cmdButtons_Click(Apply);
+        if (m_closeAfterApply)
+            cmdButtons_Click(Cancel);
+        break;
+    case Apply:
+        if (!m_cmdButtons[Apply]->isEnabled())
+            break;
+        try {
+            applyChanges();
+        } catch (const RunTimeError& error) {
+            m_closeAfterApply = false;
+            ErrorHandling(QStringLiteral("wConfig.cmdButtons_Click"), error);
+        }
+        break;
+    case Cancel:
+    default:
+        // What was applied stays applied.
+        done(QDialog::Rejected);
+        break;
+    }
+}
+
+void wConfig::applyChanges()
+{
+    if (m_changed & (Port | Bauds | Stops | Parity)) {
+        if (m_port.isOpen())
+            m_port.close();
+        const QString portName = PortListText(m_cboPort);
+        m_port.setPortName(portName);
+        ZRBfonctions::SetIniParam(communication, QStringLiteral("Port"), portName);
+        CommFunctions::SetCommBauds(m_port, IniValue::Long(m_cboBauds->currentText()));
+        ZRBfonctions::SetIniParam(communication, QStringLiteral("Bauds"),
+                                  m_cboBauds->currentText());
+        CommFunctions::SetCommStops(
+            m_port, static_cast<qint16>(IniValue::Short(m_cboStops->currentText())));
+        ZRBfonctions::SetIniParam(communication, QStringLiteral("Stops"),
+                                  m_cboStops->currentText());
+        const QString letter = ParityLetter(m_cboParity->currentIndex());
+        CommFunctions::SetCommParity(m_port, letter);
+        ZRBfonctions::SetIniParam(communication, QStringLiteral("Parity"), letter);
+        m_port.open();
+        m_changed &= ~unsigned(Port | Bauds | Stops | Parity);
+    }
+    if (m_changed & (HalfDuplex | RtsDelay)) {
+        CommFunctions::SetRtsHandshake(m_chkHalfDuplex->isChecked());
+        // A delay that is not a number counts as 0.
+        const int delay = m_updRtsDelay->text().toInt();
+        CommFunctions::SetRtsDelay(delay);
+        ZRBfonctions::SetIniParam(communication, QStringLiteral("RTS"),
+                                  m_chkHalfDuplex->isChecked() ? QStringLiteral("1")
+                                                               : QStringLiteral("0"));
+        ZRBfonctions::SetIniParam(communication, QStringLiteral("RtsDelay"),
+                                  QString::number(delay));
+        m_changed &= ~unsigned(HalfDuplex | RtsDelay);
+    }
+    if (m_changed & Language) {
+        DataFunctions7310::SetCurrentLanguage(m_cboLanguage->currentText());
+        ZRBfonctions::SetIniParam(QStringLiteral("General"), QStringLiteral("Language"),
+                                  m_cboLanguage->currentText());
+        RefreshAllWindows();
+        m_changed &= ~unsigned(Language);
+    }
+    m_cmdButtons[Apply]->setEnabled(false);
+}
+
+void wConfig::keyPressEvent(QKeyEvent* event)
+{
+    if (event->key() == Qt::Key_F1) {
+        showHelp();
+        event->accept();
+        return;
+    }
+    QDialog::keyPressEvent(event);
+}
+
+void wConfig::showHelp()
+{
+    const QString file = Help::ApplicationHelpFile();
+    QWidget* focus = focusWidget();
+    // A spin box's text field has the focus on behalf of the spin box.
+    while (focus && focus != this && !focus->property(helpContextProperty).isValid())
+        focus = focus->parentWidget();
+    const int control = focus ? focus->property(helpContextProperty).toInt() : 0;
+    if (control != 0 && Help::HtmlHelp(this, file, Help::DisplayTextPopup, control))
+        return;
+    Help::HtmlHelp(this, file, Help::HelpContext, helpContextId());
+}

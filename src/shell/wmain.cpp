@@ -1,0 +1,494 @@
+#include "wmain.h"
+
+#include "commfunctions.h"
+#include "datafunctions7310.h"
+#include "errorhandling.h"
+#include "helphook.h"
+#include "helpwindow.h"
+#include "nationality.h"
+#include "shellhelpers.h"
+#include "textids.h"
+#include "uihelpers.h"
+#include "wconfig.h"
+#include "wpanelcalcul.h"
+#include "wpanelframe.h"
+#include "wsplash.h"
+#include "zrbfonctions.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QCloseEvent>
+#include <QDir>
+#include <QFileInfo>
+#include <QLabel>
+#include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QRegularExpression>
+#include <QStatusBar>
+#include <QToolBar>
+
+namespace {
+
+const QString communication = QStringLiteral("Communication");
+constexpr const char* keyProperty = "key";
+constexpr const char* helpContextProperty = "helpContextId";
+
+// Procedure name of the start-up sequence in the error report.
+const QString loadProcedure = QStringLiteral("wMain.MDIForm_Load");
+
+QString withoutMnemonic(QString caption)
+{
+    return caption.remove(QRegularExpression(QStringLiteral("&(?!&)")));
+}
+
+} // namespace
+
+wMain::wMain(Files files, QWidget* parent)
+    : QMainWindow(parent)
+    , m_files(std::move(files))
+    , m_mdiArea(new QMdiArea(this))
+    , m_children(m_mdiArea)
+{
+    setObjectName(QStringLiteral("wMain"));
+    Tags::Set(this, TextId::MainTitle);
+    setWindowIcon(QIcon(QStringLiteral(":/shell/images/k7310console.svg")));
+    m_mdiArea->setObjectName(QStringLiteral("mdiArea"));
+    m_mdiArea->setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+    m_mdiArea->setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+    setCentralWidget(m_mdiArea);
+
+    // Dialogs outside the shell (the slave dialogs) open their pages in the same viewer.
+    HelpHook::Set([](QWidget* caller, int contextId) {
+        Help::HtmlHelp(caller, Help::ApplicationHelpFile(), Help::HelpContext, contextId);
+    });
+
+    registerChildren();
+    buildMenus();
+    buildToolBar();
+    buildStatusBar();
+    resize(1024, 720);
+}
+
+wMain::~wMain()
+{
+    // The children hold the serial line by reference: they go before it does.
+    qDeleteAll(m_mdiArea->subWindowList());
+}
+
+void wMain::registerChildren()
+{
+    // Each child window is one entry: File menu index, toolbar key and image, caption, help
+    // context number and how to make one. The configuration (index 0) and test tools
+    // (index 3) windows join here when they exist.
+    m_children.add({1, QStringLiteral("mnuFileCalcul"), QStringLiteral(":/shell/images/calcul.svg"),
+                    TextId::PanelCalculTitle, TextId::PanelCalculTitle, [] {
+                        return new wPanelCalcul;
+                    }});
+    m_children.add({2, QStringLiteral("mnuFileFrame"), QStringLiteral(":/shell/images/frame.svg"),
+                    TextId::PanelFrameTitle, TextId::PanelFrameTitle, [this] {
+                        return new wPanelFrame(m_comCtrl);
+                    }});
+}
+
+QAction* wMain::addEntry(QMenu* menu, const char* name)
+{
+    auto* entry = menu->addAction(QLatin1String(name));
+    entry->setObjectName(QLatin1String(name));
+    m_entries.append(entry);
+    return entry;
+}
+
+void wMain::buildMenus()
+{
+    auto addMenu = [this](const char* name) {
+        QMenu* menu = menuBar()->addMenu(QLatin1String(name));
+        menu->setObjectName(QLatin1String(name));
+        menu->menuAction()->setObjectName(QLatin1String(name));
+        m_menus.append(menu);
+        return menu;
+    };
+
+    QMenu* mnuFile = addMenu("mnuFile");
+    for (const ChildRegistry::Kind& kind : m_children.kinds()) {
+        auto* entry = mnuFile->addAction(QString());
+        entry->setObjectName(QStringLiteral("mnuFilePanel_%1").arg(kind.index));
+        entry->setIcon(QIcon(kind.image));
+        const int index = kind.index;
+        connect(entry, &QAction::triggered, this, [this, index] { mnuFilePanel_Click(index); });
+        m_mnuFilePanel.insert(index, entry);
+    }
+    addEntry(mnuFile, "mnuFileSep1")->setSeparator(true);
+    QAction* quit = addEntry(mnuFile, "mnuFileQuit");
+    quit->setShortcut(QKeySequence::Quit);
+    connect(quit, &QAction::triggered, this, &wMain::mnuFileQuit_Click);
+
+    QMenu* mnuOptions = addMenu("mnuOptions");
+    connect(addEntry(mnuOptions, "mnuOptionsPrefs"), &QAction::triggered, this,
+            &wMain::mnuOptionsPrefs_Click);
+
+    QMenu* mnuWindow = addMenu("mnuWindow");
+    connect(addEntry(mnuWindow, "mnuWindowCascade"), &QAction::triggered, this,
+            &wMain::mnuWindowCascade_Click);
+
+    QMenu* mnuHelp = addMenu("mnuHelp");
+    connect(addEntry(mnuHelp, "mnuHelpSummary"), &QAction::triggered, this,
+            &wMain::mnuHelpSummary_Click);
+    connect(addEntry(mnuHelp, "mnuHelpIndex"), &QAction::triggered, this,
+            &wMain::mnuHelpIndex_Click);
+    connect(addEntry(mnuHelp, "mnuHelpFind"), &QAction::triggered, this, &wMain::mnuHelpFind_Click);
+    QAction* context = addEntry(mnuHelp, "mnuHelpContext");
+    context->setShortcut(QKeySequence::HelpContents);
+    context->setShortcutContext(Qt::ApplicationShortcut);
+    connect(context, &QAction::triggered, this, &wMain::mnuHelpContext_Click);
+    addEntry(mnuHelp, "mnuHelpSep1")->setSeparator(true);
+    connect(addEntry(mnuHelp, "mnuHelpAbout"), &QAction::triggered, this,
+            &wMain::mnuHelpAbout_Click);
+}
+
+void wMain::buildToolBar()
+{
+    m_tbrTools = addToolBar(QString());
+    m_tbrTools->setObjectName(QStringLiteral("tbrTools"));
+    m_tbrTools->setMovable(false);
+    m_tbrTools->setIconSize(QSize(24, 24));
+    auto addButton = [this](const QString& key) {
+        QAction* button = m_tbrTools->addAction(key);
+        button->setProperty(keyProperty, key);
+        button->setToolTip(key);
+        connect(button, &QAction::triggered, this, [this, key] { tbrTools_ButtonClick(key); });
+        m_buttons.append(button);
+    };
+    auto addSeparator = [this](const QString& key) {
+        QAction* separator = m_tbrTools->addSeparator();
+        separator->setProperty(keyProperty, key);
+        m_buttons.append(separator);
+    };
+    for (const ChildRegistry::Kind& kind : m_children.kinds()) {
+        addButton(kind.toolbarKey);
+        m_images.insert(kind.toolbarKey, QIcon(kind.image));
+    }
+    addSeparator(QStringLiteral("tbrSep1"));
+    addButton(QStringLiteral("mnuHelpContext"));
+    addSeparator(QStringLiteral("tbrSep2"));
+    addButton(QStringLiteral("mnuFileQuit"));
+    m_images.insert(QStringLiteral("mnuHelpContext"),
+                    QIcon(QStringLiteral(":/shell/images/helpcontext.svg")));
+    m_images.insert(QStringLiteral("mnuFileQuit"),
+                    QIcon(QStringLiteral(":/shell/images/quit.svg")));
+}
+
+void wMain::buildStatusBar()
+{
+    statusBar()->setObjectName(QStringLiteral("sbrStatus"));
+    auto addPanel = [this](const QString& key, int textId, int stretch) {
+        auto* panel = new QLabel(statusBar());
+        panel->setObjectName(key);
+        if (textId)
+            Tags::Set(panel, textId);
+        panel->setContentsMargins(4, 0, 4, 0);
+        statusBar()->addPermanentWidget(panel, stretch);
+        m_panels.append(panel);
+    };
+    addPanel(QStringLiteral("Prompt"), 0, 1);
+    addPanel(QStringLiteral("Line"), TextId::StatusPort, 0);
+    addPanel(QStringLiteral("Slave"), TextId::StatusSlave, 0);
+}
+
+QAction* wMain::menuEntry(const QString& name) const
+{
+    for (QAction* entry : m_entries) {
+        if (entry->objectName() == name)
+            return entry;
+    }
+    for (QMenu* menu : m_menus) {
+        if (menu->objectName() == name)
+            return menu->menuAction();
+    }
+    return nullptr;
+}
+
+QAction* wMain::toolButton(const QString& key) const
+{
+    for (QAction* button : m_buttons) {
+        if (button->property(keyProperty).toString() == key)
+            return button;
+    }
+    return nullptr;
+}
+
+QLabel* wMain::statusPanel(const QString& key) const
+{
+    for (QLabel* panel : m_panels) {
+        if (panel->objectName() == key)
+            return panel;
+    }
+    return nullptr;
+}
+
+bool wMain::load()
+{
+    // The data file comes first: without it there is no text to show anything with.
+    const QString dataFile =
+        m_files.dataFile.isEmpty() ? DataFunctions7310::DataFilePath() : m_files.dataFile;
+    if (DataFunctions7310::OpenDataFile(dataFile) != 0) {
+        QMessageBox::critical(nullptr, QApplication::applicationName(),
+                              QStringLiteral("Cannot open the Data file."));
+        return false;
+    }
+
+    try {
+        DataFunctions7310::SetCurrentLanguage(ZRBfonctions::GetIniParam(
+            QStringLiteral("General"), QStringLiteral("Language"), QString()));
+        // Opens the label table once; the text itself is not needed.
+        DataFunctions7310::GetText(TextId::LanguageName);
+        statusPanel(QStringLiteral("Prompt"))
+            ->setText(DataFunctions7310::GetText(TextId::StatusPrompt));
+        nationality();
+        applyToolBarImages();
+
+        if (ZRBfonctions::GetIniParam(QStringLiteral("General"), QStringLiteral("Language"),
+                                      QString())
+                .isEmpty()) {
+            // First run: the language is chosen before anything else happens.
+            show();
+            wConfig firstRun(m_comCtrl, this);
+            firstRun.setFirstRun();
+            firstRun.exec();
+        }
+        nationality();
+
+        m_comCtrl.setPortName(
+            ZRBfonctions::GetIniParam(communication, QStringLiteral("Port"), m_comCtrl.portName()));
+        CommFunctions::SetCommBauds(m_comCtrl,
+                                    IniValue::Long(ZRBfonctions::GetIniParam(
+                                        communication, QStringLiteral("Bauds"),
+                                        QString::number(CommFunctions::GetCommBauds(m_comCtrl)))));
+        CommFunctions::SetCommStops(
+            m_comCtrl, static_cast<std::int16_t>(IniValue::Short(ZRBfonctions::GetIniParam(
+                           communication, QStringLiteral("Stops"),
+                           QString::number(CommFunctions::GetCommStops(m_comCtrl))))));
+        CommFunctions::SetCommParity(
+            m_comCtrl, ZRBfonctions::GetIniParam(communication, QStringLiteral("Parity"),
+                                                 CommFunctions::GetCommParity(m_comCtrl)));
+        CommFunctions::SetRtsHandshake(IniValue::Boolean(
+            ZRBfonctions::GetIniParam(communication, QStringLiteral("RTS"), QStringLiteral("0"))));
+        CommFunctions::SetRtsDelay(IniValue::Short(ZRBfonctions::GetIniParam(
+            communication, QStringLiteral("RtsDelay"), QStringLiteral("5"))));
+
+        // Without a line the console still serves: the calculator, the help, the settings.
+        try {
+            m_comCtrl.open();
+        } catch (const RunTimeError& error) {
+            ErrorHandling(loadProcedure, error);
+        }
+
+        waitForSplash();
+
+        CommFunctions::SetFrameDelay(IniValue::Short(ZRBfonctions::GetIniParam(
+            communication, QStringLiteral("FrameDelay"), QStringLiteral("50"))));
+
+        // Loaded, unloaded and shown in this order; the configuration window comes last so
+        // that it ends in front.
+        for (int index : {1, 2, 3, 0}) {
+            if (!m_children.kind(index))
+                continue;
+            m_children.load(index);
+            m_children.unload(index);
+            m_children.show(index);
+        }
+    } catch (const RunTimeError& error) {
+        ErrorHandling(loadProcedure, error);
+    }
+    setEnabled(true);
+    show();
+    return true;
+}
+
+void wMain::waitForSplash()
+{
+    setEnabled(false);
+    show();
+    if (!m_splash) {
+        m_splash = new wSplash(this);
+        m_splash->show();
+    }
+    while (m_splash && m_splash->closeTimerRunning())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    delete m_splash;
+    setEnabled(true);
+}
+
+void wMain::applyToolBarImages()
+{
+    for (QAction* button : m_buttons) {
+        const QString key = button->property(keyProperty).toString();
+        if (!key.isEmpty() && m_images.contains(key))
+            button->setIcon(m_images.value(key));
+    }
+}
+
+void wMain::nationality()
+{
+    // Menus and entries by name; a name without a row shows itself.
+    auto caption = [](QAction* entry) {
+        const std::optional<QString> text = DataFunctions7310::GetMenuText(entry->objectName());
+        entry->setText(text ? *text : entry->objectName());
+    };
+    for (QMenu* menu : m_menus)
+        caption(menu->menuAction());
+    for (QAction* entry : m_entries)
+        caption(entry);
+    for (auto it = m_mnuFilePanel.cbegin(); it != m_mnuFilePanel.cend(); ++it)
+        it.value()->setText(DataFunctions7310::GetText(231000 + 1000 * it.key()));
+
+    for (QLabel* panel : m_panels) {
+        if (const int tag = Tags::Of(panel)) {
+            panel->setText(DataFunctions7310::GetText(tag));
+            panel->setToolTip(DataFunctions7310::GetToolTip(tag));
+        }
+    }
+
+    // A button without a row keeps the tooltip it has.
+    for (QAction* button : m_buttons) {
+        const std::optional<QString> text =
+            DataFunctions7310::GetMenuText(button->property(keyProperty).toString());
+        if (text) {
+            button->setToolTip(withoutMnemonic(*text));
+            button->setText(withoutMnemonic(*text));
+        }
+    }
+
+    const QString folder = m_files.programFolder.isEmpty() ? QCoreApplication::applicationDirPath()
+                                                           : m_files.programFolder;
+    const QString helpName = DataFunctions7310::GetText(TextId::HelpFile);
+    const QString helpFile = helpName.isEmpty() ? QString() : QDir(folder).filePath(helpName);
+    const bool helpAvailable = !helpFile.isEmpty() && QFileInfo(helpFile).isFile();
+    Help::SetApplicationHelpFile(helpAvailable ? helpFile : QString());
+    for (const char* name : {"mnuHelpSummary", "mnuHelpIndex", "mnuHelpSep1"})
+        menuEntry(QLatin1String(name))->setVisible(helpAvailable);
+    toolButton(QStringLiteral("mnuHelpContext"))->setVisible(helpAvailable);
+
+    setWindowTitle(DataFunctions7310::GetText(TextId::MainTitle));
+}
+
+void wMain::mnuFilePanel_Click(int index)
+{
+    m_children.show(index);
+}
+
+void wMain::mnuFileQuit_Click()
+{
+    close();
+}
+
+void wMain::mnuOptionsPrefs_Click()
+{
+    wConfig dialog(m_comCtrl, this);
+    dialog.exec();
+}
+
+void wMain::mnuWindowCascade_Click()
+{
+    m_mdiArea->cascadeSubWindows();
+}
+
+void wMain::mnuHelpSummary_Click()
+{
+    Help::HtmlHelp(this, Help::ApplicationHelpFile(), Help::DisplayToc, 0);
+}
+
+void wMain::mnuHelpIndex_Click()
+{
+    Help::HtmlHelp(this, Help::ApplicationHelpFile(), Help::DisplayIndex, 0);
+}
+
+void wMain::mnuHelpFind_Click()
+{
+    // Deliberately shows nothing: the search command's data argument comes from an empty
+    // text that is not a number, and that failed conversion skips the call.
+}
+
+void wMain::mnuHelpContext_Click()
+{
+    int contextNumber = 0;
+    bool fromControl = false;
+    QMdiSubWindow* active = m_mdiArea->activeSubWindow();
+    if (auto* child = active ? qobject_cast<ChildWindow*>(active->widget()) : nullptr) {
+        contextNumber = child->helpContextId();
+        if (QWidget* control = child->focusWidget()) {
+            if (const int controlNumber = control->property(helpContextProperty).toInt()) {
+                contextNumber = controlNumber;
+                fromControl = true;
+            }
+        }
+    }
+    const QString file = Help::ApplicationHelpFile();
+    if (contextNumber == 0)
+        Help::HtmlHelp(this, file, Help::DisplayToc, 0);
+    else if (fromControl)
+        Help::HtmlHelp(this, file, Help::DisplayTextPopup, contextNumber);
+    else
+        Help::HtmlHelp(this, file, Help::HelpContext, contextNumber);
+}
+
+void wMain::mnuHelpAbout_Click()
+{
+    wSplash about(this);
+    about.setAboutMode(true);
+    about.exec();
+}
+
+void wMain::tbrTools_ButtonClick(const QString& key)
+{
+    if (key == QLatin1String("mnuFileQuit"))
+        mnuFileQuit_Click();
+    else if (key == QLatin1String("mnuFileConfig"))
+        mnuFilePanel_Click(0);
+    else if (key == QLatin1String("mnuFileTools"))
+        mnuFilePanel_Click(3);
+    else if (key == QLatin1String("mnuFileFrame"))
+        mnuFilePanel_Click(2);
+    else if (key == QLatin1String("mnuFileCalcul"))
+        mnuFilePanel_Click(1);
+    else if (key == QLatin1String("mnuHelpContext"))
+        mnuHelpContext_Click();
+}
+
+bool wMain::queryUnload()
+{
+    bool modified = false;
+    const auto widgets = QApplication::allWidgets();
+    for (QWidget* widget : widgets) {
+        if (widget != this && widget->property("Modified").toBool()) {
+            modified = true;
+            break;
+        }
+    }
+    QMessageBox question(this);
+    question.setWindowTitle(QApplication::applicationName());
+    question.setStandardButtons(QMessageBox::Yes | QMessageBox::No);
+    if (modified) {
+        question.setIcon(QMessageBox::Warning);
+        question.setText(WithLineBreaks(DataFunctions7310::GetText(TextId::QuitUnsaved)));
+        question.setDefaultButton(QMessageBox::No);
+    } else {
+        question.setIcon(QMessageBox::Question);
+        question.setText(DataFunctions7310::GetText(TextId::QuitQuestion));
+        question.setDefaultButton(QMessageBox::Yes);
+    }
+    return question.exec() == QMessageBox::Yes;
+}
+
+void wMain::closeEvent(QCloseEvent* event)
+{
+    if (!queryUnload()) {
+        event->ignore();
+        return;
+    }
+    // Each child saves its own position as it goes.
+    m_children.unloadAll();
+    Help::HtmlHelp(this, Help::ApplicationHelpFile(), Help::CloseAll, 0);
+    event->accept();
+}
