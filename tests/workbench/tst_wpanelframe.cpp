@@ -163,8 +163,6 @@ void TestPanelFrame::compute_data()
                                        << "1" << none << hex("400300000001") << "";
     QTest::newRow("address not a number") << "1" << 3 << "12x"
                                           << "1" << none << QByteArray() << "txtFrameAddress";
-    QTest::newRow("empty count") << "1" << 3 << "0"
-                                 << "" << none << QByteArray() << "txtFrameNbData";
     QTest::newRow("reads never carry data")
         << "1" << 4 << "7"
         << "2" << QStringList{"5", "6"} << hex("010400070002") << "";
@@ -176,10 +174,6 @@ void TestPanelFrame::compute_data()
     QTest::newRow("word writes, negative as two's complement")
         << "1" << 16 << "0"
         << "2" << QStringList{"258", "-1"} << hex("011000000002040102FFFF") << "";
-    QTest::newRow("bit writes packed low bit first")
-        << "1" << 15 << "0"
-        << "10" << QStringList{"1", "0", "1", "1", "0", "0", "1", "1", "1", "0"}
-        << hex("010F0000000A02CD01") << "";
     QTest::newRow("address 65536 passes the box but not the codec")
         << "1" << 3 << "65536"
         << "1" << none << QByteArray() << "";
