@@ -22,7 +22,6 @@ private slots:
     void numericKey();
     void hexKey_data();
     void hexKey();
-    void byteHelpers();
     void versionTimeCodeAndGuid();
 };
 
@@ -186,17 +185,6 @@ void TestGlobal::hexKey()
     QFETCH(int, key);
     QFETCH(int, expected);
     QCOMPARE(KeyFilters::HexKey(key), expected);
-}
-
-void TestGlobal::byteHelpers()
-{
-    QCOMPARE(int(Global::HiByte(0x1234)), 0x12);
-    QCOMPARE(int(Global::LoByte(0x1234)), 0x34);
-    QCOMPARE(int(Global::HiByte(-1)), 0xFF);
-    QCOMPARE(int(Global::MakeWord(0xFF, 0xFE)), -2);
-    QCOMPARE(Global::DivUp(10, 8), 2);
-    QCOMPARE(Global::DivUp(16, 8), 2);
-    QCOMPARE(Global::ByteToText(0x0A), QStringLiteral("0A"));
 }
 
 void TestGlobal::versionTimeCodeAndGuid()
