@@ -3,11 +3,13 @@
 #include "datafunctions7310.h"
 #include "nationality.h"
 #include "uihelpers.h"
+#include "zrbfonctions.h"
 
 #include <QApplication>
 #include <QCloseEvent>
 #include <QMdiSubWindow>
 #include <QMessageBox>
+#include <QShowEvent>
 
 namespace {
 constexpr int discardChangesQuestion = 10111;
@@ -43,9 +45,30 @@ void ChildWindow::closeEvent(QCloseEvent* event)
         event->ignore();
         return;
     }
+    // A window loaded and unloaded without ever being shown keeps its stored placement.
+    if (m_placed) {
+        QWidget* frame = frameWidget();
+        const auto state = frame->isMaximized()   ? ZRBfonctions::WindowState::Maximized
+                           : frame->isMinimized() ? ZRBfonctions::WindowState::Minimized
+                                                  : ZRBfonctions::WindowState::Normal;
+        ZRBfonctions::SaveWindow(objectName(), {frame->normalGeometry(), state});
+    }
     onUnload();
     event->accept();
     emit unloaded();
+}
+
+void ChildWindow::showEvent(QShowEvent* event)
+{
+    QWidget::showEvent(event);
+    if (m_placed)
+        return;
+    m_placed = true;
+    QWidget* frame = frameWidget();
+    const auto placement = ZRBfonctions::RestoreWindow(objectName(), {frame->geometry(), {}});
+    frame->setGeometry(placement.geometry);
+    if (placement.state == ZRBfonctions::WindowState::Maximized)
+        frame->showMaximized();
 }
 
 bool ConfirmDiscardChanges(QWidget* parent)

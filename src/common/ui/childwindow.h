@@ -34,12 +34,14 @@ signals:
 
 protected:
     void closeEvent(QCloseEvent* event) override;
+    void showEvent(QShowEvent* event) override;
     // Runs once when the window goes away for good, after its position was saved.
     virtual void onUnload() {}
 
 private:
     bool m_modified = false;
     bool m_unloading = false;
+    bool m_placed = false; // shown at least once, with its stored placement applied
     int m_helpContextId = 0;
 };
 
