@@ -4,7 +4,7 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
-// One k7310sim process on a pty of its own, with its trace in a temporary folder.
+// One k7310sim process on a pty of its own, tracing into a temporary folder.
 class SimProcess
 {
 public:
@@ -13,20 +13,17 @@ public:
     SimProcess(const SimProcess&) = delete;
     SimProcess& operator=(const SimProcess&) = delete;
 
-    // Starts the simulator with extra options (--speed, --stop, --slave, ...) and waits for
-    // the pty path it prints.
+    // Starts it with extra options and waits for the pty path it prints.
     bool start(const QStringList& options = {});
     QString path() const { return m_path; }
 
     // Frames the panel heard (RX), dropped (DROPPED) or could not hear because the line was
-    // at other settings (IGNORED), in order, as "<KIND> <baud>/<stop> <hex bytes>".
+    // at other settings (IGNORED), in order: "<KIND> <baud>/<stop> <hex bytes>".
     QStringList heardFrames() const;
-    // The line settings ("9600/1") of each frame of heardFrames().
+    // The line settings ("9600/1") of each of those frames.
     QStringList settingsTried() const;
 
 private:
-    QStringList traceLines() const;
-
     QTemporaryDir m_dir;
     QProcess m_process;
     QString m_path;
