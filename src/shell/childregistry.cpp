@@ -2,6 +2,7 @@
 
 #include "childwindow.h"
 
+#include <QIcon>
 #include <QMdiArea>
 #include <QMdiSubWindow>
 
@@ -65,7 +66,7 @@ ChildWindow* ChildRegistry::load(int index)
         child->setHelpContextId(wanted->helpContextId);
     QMdiSubWindow* frame = m_area->addSubWindow(child);
     frame->setAttribute(Qt::WA_DeleteOnClose);
-    frame->setWindowIcon(child->windowIcon());
+    frame->setWindowIcon(QIcon(wanted->image));
     frame->setWindowTitle(child->windowTitle());
     m_open.append(Slot{index, child, frame});
     // Closed from its own close box: forgotten at once, although the frame is deleted later.

@@ -4,6 +4,7 @@
 #include <QCursor>
 #include <QFileInfo>
 #include <QHash>
+#include <QHelpContentModel>
 #include <QHelpContentWidget>
 #include <QHelpEngine>
 #include <QHelpIndexWidget>
@@ -225,6 +226,10 @@ HelpWindow::HelpWindow(const QString& collectionFile, QHelpEngine* engine)
 
     connect(m_engine->contentWidget(), &QHelpContentWidget::linkActivated, this,
             &HelpWindow::showPage);
+    // The book is small: its chapters show at once.
+    connect(m_engine->contentModel(), &QHelpContentModel::contentsCreated, this,
+            [this] { m_engine->contentWidget()->expandToDepth(0); });
+    m_engine->contentWidget()->expandToDepth(0);
     connect(m_engine->indexWidget(), &QHelpIndexWidget::documentActivated, this,
             [this](const QHelpLink& document) { showPage(document.url); });
     connect(m_engine->indexWidget(), &QHelpIndexWidget::documentsActivated, this,

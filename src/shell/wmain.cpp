@@ -25,6 +25,7 @@
 #include <QMdiSubWindow>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QPushButton>
 #include <QRegularExpression>
 #include <QStatusBar>
 #include <QToolBar>
@@ -100,6 +101,14 @@ QAction* wMain::addEntry(QMenu* menu, const char* name)
     return entry;
 }
 
+QAction* wMain::addSeparatorEntry(QMenu* menu, const char* name)
+{
+    QAction* entry = addEntry(menu, name);
+    entry->setSeparator(true);
+    entry->setText(QString());
+    return entry;
+}
+
 void wMain::buildMenus()
 {
     auto addMenu = [this](const char* name) {
@@ -119,7 +128,7 @@ void wMain::buildMenus()
         connect(entry, &QAction::triggered, this, [this, index] { mnuFilePanel_Click(index); });
         m_mnuFilePanel.insert(index, entry);
     }
-    addEntry(mnuFile, "mnuFileSep1")->setSeparator(true);
+    addSeparatorEntry(mnuFile, "mnuFileSep1");
     QAction* quit = addEntry(mnuFile, "mnuFileQuit");
     quit->setShortcut(QKeySequence::Quit);
     connect(quit, &QAction::triggered, this, &wMain::mnuFileQuit_Click);
@@ -142,7 +151,7 @@ void wMain::buildMenus()
     context->setShortcut(QKeySequence::HelpContents);
     context->setShortcutContext(Qt::ApplicationShortcut);
     connect(context, &QAction::triggered, this, &wMain::mnuHelpContext_Click);
-    addEntry(mnuHelp, "mnuHelpSep1")->setSeparator(true);
+    addSeparatorEntry(mnuHelp, "mnuHelpSep1");
     connect(addEntry(mnuHelp, "mnuHelpAbout"), &QAction::triggered, this,
             &wMain::mnuHelpAbout_Click);
 }
@@ -333,6 +342,9 @@ void wMain::nationality()
 {
     // Menus and entries by name; a name without a row shows itself.
     auto caption = [](QAction* entry) {
+        // A separator's row holds "-": it stays a plain line.
+        if (entry->isSeparator())
+            return;
         const std::optional<QString> text = DataFunctions7310::GetMenuText(entry->objectName());
         entry->setText(text ? *text : entry->objectName());
     };
@@ -469,6 +481,8 @@ bool wMain::queryUnload()
     QMessageBox question(this);
     question.setWindowTitle(QApplication::applicationName());
     question.setStandardButtons(QMessageBox::Yes | QMessageBox::No);
+    question.button(QMessageBox::Yes)->setText(DataFunctions7310::GetText(TextId::Yes));
+    question.button(QMessageBox::No)->setText(DataFunctions7310::GetText(TextId::No));
     if (modified) {
         question.setIcon(QMessageBox::Warning);
         question.setText(WithLineBreaks(DataFunctions7310::GetText(TextId::QuitUnsaved)));

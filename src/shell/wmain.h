@@ -70,6 +70,7 @@ private:
     void buildToolBar();
     void buildStatusBar();
     QAction* addEntry(QMenu* menu, const char* name);
+    QAction* addSeparatorEntry(QMenu* menu, const char* name);
     void applyToolBarImages();
     bool queryUnload();
     void waitForSplash();
