@@ -87,14 +87,6 @@ QList<QByteArray> FakeSlave::requests() const
     return m_requests;
 }
 
-bool FakeSlave::waitForReplies(int count, int timeoutMs) const
-{
-    QDeadlineTimer deadline(timeoutMs);
-    while (m_replies.load() < count && !deadline.hasExpired())
-        QThread::msleep(2);
-    return m_replies.load() >= count;
-}
-
 void FakeSlave::run()
 {
     QByteArray pending;
@@ -123,7 +115,6 @@ void FakeSlave::run()
                 QThread::msleep(1);
             if (!reply.bytes.isEmpty())
                 m_pty.writeMaster(reply.bytes);
-            ++m_replies;
             if (reply.hangUp) {
                 m_pty.closeMaster();
                 return;

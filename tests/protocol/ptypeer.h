@@ -1,8 +1,11 @@
 #pragma once
 
+#include "errorhandling.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QString>
+#include <QStringList>
 
 #include <atomic>
 #include <functional>
@@ -59,8 +62,6 @@ public:
     FakeSlave& operator=(const FakeSlave&) = delete;
 
     QList<QByteArray> requests() const;
-    // Waits until `count` answers have been written (or the timeout passes).
-    bool waitForReplies(int count, int timeoutMs) const;
 
 private:
     void run();
@@ -68,7 +69,6 @@ private:
     PtyPair& m_pty;
     Script m_script;
     std::atomic<bool> m_stop{false};
-    std::atomic<int> m_replies{0};
     mutable std::mutex m_mutex;
     QList<QByteArray> m_requests;
     std::thread m_thread;
@@ -77,3 +77,17 @@ private:
 // The answer a healthy slave gives: function 3 with `words`, or the function 6 echo.
 QByteArray ReadAnswer(quint8 slave, const QList<qint16>& words);
 QByteArray WithCrc(QByteArray frame);
+
+// Collects what the error report would show, for as long as it lives.
+class ReportCapture
+{
+public:
+    ReportCapture()
+        : m_previous(ErrorReport::SetPresenter([this](const QString& m) { messages.append(m); }))
+    {}
+    ~ReportCapture() { ErrorReport::SetPresenter(m_previous); }
+    QStringList messages;
+
+private:
+    ErrorReport::Presenter m_previous;
+};

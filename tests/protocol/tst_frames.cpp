@@ -3,6 +3,7 @@
 #include "commfunctions.h"
 #include "datafunctions7310.h"
 #include "errorhandling.h"
+#include "ptypeer.h"
 
 #include <QTest>
 
@@ -29,15 +30,6 @@ FrameData toFrameData(const QVariant& data)
     return data.toInt();
 }
 
-// Closes a frame with its CRC, low byte first.
-QByteArray withCrc(QByteArray frame)
-{
-    const std::uint16_t crc = Crc16Of(frame.constData(), frame.size());
-    frame.append(char(crc & 0xFF));
-    frame.append(char(crc >> 8));
-    return frame;
-}
-
 QVariantList items(std::initializer_list<int> values)
 {
     QVariantList list;
@@ -45,20 +37,6 @@ QVariantList items(std::initializer_list<int> values)
         list.append(value);
     return list;
 }
-
-// Collects what the error report would show.
-class ReportCapture
-{
-public:
-    ReportCapture()
-        : m_previous(ErrorReport::SetPresenter([this](const QString& m) { messages.append(m); }))
-    {}
-    ~ReportCapture() { ErrorReport::SetPresenter(m_previous); }
-    QStringList messages;
-
-private:
-    ErrorReport::Presenter m_previous;
-};
 
 } // namespace
 
@@ -68,71 +46,41 @@ class TestFrames : public QObject
 
 private slots:
     void initTestCase();
-    void crc16_data();
-    void crc16();
     void crc16NeedsRoomBehind_data();
     void crc16NeedsRoomBehind();
     void frameToSend_data();
     void frameToSend();
-    void frameSizes_data();
-    void frameSizes();
     void unknownFunctionIsReported();
     void expectedAnswerLength_data();
     void expectedAnswerLength();
     void frameToText_data();
     void frameToText();
-    void wordRequests();
-    void readAnswer_data();
-    void readAnswer();
-    void writeEcho_data();
-    void writeEcho();
-    void settingsText_data();
-    void settingsText();
     void settingsOnThePort();
-    void sharedValueDefaults();
 };
-
-void TestFrames::crc16_data()
-{
-    QTest::addColumn<QByteArray>("bytes");
-    QTest::addColumn<int>("crc");
-    QTest::newRow("read one word") << hex("010300000001") << 0x0A84;
-    QTest::newRow("high bit set comes back negative") << hex("1103006B0003") << -30858; // 0x8776
-    QTest::newRow("nothing covered is the start value, -1") << QByteArray() << -1;
-    QTest::newRow("exception answer") << hex("018302") << 0xF1C0;
-}
-
-void TestFrames::crc16()
-{
-    QFETCH(QByteArray, bytes);
-    QFETCH(int, crc);
-    // The array carries two spare bytes for the CRC, as callers allocate it.
-    const QByteArray withRoom = bytes + QByteArray(2, '\0');
-    QCOMPARE(int(CRC16(withRoom, std::int16_t(bytes.size()))), int(std::int16_t(crc)));
-}
 
 void TestFrames::crc16NeedsRoomBehind_data()
 {
     QTest::addColumn<int>("size");
     QTest::addColumn<int>("length");
-    QTest::addColumn<bool>("reported");
-    QTest::newRow("two bytes of room") << 8 << 6 << false;
-    QTest::newRow("one byte of room") << 8 << 7 << true;
-    QTest::newRow("no room") << 8 << 8 << true;
-    QTest::newRow("empty array") << 0 << 0 << true;
+    QTest::addColumn<int>("crc"); // -1 here: no CRC, the fault is reported
+    QTest::newRow("two bytes of room, 0x8776 comes back negative") << 8 << 6 << -30858;
+    QTest::newRow("nothing covered is the start value 0xFFFF") << 2 << 0 << 0xFFFF;
+    QTest::newRow("one byte of room") << 8 << 7 << -1;
+    QTest::newRow("no room") << 8 << 8 << -1;
+    QTest::newRow("empty array") << 0 << 0 << -1;
 }
 
 void TestFrames::crc16NeedsRoomBehind()
 {
     QFETCH(int, size);
     QFETCH(int, length);
-    QFETCH(bool, reported);
+    QFETCH(int, crc);
     ReportCapture report;
-    const QByteArray bytes = hex("0103000000010000").left(size);
-    const std::int16_t crc = CRC16(bytes, std::int16_t(length));
-    QCOMPARE(report.messages.size(), reported ? 1 : 0);
-    if (reported) {
-        QCOMPARE(crc, std::int16_t(0));
+    const std::int16_t value = CRC16(hex("1103006B00030000").left(size), std::int16_t(length));
+    QCOMPARE(report.messages.size(), crc == -1 ? 1 : 0);
+    if (crc != -1) {
+        QCOMPARE(value, std::int16_t(crc));
+    } else {
         QVERIFY(report.messages.first().startsWith(QStringLiteral("Error Nr 9 : ")));
         QVERIFY(report.messages.first().endsWith(
             QStringLiteral("Module : CommFunctions\r\nFunction : CRC16")));
@@ -213,42 +161,6 @@ void TestFrames::frameToSend()
     QVERIFY(report.messages.isEmpty());
 }
 
-void TestFrames::frameSizes_data()
-{
-    QTest::addColumn<int>("function");
-    QTest::addColumn<int>("quantity");
-    QTest::addColumn<int>("itemCount");
-    QTest::addColumn<int>("size");
-    QTest::newRow("f15 largest quantity") << 15 << 1968 << 1968 << 246 + 9;
-    QTest::newRow("f15 sized from items") << 15 << 1 << 17 << 3 + 9;
-    QTest::newRow("f15 quantity 0") << 15 << 0 << 1 << 1 + 9;
-    QTest::newRow("f16 largest quantity") << 16 << 123 << 123 << 246 + 9;
-    QTest::newRow("f16 sized from items") << 16 << 1 << 10 << 20 + 9;
-    QTest::newRow("f3 quantity beyond one byte") << 3 << 300 << 0 << 8;
-}
-
-void TestFrames::frameSizes()
-{
-    QFETCH(int, function);
-    QFETCH(int, quantity);
-    QFETCH(int, itemCount);
-    QFETCH(int, size);
-    const FrameData data = itemCount ? FrameData(QList<int>(itemCount, 1)) : FrameData();
-    const QByteArray frame = FrameToSend(5, function, 0x1234, quantity, data);
-    QCOMPARE(frame.size(), size);
-    QCOMPARE(int(std::uint8_t(frame[4])) * 256 + std::uint8_t(frame[5]), quantity);
-    if (function == 15) {
-        QCOMPARE(int(std::uint8_t(frame[6])), (quantity + 7) / 8 % 256);
-    }
-    if (function == 16) {
-        QCOMPARE(int(std::uint8_t(frame[6])), quantity * 2 % 256);
-    }
-    // The CRC covers everything before it, padding included.
-    const std::uint16_t crc = Crc16Of(frame.constData(), frame.size() - 2);
-    QCOMPARE(std::uint8_t(frame[size - 2]), std::uint8_t(crc & 0xFF));
-    QCOMPARE(std::uint8_t(frame[size - 1]), std::uint8_t(crc >> 8));
-}
-
 void TestFrames::unknownFunctionIsReported()
 {
     ReportCapture report;
@@ -266,17 +178,13 @@ void TestFrames::expectedAnswerLength_data()
     QTest::addColumn<QByteArray>("answer");
     QTest::addColumn<int>("length");
     QTest::newRow("f3 one word") << FrameToSend(1, 3, 0, 1) << QByteArray() << 7;
-    QTest::newRow("f4 125 words") << FrameToSend(1, 4, 0, 125) << QByteArray() << 255;
     QTest::newRow("f1 16 bits: one byte") << FrameToSend(1, 1, 0, 16) << QByteArray() << 6;
     QTest::newRow("f1 17 bits: two bytes") << FrameToSend(1, 1, 0, 17) << QByteArray() << 7;
-    QTest::newRow("f2 no bits") << FrameToSend(1, 2, 0, 0) << QByteArray() << 5;
-    QTest::newRow("f5 echo") << FrameToSend(1, 5, 0, 1, 1) << QByteArray() << 8;
     QTest::newRow("f16 echo") << FrameToSend(1, 16, 0, 3, QList<int>{1, 2, 3}) << QByteArray() << 8;
     QTest::newRow("unknown function") << hex("0107000000010000") << QByteArray() << 8;
     QTest::newRow("exception cuts to 5") << FrameToSend(1, 3, 0, 10) << hex("0183") << 5;
     QTest::newRow("0x80 is not an exception") << FrameToSend(1, 3, 0, 10) << hex("0180") << 25;
     QTest::newRow("one byte is too early to tell") << FrameToSend(1, 3, 0, 10) << hex("83") << 25;
-    QTest::newRow("truncated request") << hex("0103") << QByteArray() << 5;
 }
 
 void TestFrames::expectedAnswerLength()
@@ -297,13 +205,9 @@ void TestFrames::frameToText_data()
     QTest::newRow("request") << hex("010300000001840A")
                              << QStringLiteral("01 03 00 00 00 01 84 0A ");
     QTest::newRow("the one byte 0 is a time-out") << hex("00") << QStringLiteral("(Time-out)");
-    QTest::newRow("one other byte") << hex("0A") << QStringLiteral("0A ");
     QTest::newRow("two zero bytes") << hex("0000") << QStringLiteral("00 00 ");
-    QTest::newRow("empty") << QByteArray() << QString();
     QTest::newRow("exception to f3")
         << hex("018302C0F1") << QStringLiteral("01 83 02 C0 F1 ") + exceptionText(233803);
-    QTest::newRow("exception to f1")
-        << hex("0181") << QStringLiteral("01 81 ") + exceptionText(233801);
     QTest::newRow("exception to f16")
         << hex("019004") << QStringLiteral("01 90 04 ") + exceptionText(233816);
     QTest::newRow("0x80 has no suffix") << hex("0180") << QStringLiteral("01 80 ");
@@ -314,119 +218,6 @@ void TestFrames::frameToText()
     QFETCH(QByteArray, frame);
     QFETCH(QString, text);
     QCOMPARE(FrameToText(frame), text);
-}
-
-void TestFrames::wordRequests()
-{
-    QCOMPARE(ReadWordsRequest(1, 0, 1), hex("010300000001840A"));
-    QCOMPARE(ReadWordsRequest(0x11, 0x6B, 3), hex("1103006B00037687"));
-    QCOMPARE(WriteWordRequest(1, 1, -2), hex("01060001FFFE187A"));
-    QCOMPARE(WriteWordRequest(42, 65, 5), hex("2A06004100051FC6"));
-}
-
-void TestFrames::readAnswer_data()
-{
-    QTest::addColumn<QByteArray>("answer");
-    QTest::addColumn<bool>("accepted");
-    // Request: slave 1, one word at 0.
-    QTest::newRow("valid") << hex("010302002A399B") << true;
-    QTest::newRow("byte count not looked at") << withCrc(hex("0103FF002A")) << true;
-    QTest::newRow("one byte too many") << hex("010302002A399B00") << false;
-    QTest::newRow("one byte short") << hex("010302002A39") << false;
-    QTest::newRow("wrong crc") << hex("010302002A399C") << false;
-    QTest::newRow("crc bytes swapped") << hex("010302002A9B39") << false;
-    QTest::newRow("wrong slave") << withCrc(hex("020302002A")) << false;
-    QTest::newRow("wrong function") << withCrc(hex("010402002A")) << false;
-    QTest::newRow("exception") << hex("018302C0F1") << false;
-    QTest::newRow("nothing") << hex("00") << false;
-}
-
-void TestFrames::readAnswer()
-{
-    QFETCH(QByteArray, answer);
-    QFETCH(bool, accepted);
-    const QByteArray request = ReadWordsRequest(1, 0, 1);
-    QCOMPARE(ValidReadAnswer(request, answer), accepted);
-    if (accepted) {
-        QCOMPARE(AnswerWords(answer), QList<std::int16_t>{42});
-    }
-    // Whatever the answer, it never matches a request for another function or slave.
-    QVERIFY(!ValidReadAnswer(WriteWordRequest(1, 0, 1), answer));
-    QVERIFY(!ValidReadAnswer(ReadWordsRequest(3, 0, 1), answer));
-}
-
-void TestFrames::writeEcho_data()
-{
-    QTest::addColumn<QByteArray>("echo");
-    QTest::addColumn<bool>("accepted");
-    // Request: slave 1 writes 0xFFFE at 1.
-    QTest::newRow("exact echo") << hex("01060001FFFE187A") << true;
-    QTest::newRow("wrong crc still accepted") << hex("01060001FFFE0000") << true;
-    QTest::newRow("other address and value still accepted") << hex("0106123400000000") << true;
-    QTest::newRow("seven bytes") << hex("01060001FFFE18") << false;
-    QTest::newRow("nine bytes") << hex("01060001FFFE187A00") << false;
-    QTest::newRow("wrong slave") << hex("02060001FFFE187A") << false;
-    QTest::newRow("exception") << hex("018602C3A1") << false;
-    QTest::newRow("exception padded to eight") << hex("0186020000000000") << false;
-}
-
-void TestFrames::writeEcho()
-{
-    QFETCH(QByteArray, echo);
-    QFETCH(bool, accepted);
-    QCOMPARE(ValidWriteAnswer(WriteWordRequest(1, 1, -2), echo), accepted);
-}
-
-void TestFrames::settingsText_data()
-{
-    QTest::addColumn<QString>("before");
-    QTest::addColumn<QString>("field");
-    QTest::addColumn<QString>("value");
-    QTest::addColumn<QString>("after");
-    QTest::newRow("speed up") << "9600,n,8,1"
-                              << "bauds"
-                              << "19200"
-                              << "19200,n,8,1";
-    QTest::newRow("speed down") << "115200,e,7,2"
-                                << "bauds"
-                                << "1200"
-                                << "1200,e,7,2";
-    QTest::newRow("two stop bits") << "9600,n,8,1"
-                                   << "stops"
-                                   << "2"
-                                   << "9600,n,8,2";
-    QTest::newRow("even parity") << "9600,n,8,1"
-                                 << "parity"
-                                 << "e"
-                                 << "9600,e,8,1";
-    QTest::newRow("parity from a word") << "9600,n,8,1"
-                                        << "parity"
-                                        << "odd"
-                                        << "9600,o,8,1";
-    QTest::newRow("empty parity changes nothing") << "9600,n,8,1"
-                                                  << "parity"
-                                                  << ""
-                                                  << "9600,n,8,1";
-}
-
-void TestFrames::settingsText()
-{
-    QFETCH(QString, before);
-    QFETCH(QString, field);
-    QFETCH(QString, value);
-    QFETCH(QString, after);
-    QString text;
-    if (field == QLatin1String("bauds")) {
-        text = WithCommBauds(before, value.toInt());
-        QCOMPARE(CommBaudsOf(text), value.toInt());
-    } else if (field == QLatin1String("stops")) {
-        text = WithCommStops(before, std::int16_t(value.toInt()));
-        QCOMPARE(int(CommStopsOf(text)), value.toInt());
-    } else {
-        text = WithCommParity(before, value);
-        QCOMPARE(CommParityOf(text), after.mid(after.indexOf(QLatin1Char(',')) + 1, 1));
-    }
-    QCOMPARE(text, after);
 }
 
 void TestFrames::settingsOnThePort()
@@ -452,13 +243,6 @@ void TestFrames::settingsOnThePort()
     QCOMPARE(report.messages.size(), 3);
     QVERIFY(report.messages[0].contains(QStringLiteral("Function : SetCommStops")));
     QVERIFY(report.messages[0].startsWith(QStringLiteral("Error Nr 8015 : ")));
-}
-
-void TestFrames::sharedValueDefaults()
-{
-    QCOMPARE(RtsHandshake(), false);
-    QCOMPARE(RtsDelay(), 5);
-    QCOMPARE(FrameDelay(), 50);
 }
 
 // Exception answers are described by texts of the data file built beside the program.
