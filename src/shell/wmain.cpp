@@ -27,6 +27,7 @@
 #include <QMessageBox>
 #include <QPushButton>
 #include <QRegularExpression>
+#include <QStandardPaths>
 #include <QStatusBar>
 #include <QToolBar>
 
@@ -375,7 +376,13 @@ void wMain::nationality()
     const QString folder = m_files.programFolder.isEmpty() ? QCoreApplication::applicationDirPath()
                                                            : m_files.programFolder;
     const QString helpName = DataFunctions7310::GetText(TextId::HelpFile);
-    const QString helpFile = helpName.isEmpty() ? QString() : QDir(folder).filePath(helpName);
+    QString helpFile = helpName.isEmpty() ? QString() : QDir(folder).filePath(helpName);
+    // An installed copy keeps its help with its data, in the installed data folders.
+    if (m_files.programFolder.isEmpty() && !helpName.isEmpty() && !QFileInfo(helpFile).isFile()) {
+        const QString installed = QStandardPaths::locate(QStandardPaths::AppDataLocation, helpName);
+        if (!installed.isEmpty())
+            helpFile = installed;
+    }
     const bool helpAvailable = !helpFile.isEmpty() && QFileInfo(helpFile).isFile();
     Help::SetApplicationHelpFile(helpAvailable ? helpFile : QString());
     for (const char* name : {"mnuHelpSummary", "mnuHelpIndex", "mnuHelpSep1"})

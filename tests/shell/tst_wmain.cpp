@@ -64,7 +64,6 @@ private slots:
     void badSettingsAreReportedNotFatal();
     void captionsFollowLanguage_data();
     void captionsFollowLanguage();
-    void missingMenuRowShowsControlName();
     void helpEntriesFollowCollection();
     void closingAsks_data();
     void closingAsks();
@@ -246,70 +245,64 @@ void TestMain::badSettingsAreReportedNotFatal()
 
 void TestMain::captionsFollowLanguage_data()
 {
+    QTest::addColumn<QString>("dataFile");
     QTest::addColumn<QString>("language");
     QTest::addColumn<QString>("file");
     QTest::addColumn<QString>("calculator");
     QTest::addColumn<QString>("quitTip");
-    QTest::addColumn<QString>("cascade");
+    QTest::addColumn<QString>("about");
 
-    QTest::newRow("none chosen yet: first language column") << ""
+    const QString data = QStringLiteral(K7310_BIN_DIR "/k7310console.dat");
+    QTest::newRow("none chosen yet: first language column") << data << ""
                                                             << "&File"
                                                             << "CRC and number calculator"
                                                             << "Quit"
-                                                            << "&Cascade";
-    QTest::newRow("English") << "English"
+                                                            << "&About…";
+    QTest::newRow("English") << data << "English"
                              << "&File"
                              << "CRC and number calculator"
                              << "Quit"
-                             << "&Cascade";
-    QTest::newRow("Français") << "Français"
+                             << "&About…";
+    QTest::newRow("Français") << data << "Français"
                               << "&Fichier"
                               << "Calculatrice CRC et nombres"
                               << "Quitter"
-                              << "&Cascade";
-    QTest::newRow("Deutsch") << "Deutsch"
+                              << "À &propos…";
+    QTest::newRow("Deutsch") << data << "Deutsch"
                              << "&Datei"
                              << "CRC- und Zahlenrechner"
                              << "Beenden"
-                             << "&Überlappend";
+                             << "Ü&ber…";
+    // Without a row an entry shows its own name and a button keeps its tooltip.
+    QTest::newRow("rows of About and Quit missing")
+        << QStringLiteral(K7310_SHELL_TEST_DATA "/nomenu.dat") << "Français"
+        << "&Fichier"
+        << "Calculatrice CRC et nombres"
+        << "as designed"
+        << "mnuHelpAbout";
 }
 
 void TestMain::captionsFollowLanguage()
 {
+    QFETCH(QString, dataFile);
     QFETCH(QString, language);
     QFETCH(QString, file);
     QFETCH(QString, calculator);
     QFETCH(QString, quitTip);
-    QFETCH(QString, cascade);
+    QFETCH(QString, about);
 
-    ShellFixture fixture;
+    ShellFixture fixture(dataFile);
     QVERIFY(fixture.openData());
     DataFunctions7310::SetCurrentLanguage(language);
     wMain frame(wMain::Files{fixture.dataFile(), fixture.folder()});
+    frame.toolButton(QStringLiteral("mnuFileQuit"))->setToolTip(QStringLiteral("as designed"));
     frame.nationality();
     QCOMPARE(frame.menuEntry(QStringLiteral("mnuFile"))->text(), file);
     QCOMPARE(frame.panelEntry(1)->text(), calculator);
     QCOMPARE(frame.toolButton(QStringLiteral("mnuFileQuit"))->toolTip(), quitTip);
-    QCOMPARE(frame.menuEntry(QStringLiteral("mnuWindowCascade"))->text(), cascade);
+    QCOMPARE(frame.menuEntry(QStringLiteral("mnuHelpAbout"))->text(), about);
     QCOMPARE(frame.statusPanel(QStringLiteral("Line"))->text(), DataFunctions7310::GetText(1002));
     QVERIFY(fixture.reports().isEmpty());
-}
-
-void TestMain::missingMenuRowShowsControlName()
-{
-    ShellFixture fixture(QStringLiteral(K7310_SHELL_TEST_DATA "/nomenu.dat"));
-    QVERIFY(fixture.openData());
-    DataFunctions7310::SetCurrentLanguage(QStringLiteral("Français"));
-    wMain frame(wMain::Files{fixture.dataFile(), fixture.folder()});
-    QAction* quitButton = frame.toolButton(QStringLiteral("mnuFileQuit"));
-    quitButton->setToolTip(QStringLiteral("as designed"));
-    frame.nationality();
-    QCOMPARE(frame.menuEntry(QStringLiteral("mnuHelpAbout"))->text(),
-             QStringLiteral("mnuHelpAbout"));
-    QCOMPARE(frame.menuEntry(QStringLiteral("mnuFileQuit"))->text(), QStringLiteral("mnuFileQuit"));
-    // A toolbar button without a row keeps its tooltip; the others follow the language.
-    QCOMPARE(quitButton->toolTip(), QStringLiteral("as designed"));
-    QCOMPARE(frame.menuEntry(QStringLiteral("mnuHelp"))->text(), QStringLiteral("&Aide"));
 }
 
 void TestMain::helpEntriesFollowCollection()
