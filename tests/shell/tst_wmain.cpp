@@ -419,13 +419,16 @@ void TestMain::childWindowsExistOnce()
     QVERIFY(frame.mdiArea()->activeSubWindow()->widget()->inherits("wPanelFrame"));
     QCOMPARE(openChildren(frame, "wPanelFrame"), 1);
 
-    // Closed by the user, it comes back once.
+    // Closed by the user, it comes back once, where it was left.
+    const QRect placed(30, 20, 520, 330);
+    calculator->frameWidget()->setGeometry(placed);
     calculator->unload();
     QTest::qWait(1);
     frame.panelEntry(1)->trigger();
     frame.toolButton(QStringLiteral("mnuFileCalcul"))->trigger();
     QTest::qWait(1);
     QCOMPARE(openChildren(frame, "wPanelCalcul"), 1);
+    QCOMPARE(frame.children().window(1)->frameWidget()->geometry(), placed);
 
     frame.mnuWindowCascade_Click();
     const auto frames = frame.mdiArea()->subWindowList();

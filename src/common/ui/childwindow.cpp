@@ -48,10 +48,15 @@ void ChildWindow::closeEvent(QCloseEvent* event)
     // A window loaded and unloaded without ever being shown keeps its stored placement.
     if (m_placed) {
         QWidget* frame = frameWidget();
-        const auto state = frame->isMaximized()   ? ZRBfonctions::WindowState::Maximized
-                           : frame->isMinimized() ? ZRBfonctions::WindowState::Minimized
-                                                  : ZRBfonctions::WindowState::Normal;
-        ZRBfonctions::SaveWindow(objectName(), {frame->normalGeometry(), state});
+        ZRBfonctions::WindowPlacement placement{frame->geometry(), {}};
+        // Inside the main frame's area a window has no normal geometry of its own: a
+        // maximised or minimised one keeps the size stored before.
+        if (frame->isMaximized() || frame->isMinimized()) {
+            placement = ZRBfonctions::RestoreWindow(objectName(), placement);
+            placement.state = frame->isMaximized() ? ZRBfonctions::WindowState::Maximized
+                                                   : ZRBfonctions::WindowState::Minimized;
+        }
+        ZRBfonctions::SaveWindow(objectName(), placement);
     }
     onUnload();
     event->accept();
