@@ -1,6 +1,7 @@
 #include "datafunctions7310.h"
-#include "errorhandling.h"
+#include "testkit.h"
 
+#include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
@@ -27,27 +28,23 @@ bool makeDataFile(const QString& path, const QByteArray& password, const QByteAr
     return ok;
 }
 
+// The four tables with a language column "Klingon" beside English, and no rows.
 const QByteArray minimalTables =
-    "CREATE TABLE T_Labels (Tag INTEGER PRIMARY KEY, Window TEXT, Note TEXT, English TEXT, "
-    "Klingon TEXT);"
-    "CREATE TABLE T_ToolTips (Tag INTEGER PRIMARY KEY, Window TEXT, Note TEXT, English TEXT, "
-    "Klingon TEXT);"
-    "CREATE TABLE T_Menus (Key TEXT PRIMARY KEY, Window TEXT, Note TEXT, English TEXT, "
-    "Klingon TEXT);"
+    "CREATE TABLE T_Labels (Tag INTEGER PRIMARY KEY, W, N, English TEXT, Klingon TEXT);"
+    "CREATE TABLE T_ToolTips (Tag INTEGER PRIMARY KEY, W, N, English TEXT, Klingon TEXT);"
+    "CREATE TABLE T_Menus (Key TEXT PRIMARY KEY, W, N, English TEXT, Klingon TEXT);"
     "CREATE TABLE T_Defaults (ID INTEGER PRIMARY KEY, Note TEXT, Valeur INTEGER);";
 
+// A copy of the built file with `length` bytes at `offset` overwritten, or cut at `offset`
+// when length is 0.
 bool copyWithDamage(const QString& to, qint64 offset, qint64 length)
 {
-    QFile::remove(to);
-    if (!QFile::copy(builtFile, to))
-        return false;
     QFile file(to);
-    if (!file.open(QIODevice::ReadWrite))
+    if (!QFile::copy(builtFile, to) || !file.open(QIODevice::ReadWrite))
         return false;
-    if (length < 0)
-        return file.resize(file.size() / 2);
-    file.seek(offset);
-    return file.write(QByteArray(length, '\x5A')) == length;
+    if (length == 0)
+        return file.resize(offset);
+    return file.seek(offset) && file.write(QByteArray(length, '\x5A')) == length;
 }
 
 } // namespace
@@ -56,344 +53,193 @@ class TestDataFunctions : public QObject
 {
     Q_OBJECT
 
-private slots:
-    void initTestCase();
-    void init();
-    void cleanup();
-
-    void textsFollowTheLanguage_data();
-    void textsFollowTheLanguage();
-    void languageChangeTakesEffectAtOnce();
-    void missingAndNonNumericIds_data();
-    void missingAndNonNumericIds();
-    void nonNumericIdDoesNotNeedTheFile();
-    void unknownLanguageIsAnError_data();
-    void unknownLanguageIsAnError();
-    void menuCaptions();
-    void factoryDefaults_data();
-    void factoryDefaults();
-    void languageList();
-    void nullTextAndEmptyLanguage();
-    void openFailures_data();
-    void openFailures();
-    void dataFilePathBesideTheProgram();
-
-private:
     QTemporaryDir m_dir;
-    QStringList m_reports;
-    ErrorReport::Presenter m_previous;
+    ReportCapture m_reports;
+
+private slots:
+    void initTestCase() { QVERIFY2(QFile::exists(builtFile), "build k7310_datafile first"); }
+    void init()
+    {
+        m_reports.messages.clear();
+        SetCurrentLanguage(QString());
+        QCOMPARE(OpenDataFile(builtFile), 0);
+    }
+    void cleanup()
+    {
+        CloseDataFile();
+        SetCurrentLanguage(QString());
+    }
+
+    // Each row opens the file afresh; languageSwitch() below changes it on kept cursors.
+    void texts_data()
+    {
+        QTest::addColumn<QString>("language");
+        QTest::addColumn<QString>("id");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("toolTip");
+        row("no language: position 3", "", "10", "No", "");
+        row("column name without case", "DEUTSCH", "10", "Nein", "");
+        row("French quoted caption", "Français", "231103", "Bits de stop",
+            "Bits de stop de la ligne du panneau ; après écriture, la console les adopte");
+        row("trailing blank kept", "Français", "1501", "Version ", "");
+        row("absent ID shows its marker", "", "35032", "#35032#", "");
+        row("fraction matches no row", "", "10.5", "#10.5#", "");
+        row("empty ID", "", "", "", "");
+        row("not a number", "", "nan", "", "");
+    }
+    void texts()
+    {
+        QFETCH(QString, language);
+        QFETCH(QString, id);
+        QFETCH(QString, text);
+        QFETCH(QString, toolTip);
+        SetCurrentLanguage(language);
+        QCOMPARE(GetText(id), text);
+        QCOMPARE(GetToolTip(id), toolTip);
+        // The numeric overloads used by the windows answer the same for a whole-number ID.
+        if (bool whole = false; id == QString::number(id.toInt(&whole)) && whole) {
+            QCOMPARE(GetText(id.toInt()), text);
+            QCOMPARE(GetToolTip(id.toInt()), toolTip);
+        }
+        QVERIFY(m_reports.messages.isEmpty());
+    }
+
+    void languageSwitch()
+    {
+        QCOMPARE(LanguageColumns(), QStringList({"English", "Français", "Deutsch"}));
+        const QStringList languages = {"English", "Français", "Deutsch", ""};
+        const QStringList yes = {"Yes", "Oui", "Ja", "Yes"};
+        const QStringList file = {"&File", "&Fichier", "&Datei", "&File"};
+        for (qsizetype i = 0; i < languages.size(); ++i) {
+            SetCurrentLanguage(languages[i]);
+            QCOMPARE(GetText("11"), yes[i]);
+            QCOMPARE(GetMenuText("mnuFile"), std::optional(file[i]));
+        }
+        QCOMPARE(GetMenuText("mnuHelpSep1"), std::optional(QStringLiteral("-")));
+        QCOMPARE(GetMenuText("mnuFileMRU"), std::nullopt);
+        QVERIFY(m_reports.messages.isEmpty());
+    }
+
+    // A non-numeric ID is answered before any table is touched: even without a data file there
+    // is nothing to report. A numeric one needs the file and reports its absence.
+    void nonNumericIdDoesNotNeedTheFile()
+    {
+        CloseDataFile();
+        QCOMPARE(GetText("abc"), QString());
+        QCOMPARE(GetToolTip(QString()), QString());
+        QVERIFY(m_reports.messages.isEmpty());
+        QCOMPARE(GetText(10), QString());
+        QCOMPARE(m_reports.messages.size(), 1);
+        QVERIFY(m_reports.messages[0].contains("Function : GetText"));
+        QVERIFY_THROWS_EXCEPTION(RunTimeError, GetDefaultValue(128));
+    }
+
+    void unknownLanguageIsAnError_data()
+    {
+        QTest::addColumn<QString>("language");
+        row("unknown name", "Klingon");
+        row("key column", "Tag");
+        row("quoted name", "\"Xx\"");
+        row("bracket escape", "English] FROM T_Menus --");
+    }
+    // The column's name must never come back as the text; each failure is one report under the
+    // lookup's own name, and the next lookup in a valid language works again.
+    void unknownLanguageIsAnError()
+    {
+        QFETCH(QString, language);
+        SetCurrentLanguage(language);
+        QCOMPARE(GetText(10), QString());
+        QCOMPARE(GetToolTip(231012), QString());
+        const QStringList& reports = m_reports.messages;
+        QCOMPARE(reports.size(), 2);
+        QVERIFY(reports[0].startsWith(QString("Error Nr %1 ").arg(ErrorNumber::DataItemNotFound)));
+        QVERIFY(reports[0].contains("Module : DataFunctions\r\nFunction : GetText"));
+        QVERIFY(reports[1].contains("Function : GetToolTip"));
+        QVERIFY_THROWS_EXCEPTION(RunTimeError, GetMenuText("mnuFile"));
+        SetCurrentLanguage("Français");
+        QCOMPARE(GetText(10), QStringLiteral("Non"));
+        QCOMPARE(reports.size(), 2);
+    }
+
+    // The simulator's factory state relies on these: 9600 baud is the speed at position 3,
+    // 1 stop bit the one at position 0, slave 1; an absent key gives 0.
+    void factoryDefaults()
+    {
+        QCOMPARE(GetDefaultValue(128), 3);
+        QCOMPARE(GetDefaultValue(129), 0);
+        QCOMPARE(GetDefaultValue(130), 1);
+        QCOMPARE(GetDefaultValue(-1), 0);
+    }
+
+    void nullTextAndUnnamedLanguage()
+    {
+        const QString path = m_dir.filePath("null.dat");
+        QVERIFY(makeDataFile(path, "C73A",
+                             minimalTables +
+                                 "INSERT INTO T_Labels VALUES (0, '', '', 'English', '');"
+                                 "INSERT INTO T_Labels VALUES (5, '', '', NULL, 'qaStaHvIS');"
+                                 "INSERT INTO T_ToolTips VALUES (5, '', '', 'tip', NULL);"
+                                 "INSERT INTO T_Defaults VALUES (128, '', 70000);"));
+        QCOMPARE(OpenDataFile(path), 0);
+        QCOMPARE(GetText(5), QString());
+        SetCurrentLanguage("Klingon");
+        QCOMPARE(GetText(5), QStringLiteral("qaStaHvIS"));
+        QCOMPARE(GetToolTip(5), QString());
+        QVERIFY(m_reports.messages.isEmpty());
+        QCOMPARE(GetDefaultValue(128), 70000);
+        // Row 0 has no Klingon name: that column is not offered.
+        QCOMPARE(LanguageColumns(), QStringList("English"));
+    }
+
+    void openFailures_data()
+    {
+        const qint64 size = QFileInfo(builtFile).size();
+        QTest::addColumn<QString>("kind");
+        QTest::addColumn<qint64>("offset"); // of the damage done to a copy
+        QTest::addColumn<qint64>("length"); // 0: the copy is cut at offset
+        QTest::addColumn<int>("expected");
+        namespace E = ErrorNumber;
+        row("missing file", "missing", 0LL, 0LL, int(E::DataFileNotFound));
+        row("wrong password", "wrong password", 0LL, 0LL, int(E::DataFileBadPassword));
+        row("empty file", "copy", 0LL, 0LL, int(E::DataFileDamaged));
+        row("right password, no text tables", "no tables", 0LL, 0LL, int(E::DataFileDamaged));
+        row("page in the middle damaged", "copy", size / 2, 16LL, int(E::DataFileDamaged));
+        row("first page damaged", "copy", 40LL, 16LL, int(E::DataFileBadPassword));
+        row("cut in half", "copy", size / 2, 0LL, int(E::DataFileDamaged));
+    }
+    // Every failure is a clean error number: nothing stays open (the file opened in init() is
+    // closed too), lookups report instead of answering, and the real file opens again afterwards.
+    void openFailures()
+    {
+        QFETCH(QString, kind);
+        QFETCH(qint64, offset);
+        QFETCH(qint64, length);
+        QFETCH(int, expected);
+        const QString path = m_dir.filePath(QString::fromUtf8(QTest::currentDataTag()));
+        if (kind == QLatin1String("wrong password"))
+            QVERIFY(makeDataFile(path, "C73B", minimalTables));
+        else if (kind == QLatin1String("no tables"))
+            QVERIFY(makeDataFile(path, "C73A", "CREATE TABLE T_Labels (Tag INTEGER PRIMARY KEY);"));
+        else if (kind == QLatin1String("copy"))
+            QVERIFY(copyWithDamage(path, offset, length));
+
+        QString detail;
+        QCOMPARE(OpenDataFile(path, &detail), expected);
+        QVERIFY(!detail.isEmpty());
+        QVERIFY(!IsOpen());
+        QCOMPARE(GetText(10), QString());
+        QCOMPARE(m_reports.messages.size(), 1);
+        QVERIFY(m_reports.messages[0].startsWith(
+            QString("Error Nr %1 ").arg(ErrorNumber::DataFileError)));
+        QCOMPARE(OpenDataFile(builtFile), 0);
+        QCOMPARE(GetText(10), QStringLiteral("No"));
+    }
+
+    void dataFilePathBesideTheProgram()
+    {
+        QCOMPARE(DataFilePath(), QCoreApplication::applicationDirPath() + "/tst_datafunctions.dat");
+    }
 };
-
-void TestDataFunctions::initTestCase()
-{
-    QVERIFY2(QFile::exists(builtFile), "build the target k7310_datafile first");
-    QVERIFY(m_dir.isValid());
-}
-
-void TestDataFunctions::init()
-{
-    m_reports.clear();
-    m_previous = ErrorReport::SetPresenter([this](const QString& m) { m_reports.append(m); });
-    SetCurrentLanguage(QString());
-    QString detail;
-    QCOMPARE(OpenDataFile(builtFile, &detail), 0);
-    QVERIFY(IsOpen());
-}
-
-void TestDataFunctions::cleanup()
-{
-    CloseDataFile();
-    SetCurrentLanguage(QString());
-    ErrorReport::SetPresenter(m_previous);
-}
-
-void TestDataFunctions::textsFollowTheLanguage_data()
-{
-    QTest::addColumn<QString>("language");
-    QTest::addColumn<int>("id");
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QString>("toolTip");
-    QTest::newRow("no language: position 3") << "" << 10 << "No"
-                                             << "";
-    QTest::newRow("English") << "English" << 12 << "Cancel"
-                             << "";
-    QTest::newRow("French") << "Français" << 233312 << "Réponse :"
-                            << "";
-    QTest::newRow("German") << "Deutsch" << 1118 << "Gerade"
-                            << "";
-    QTest::newRow("column name without case") << "DEUTSCH" << 10 << "Nein"
-                                              << "";
-    QTest::newRow("French quoted caption")
-        << "Français" << 231103 << "Bits de stop"
-        << "Bits de stop de la ligne du panneau ; après écriture, la console les "
-           "adopte";
-    QTest::newRow("help file name") << "Deutsch" << 1 << "k7310console.qhc"
-                                    << "";
-    QTest::newRow("trailing blank kept") << "Français" << 1501 << "Version "
-                                         << "";
-    QTest::newRow("exception text")
-        << "" << 233803 << "Exception: read holding registers (3) refused"
-        << "";
-}
-
-void TestDataFunctions::textsFollowTheLanguage()
-{
-    QFETCH(QString, language);
-    QFETCH(int, id);
-    QFETCH(QString, text);
-    QFETCH(QString, toolTip);
-    SetCurrentLanguage(language);
-    QCOMPARE(GetText(id), text);
-    QCOMPARE(GetToolTip(QString::number(id)), toolTip);
-    QVERIFY(m_reports.isEmpty());
-}
-
-void TestDataFunctions::languageChangeTakesEffectAtOnce()
-{
-    const QStringList expected = {QStringLiteral("Yes"), QStringLiteral("Oui"),
-                                  QStringLiteral("Ja"), QStringLiteral("Yes")};
-    const QStringList languages = {QStringLiteral("English"), QStringLiteral("Français"),
-                                   QStringLiteral("Deutsch"), QString()};
-    for (qsizetype i = 0; i < languages.size(); ++i) {
-        SetCurrentLanguage(languages[i]);
-        QCOMPARE(GetText(QStringLiteral("11")), expected[i]);
-        QCOMPARE(GetMenuText(QStringLiteral("mnuFile")).value_or(QString()).isEmpty(), false);
-    }
-    SetCurrentLanguage(QStringLiteral("Deutsch"));
-    QCOMPARE(GetMenuText(QStringLiteral("mnuFileQuit")), std::optional(QStringLiteral("&Beenden")));
-}
-
-void TestDataFunctions::missingAndNonNumericIds_data()
-{
-    QTest::addColumn<QString>("id");
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QString>("toolTip");
-    QTest::newRow("absent ID shows its marker") << "35032"
-                                                << "#35032#"
-                                                << "";
-    QTest::newRow("absent tooltip only") << "10"
-                                         << "No"
-                                         << "";
-    QTest::newRow("present tooltip") << "231012"
-                                     << "Read from panel"
-                                     << "Read the configuration from the panel";
-    QTest::newRow("negative absent ID") << "-4"
-                                        << "#-4#"
-                                        << "";
-    QTest::newRow("fraction matches no row") << "10.5"
-                                             << "#10.5#"
-                                             << "";
-    QTest::newRow("blanks around a number") << " 10 "
-                                            << "No"
-                                            << "";
-    QTest::newRow("empty") << ""
-                           << ""
-                           << "";
-    QTest::newRow("letters") << "abc"
-                             << ""
-                             << "";
-    QTest::newRow("number then letters") << "12abc"
-                                         << ""
-                                         << "";
-    QTest::newRow("not a number") << "nan"
-                                  << ""
-                                  << "";
-    QTest::newRow("SQL in the ID") << "1 OR 1=1"
-                                   << ""
-                                   << "";
-}
-
-void TestDataFunctions::missingAndNonNumericIds()
-{
-    QFETCH(QString, id);
-    QFETCH(QString, text);
-    QFETCH(QString, toolTip);
-    QCOMPARE(GetText(id), text);
-    QCOMPARE(GetToolTip(id), toolTip);
-    // The numeric overloads used by the windows answer the same for a whole-number ID.
-    bool whole = false;
-    const int number = id.toInt(&whole);
-    if (whole && id == QString::number(number)) {
-        QCOMPARE(GetText(number), text);
-        QCOMPARE(GetToolTip(number), toolTip);
-    }
-    QVERIFY(m_reports.isEmpty());
-}
-
-// A non-numeric ID is answered before any table is touched: even without a data file there is
-// nothing to report. A numeric one needs the file and reports its absence.
-void TestDataFunctions::nonNumericIdDoesNotNeedTheFile()
-{
-    CloseDataFile();
-    QCOMPARE(GetText(QStringLiteral("abc")), QString());
-    QCOMPARE(GetToolTip(QString()), QString());
-    QVERIFY(m_reports.isEmpty());
-    QCOMPARE(GetText(10), QString());
-    QCOMPARE(m_reports.size(), 1);
-    QVERIFY(m_reports[0].contains(QStringLiteral("Function : GetText")));
-    QVERIFY_THROWS_EXCEPTION(RunTimeError, GetDefaultValue(128));
-}
-
-void TestDataFunctions::unknownLanguageIsAnError_data()
-{
-    QTest::addColumn<QString>("language");
-    QTest::newRow("unknown name") << "Klingon";
-    QTest::newRow("key column") << "Tag";
-    QTest::newRow("note column") << "Note";
-    QTest::newRow("quoted name") << "\"Xx\"";
-    QTest::newRow("bracket escape") << "English] FROM T_Menus --";
-}
-
-// The column's name must never come back as the text; each failure is one report under the
-// lookup's own name, and the next lookup in a valid language works again.
-void TestDataFunctions::unknownLanguageIsAnError()
-{
-    QFETCH(QString, language);
-    SetCurrentLanguage(language);
-    QCOMPARE(GetText(10), QString());
-    QCOMPARE(GetToolTip(231012), QString());
-    QCOMPARE(m_reports.size(), 2);
-    QVERIFY(m_reports[0].contains(QStringLiteral("Module : DataFunctions\r\nFunction : GetText")));
-    QVERIFY(m_reports[1].contains(QStringLiteral("Function : GetToolTip")));
-    QVERIFY(
-        m_reports[0].startsWith(QStringLiteral("Error Nr %1 ").arg(ErrorNumber::DataItemNotFound)));
-    QVERIFY_THROWS_EXCEPTION(RunTimeError, GetMenuText(QStringLiteral("mnuFile")));
-
-    SetCurrentLanguage(QStringLiteral("Français"));
-    QCOMPARE(GetText(10), QStringLiteral("Non"));
-    QCOMPARE(m_reports.size(), 2);
-}
-
-void TestDataFunctions::menuCaptions()
-{
-    QCOMPARE(GetMenuText(QStringLiteral("mnuFile")), std::optional(QStringLiteral("&File")));
-    QCOMPARE(GetMenuText(QStringLiteral("mnuHelpSep1")), std::optional(QStringLiteral("-")));
-    QCOMPARE(GetMenuText(QStringLiteral("mnuFileMRU")), std::nullopt);
-    QCOMPARE(GetMenuText(QString()), std::nullopt);
-    SetCurrentLanguage(QStringLiteral("Français"));
-    QCOMPARE(GetMenuText(QStringLiteral("mnuFileConfig")),
-             std::optional(QStringLiteral("Configuration du panneau")));
-}
-
-// The simulator's factory state (9600 baud, 1 stop bit, slave 1) relies on these positions.
-void TestDataFunctions::factoryDefaults_data()
-{
-    QTest::addColumn<int>("word");
-    QTest::addColumn<int>("value");
-    QTest::newRow("speed 9600 is position 3") << 128 << 3;
-    QTest::newRow("1 stop bit is position 0") << 129 << 0;
-    QTest::newRow("slave 1") << 130 << 1;
-    QTest::newRow("bus control off") << 131 << 0;
-    QTest::newRow("synchronisation") << 65 << 0;
-    QTest::newRow("acknowledgement allowed") << 67 << 1;
-    QTest::newRow("bus control with K/L") << 69 << 0;
-    QTest::newRow("LED test with K/L") << 70 << 0;
-    QTest::newRow("word 66 has no default") << 66 << 0;
-    QTest::newRow("absent key") << -1 << 0;
-}
-
-void TestDataFunctions::factoryDefaults()
-{
-    QFETCH(int, word);
-    QFETCH(int, value);
-    QCOMPARE(GetDefaultValue(static_cast<std::int16_t>(word)), value);
-}
-
-void TestDataFunctions::languageList()
-{
-    QCOMPARE(LanguageColumns(), QStringList({QStringLiteral("English"), QStringLiteral("Français"),
-                                             QStringLiteral("Deutsch")}));
-}
-
-void TestDataFunctions::nullTextAndEmptyLanguage()
-{
-    const QString path = m_dir.filePath(QStringLiteral("null.dat"));
-    QVERIFY(makeDataFile(path, "C73A",
-                         minimalTables +
-                             "INSERT INTO T_Labels VALUES (0, '', '', 'English', '');"
-                             "INSERT INTO T_Labels VALUES (5, '', '', NULL, 'qaStaHvIS');"
-                             "INSERT INTO T_ToolTips VALUES (5, '', '', 'tip', NULL);"
-                             "INSERT INTO T_Defaults VALUES (128, '', 70000);"));
-    QCOMPARE(OpenDataFile(path), 0);
-    QCOMPARE(GetText(5), QString());
-    QCOMPARE(GetToolTip(5), QStringLiteral("tip"));
-    SetCurrentLanguage(QStringLiteral("Klingon"));
-    QCOMPARE(GetText(5), QStringLiteral("qaStaHvIS"));
-    QCOMPARE(GetToolTip(5), QString());
-    QVERIFY(m_reports.isEmpty());
-    QCOMPARE(GetDefaultValue(128), 70000);
-    // Row 0 has no Klingon name: that column is not offered.
-    QCOMPARE(LanguageColumns(), QStringList(QStringLiteral("English")));
-}
-
-void TestDataFunctions::openFailures_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<int>("expected");
-    QTest::newRow("missing file") << "missing.dat" << int(ErrorNumber::DataFileNotFound);
-    QTest::newRow("folder instead of a file") << "folder" << int(ErrorNumber::DataFileNotFound);
-    QTest::newRow("wrong password") << "wrongkey.dat" << int(ErrorNumber::DataFileBadPassword);
-    QTest::newRow("text file") << "text.dat" << int(ErrorNumber::DataFileBadPassword);
-    QTest::newRow("empty file") << "empty.dat" << int(ErrorNumber::DataFileDamaged);
-    QTest::newRow("right password, no text tables")
-        << "notables.dat" << int(ErrorNumber::DataFileDamaged);
-    QTest::newRow("page in the middle damaged")
-        << "middle.dat" << int(ErrorNumber::DataFileDamaged);
-    QTest::newRow("last page damaged") << "last.dat" << int(ErrorNumber::DataFileDamaged);
-    QTest::newRow("first page damaged") << "first.dat" << int(ErrorNumber::DataFileBadPassword);
-    QTest::newRow("cut in half") << "half.dat" << int(ErrorNumber::DataFileDamaged);
-}
-
-// Every failure is a clean error number: nothing stays open (the file opened in init() is
-// closed too), lookups report instead of answering, and the real file opens again afterwards.
-void TestDataFunctions::openFailures()
-{
-    QFETCH(QString, name);
-    QFETCH(int, expected);
-    const QString path = m_dir.filePath(name);
-    QFile::remove(path);
-    const qint64 size = QFileInfo(builtFile).size();
-    if (name == QLatin1String("folder")) {
-        QVERIFY(QDir(m_dir.path()).mkpath(name));
-    } else if (name == QLatin1String("wrongkey.dat")) {
-        QVERIFY(makeDataFile(path, "C73B", minimalTables));
-    } else if (name == QLatin1String("text.dat")) {
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(QByteArray("[General]\nLanguage=English\n").repeated(100));
-    } else if (name == QLatin1String("empty.dat")) {
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-    } else if (name == QLatin1String("notables.dat")) {
-        QVERIFY(makeDataFile(path, "C73A", "CREATE TABLE T_Labels (Tag INTEGER PRIMARY KEY);"));
-    } else if (name == QLatin1String("middle.dat")) {
-        QVERIFY(copyWithDamage(path, size / 2, 16));
-    } else if (name == QLatin1String("last.dat")) {
-        QVERIFY(copyWithDamage(path, size - 40, 8));
-    } else if (name == QLatin1String("first.dat")) {
-        QVERIFY(copyWithDamage(path, 40, 16));
-    } else if (name == QLatin1String("half.dat")) {
-        QVERIFY(copyWithDamage(path, 0, -1));
-    }
-
-    QString detail;
-    QCOMPARE(OpenDataFile(path, &detail), expected);
-    QVERIFY(!detail.isEmpty());
-    QVERIFY(!IsOpen());
-    QCOMPARE(GetText(10), QString());
-    QCOMPARE(m_reports.size(), 1);
-    QVERIFY(
-        m_reports[0].startsWith(QStringLiteral("Error Nr %1 ").arg(ErrorNumber::DataFileError)));
-
-    QCOMPARE(OpenDataFile(builtFile), 0);
-    QCOMPARE(GetText(10), QStringLiteral("No"));
-}
-
-void TestDataFunctions::dataFilePathBesideTheProgram()
-{
-    QCOMPARE(DataFilePath(),
-             QCoreApplication::applicationDirPath() + QStringLiteral("/tst_datafunctions.dat"));
-}
 
 QTEST_GUILESS_MAIN(TestDataFunctions)
 #include "tst_datafunctions.moc"

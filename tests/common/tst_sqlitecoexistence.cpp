@@ -15,39 +15,31 @@ class TestSqliteCoexistence : public QObject
     Q_OBJECT
 
 private slots:
-    void textDatabaseAndQtSqliteInOneProcess();
-};
-
-void TestSqliteCoexistence::textDatabaseAndQtSqliteInOneProcess()
-{
-    QCOMPARE(DataFunctions7310::OpenDataFile(QStringLiteral(K7310_BIN_DIR "/k7310console.dat")), 0);
-    QCOMPARE(DataFunctions7310::GetText(10), QStringLiteral("No"));
-
-    QTemporaryDir dir;
-    QVERIFY(dir.isValid());
+    void textDatabaseAndQtSqliteInOneProcess()
     {
-        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"));
-        db.setDatabaseName(dir.filePath(QStringLiteral("help.qhc")));
-        QVERIFY(db.open());
-        QSqlQuery query(db);
-        QVERIFY(query.exec(QStringLiteral("SELECT sqlite_version()")));
-        QVERIFY(query.next());
-        const QString pluginVersion = query.value(0).toString();
-        // The plugin's SQLite is not the one compiled into the program.
-        QVERIFY2(pluginVersion != QLatin1String(sqlite3_libversion()),
-                 qPrintable(pluginVersion + QStringLiteral(" is SQLCipher's own SQLite")));
-        QVERIFY(query.exec(QStringLiteral("CREATE TABLE t (k INTEGER PRIMARY KEY, v TEXT)")));
-        QVERIFY(query.exec(QStringLiteral("INSERT INTO t VALUES (1, 'help page')")));
-        QVERIFY(query.exec(QStringLiteral("SELECT v FROM t WHERE k = 1")));
-        QVERIFY(query.next());
-        QCOMPARE(query.value(0).toString(), QStringLiteral("help page"));
+        using namespace DataFunctions7310;
+        QCOMPARE(OpenDataFile(QStringLiteral(K7310_BIN_DIR "/k7310console.dat")), 0);
+        QCOMPARE(GetText(10), QStringLiteral("No"));
+        QTemporaryDir dir;
+        {
+            QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"));
+            db.setDatabaseName(dir.filePath(QStringLiteral("help.qhc")));
+            QVERIFY(db.open());
+            QSqlQuery query(db);
+            QVERIFY(query.exec("CREATE TABLE t (k INTEGER PRIMARY KEY, v TEXT)") &&
+                    query.exec("INSERT INTO t VALUES (1, 'help page')") &&
+                    query.exec("SELECT v, sqlite_version() FROM t WHERE k = 1") && query.next());
+            QCOMPARE(query.value(0).toString(), QStringLiteral("help page"));
+            // The plugin's SQLite is not the one compiled into the program.
+            QVERIFY2(query.value(1).toString() != QLatin1String(sqlite3_libversion()),
+                     sqlite3_libversion());
+        }
+        QSqlDatabase::removeDatabase(QLatin1String(QSqlDatabase::defaultConnection));
+        SetCurrentLanguage(QStringLiteral("Deutsch"));
+        QCOMPARE(GetText(10), QStringLiteral("Nein"));
+        CloseDataFile();
     }
-    QSqlDatabase::removeDatabase(QLatin1String(QSqlDatabase::defaultConnection));
-
-    DataFunctions7310::SetCurrentLanguage(QStringLiteral("Deutsch"));
-    QCOMPARE(DataFunctions7310::GetText(10), QStringLiteral("Nein"));
-    DataFunctions7310::CloseDataFile();
-}
+};
 
 QTEST_GUILESS_MAIN(TestSqliteCoexistence)
 #include "tst_sqlitecoexistence.moc"

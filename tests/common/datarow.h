@@ -1,0 +1,9 @@
+#pragma once
+
+#include <QTest>
+
+// One row of a data-driven test: QTest::newRow(name) << values..., on one line.
+template<typename... T> void row(const char* name, const T&... values)
+{
+    (QTest::newRow(name) << ... << values);
+}
