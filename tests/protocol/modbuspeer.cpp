@@ -5,7 +5,6 @@
 #include <cerrno>
 
 ModbusServer::ModbusServer(int masterFd, int slaveId, int registerCount)
-    : m_registerCount(registerCount)
 {
     m_context = modbus_new_rtu("/dev/null", 9600, 'N', 8, 1);
     m_mapping = modbus_mapping_new(0, 0, registerCount, 0);

@@ -15,11 +15,8 @@ class ModbusServer
 public:
     ModbusServer(int masterFd, int slaveId, int registerCount = 256);
     ~ModbusServer();
-    ModbusServer(const ModbusServer&) = delete;
-    ModbusServer& operator=(const ModbusServer&) = delete;
 
     bool ok() const { return m_context && m_mapping; }
-    int registerCount() const { return m_registerCount; }
     // Holding registers. Read them only between transactions.
     std::uint16_t reg(int index) const;
     void setReg(int index, std::uint16_t value);
@@ -29,7 +26,6 @@ private:
 
     _modbus* m_context = nullptr;
     _modbus_mapping_t* m_mapping = nullptr;
-    int m_registerCount;
     std::atomic<bool> m_stop{false};
     std::thread m_thread;
 };

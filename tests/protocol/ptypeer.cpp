@@ -3,7 +3,9 @@
 #include "commfunctions.h"
 
 #include <QDeadlineTimer>
-#include <QThread>
+#include <QFile>
+
+#include <chrono>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -62,13 +64,6 @@ bool PtyPair::writeMaster(const QByteArray& bytes)
            bytes.size();
 }
 
-int RequestLength(const QByteArray& head)
-{
-    if (head.size() >= 7 && (head.at(1) == 15 || head.at(1) == 16))
-        return 9 + static_cast<quint8>(head.at(6));
-    return 8;
-}
-
 FakeSlave::FakeSlave(PtyPair& pty, Script script)
     : m_pty(pty)
     , m_script(std::move(script))
@@ -89,57 +84,101 @@ QList<QByteArray> FakeSlave::requests() const
 
 void FakeSlave::run()
 {
+    // Request length on the line: 9 + byte count for functions 15 and 16, otherwise 8.
+    const auto length = [](const QByteArray& head) {
+        return head.at(1) == 15 || head.at(1) == 16 ? 9 + static_cast<quint8>(head.at(6)) : 8;
+    };
     QByteArray pending;
-    while (!m_stop) {
-        const int fd = m_pty.master();
-        if (fd < 0)
-            return;
-        struct pollfd entry = {fd, POLLIN, 0};
+    while (!m_stop && m_pty.master() >= 0) {
+        struct pollfd entry = {m_pty.master(), POLLIN, 0};
+        char buffer[512];
         if (::poll(&entry, 1, 10) <= 0 || !(entry.revents & POLLIN))
             continue;
-        char buffer[512];
-        const ssize_t n = ::read(fd, buffer, sizeof buffer);
-        if (n <= 0)
-            continue;
-        pending.append(buffer, n);
-        while (pending.size() >= 7 && pending.size() >= RequestLength(pending)) {
-            const QByteArray request = pending.left(RequestLength(pending));
+        const ssize_t n = ::read(entry.fd, buffer, sizeof buffer);
+        pending.append(buffer, std::max<ssize_t>(n, 0));
+        while (pending.size() >= 7 && pending.size() >= length(pending)) {
+            const QByteArray request = pending.left(length(pending));
             pending.remove(0, request.size());
             {
                 std::lock_guard lock(m_mutex);
                 m_requests.append(request);
             }
             const Reply reply = m_script(request);
-            QDeadlineTimer delay(reply.delayMs);
-            while (!delay.hasExpired() && !m_stop)
-                QThread::msleep(1);
-            if (!reply.bytes.isEmpty())
-                m_pty.writeMaster(reply.bytes);
-            if (reply.hangUp) {
-                m_pty.closeMaster();
-                return;
-            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(reply.delayMs));
+            m_pty.writeMaster(reply.bytes);
+            if (reply.hangUp)
+                return m_pty.closeMaster();
         }
     }
+}
+
+FakeSlave::Script Replying(const QByteArray& bytes, int delayMs, bool hangUp)
+{
+    return [=](const QByteArray&) {
+        return FakeSlave::Reply{bytes, delayMs, hangUp};
+    };
+}
+
+ScriptedLine::ScriptedLine(FakeSlave::Script script)
+    : slave(pty, std::move(script))
+{
+    line.setPortName(pty.slavePath());
+    line.open();
 }
 
 QByteArray WithCrc(QByteArray frame)
 {
     const quint16 crc = CommFunctions::Crc16Of(frame.constData(), frame.size());
-    frame.append(static_cast<char>(crc & 0xFF));
-    frame.append(static_cast<char>(crc >> 8));
-    return frame;
+    return frame.append(static_cast<char>(crc & 0xFF)).append(static_cast<char>(crc >> 8));
 }
 
-QByteArray ReadAnswer(quint8 slave, const QList<qint16>& words)
+QStringList ReportCapture::faults() const
 {
-    QByteArray frame;
-    frame.append(static_cast<char>(slave));
-    frame.append(char(3));
-    frame.append(static_cast<char>(words.size() * 2));
-    for (const qint16 word : words) {
-        frame.append(static_cast<char>(static_cast<quint16>(word) >> 8));
-        frame.append(static_cast<char>(word & 0xFF));
+    QStringList faults;
+    for (const QString& message : messages)
+        faults << message.section(QLatin1Char(' '), 2, 2) + QLatin1Char(' ') +
+                      message.section(QLatin1String(" : "), -1);
+    return faults;
+}
+
+SimProcess::~SimProcess()
+{
+    if (m_process.state() == QProcess::NotRunning)
+        return;
+    m_process.terminate();
+    if (!m_process.waitForFinished(3000))
+        m_process.kill();
+}
+
+bool SimProcess::start(const QStringList& options)
+{
+    m_process.start(
+        QStringLiteral(K7310_BIN_DIR "/k7310sim"),
+        QStringList{"--link", m_dir.filePath("link"), "--trace", m_dir.filePath("trace")} +
+            options);
+    const QDeadlineTimer deadline(5000);
+    while (!m_process.canReadLine() && !deadline.hasExpired() &&
+           m_process.state() != QProcess::NotRunning)
+        m_process.waitForReadyRead(50);
+    m_path = QString::fromUtf8(m_process.readLine()).trimmed();
+    return !m_path.isEmpty();
+}
+
+bool SimProcess::command(const QByteArray& line)
+{
+    return m_process.write(line + '\n') > 0 && m_process.waitForBytesWritten(1000);
+}
+
+QStringList SimProcess::heardFrames() const
+{
+    QFile file(m_dir.filePath("trace"));
+    QStringList frames;
+    // <seconds> <KIND> <baud>/<stop> <hex bytes> [(<reason>)]
+    for (const QString& line :
+         QString::fromUtf8(file.open(QIODevice::ReadOnly) ? file.readAll() : "").split('\n')) {
+        const QString rest = line.section(' ', 1).section(" (", 0, 0);
+        if (QStringList{"RX", "DROPPED", "IGNORED"}.contains(rest.section(' ', 0, 0)))
+            frames.append(rest);
     }
-    return WithCrc(frame);
+    return frames;
 }

@@ -1,11 +1,13 @@
 #pragma once
 
+#include "comctrl.h"
 #include "errorhandling.h"
 
 #include <QByteArray>
 #include <QList>
-#include <QString>
+#include <QProcess>
 #include <QStringList>
+#include <QTemporaryDir>
 
 #include <atomic>
 #include <functional>
@@ -20,8 +22,6 @@ class PtyPair
 public:
     PtyPair();
     ~PtyPair();
-    PtyPair(const PtyPair&) = delete;
-    PtyPair& operator=(const PtyPair&) = delete;
 
     bool ok() const { return m_master >= 0; }
     QString slavePath() const { return m_slavePath; }
@@ -40,9 +40,6 @@ private:
     QString m_slavePath;
 };
 
-// Request length on the line: 9 + byte count for functions 15 and 16, otherwise 8.
-int RequestLength(const QByteArray& head);
-
 // A slave that answers each request on the master side of a pty as its script says, from a
 // thread of its own.
 class FakeSlave
@@ -58,8 +55,6 @@ public:
 
     FakeSlave(PtyPair& pty, Script script);
     ~FakeSlave();
-    FakeSlave(const FakeSlave&) = delete;
-    FakeSlave& operator=(const FakeSlave&) = delete;
 
     QList<QByteArray> requests() const;
 
@@ -74,8 +69,19 @@ private:
     std::thread m_thread;
 };
 
-// The answer a healthy slave gives: function 3 with `words`, or the function 6 echo.
-QByteArray ReadAnswer(quint8 slave, const QList<qint16>& words);
+// The same reply to every request.
+FakeSlave::Script Replying(const QByteArray& bytes, int delayMs = 0, bool hangUp = false);
+
+// The console's port, open on a pty with a scripted slave on its far side.
+struct ScriptedLine
+{
+    explicit ScriptedLine(FakeSlave::Script script);
+    PtyPair pty;
+    FakeSlave slave;
+    ComCtrl line;
+};
+
+// The frame with the CRC appended, low byte first.
 QByteArray WithCrc(QByteArray frame);
 
 // Collects what the error report would show, for as long as it lives.
@@ -86,8 +92,32 @@ public:
         : m_previous(ErrorReport::SetPresenter([this](const QString& m) { messages.append(m); }))
     {}
     ~ReportCapture() { ErrorReport::SetPresenter(m_previous); }
+    // "<number> <procedure>" of each report, e.g. "8012 LitMots".
+    QStringList faults() const;
     QStringList messages;
 
 private:
     ErrorReport::Presenter m_previous;
+};
+
+// One k7310sim process on a pty of its own, tracing into a temporary folder.
+class SimProcess
+{
+public:
+    ~SimProcess();
+
+    // Starts it with extra options and waits for the pty path it prints.
+    bool start(const QStringList& options = {});
+    QString path() const { return m_path; }
+    // A command line on its console, such as "fault-next none".
+    bool command(const QByteArray& line);
+
+    // Frames the panel heard (RX), dropped (DROPPED) or could not hear because the line was
+    // at other settings (IGNORED), in order: "<KIND> <baud>/<stop> <hex bytes>".
+    QStringList heardFrames() const;
+
+private:
+    QTemporaryDir m_dir;
+    QProcess m_process;
+    QString m_path;
 };
