@@ -68,39 +68,39 @@ Line::~Line()
 
 void Line::close()
 {
-    if (fd_ >= 0)
-        ::close(fd_);
-    if (slaveFd_ >= 0)
-        ::close(slaveFd_);
-    fd_ = slaveFd_ = -1;
+    if (m_fd >= 0)
+        ::close(m_fd);
+    if (m_slaveFd >= 0)
+        ::close(m_slaveFd);
+    m_fd = m_slaveFd = -1;
 }
 
 bool Line::openPty(int baud, int stopBits, std::string& error)
 {
     close();
-    isPty_ = true;
-    fd_ = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-    if (fd_ < 0 || grantpt(fd_) != 0 || unlockpt(fd_) != 0) {
+    m_isPty = true;
+    m_fd = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    if (m_fd < 0 || grantpt(m_fd) != 0 || unlockpt(m_fd) != 0) {
         error = std::string("cannot create a pseudo-terminal: ") + std::strerror(errno);
         close();
         return false;
     }
     char name[128];
-    if (ptsname_r(fd_, name, sizeof name) != 0) {
+    if (ptsname_r(m_fd, name, sizeof name) != 0) {
         error = std::string("ptsname: ") + std::strerror(errno);
         close();
         return false;
     }
-    path_ = name;
-    slaveFd_ = ::open(name, O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-    if (slaveFd_ < 0) {
-        error = "cannot open " + path_ + ": " + std::strerror(errno);
+    m_path = name;
+    m_slaveFd = ::open(name, O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    if (m_slaveFd < 0) {
+        error = "cannot open " + m_path + ": " + std::strerror(errno);
         close();
         return false;
     }
     // Raw from the start: with the default cooked settings the line discipline would echo
     // our answers back to us and translate bytes before the master has configured it.
-    if (!setRaw(slaveFd_, baud, stopBits)) {
+    if (!setRaw(m_slaveFd, baud, stopBits)) {
         error = std::string("cannot set up the pseudo-terminal: ") + std::strerror(errno);
         close();
         return false;
@@ -111,14 +111,14 @@ bool Line::openPty(int baud, int stopBits, std::string& error)
 bool Line::openDevice(const std::string& path, int baud, int stopBits, std::string& error)
 {
     close();
-    isPty_ = false;
-    path_ = path;
-    fd_ = ::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-    if (fd_ < 0) {
+    m_isPty = false;
+    m_path = path;
+    m_fd = ::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    if (m_fd < 0) {
         error = "cannot open " + path + ": " + std::strerror(errno);
         return false;
     }
-    if (!setRaw(fd_, baud, stopBits)) {
+    if (!setRaw(m_fd, baud, stopBits)) {
         error = "cannot configure " + path + ": " + std::strerror(errno);
         close();
         return false;
@@ -129,7 +129,7 @@ bool Line::openDevice(const std::string& path, int baud, int stopBits, std::stri
 SeenSettings Line::seen() const
 {
     termios tio{};
-    const int fd = isPty_ ? slaveFd_ : fd_;
+    const int fd = m_isPty ? m_slaveFd : m_fd;
     if (fd < 0 || tcgetattr(fd, &tio) != 0)
         return {};
     return SeenSettings{baudFromSpeed(cfgetospeed(&tio)), (tio.c_cflag & CSTOPB) ? 2 : 1};
@@ -137,15 +137,15 @@ SeenSettings Line::seen() const
 
 bool Line::configure(int baud, int stopBits)
 {
-    if (isPty_ || fd_ < 0)
+    if (m_isPty || m_fd < 0)
         return true;
-    return setRaw(fd_, baud, stopBits);
+    return setRaw(m_fd, baud, stopBits);
 }
 
 void Line::drain()
 {
-    if (!isPty_ && fd_ >= 0)
-        tcdrain(fd_);
+    if (!m_isPty && m_fd >= 0)
+        tcdrain(m_fd);
 }
 
 } // namespace k7310sim

@@ -30,10 +30,10 @@ public:
     bool openDevice(const std::string& path, int baud, int stopBits, std::string& error);
     void close();
 
-    bool isPty() const { return isPty_; }
-    int fd() const { return fd_; }
+    bool isPty() const { return m_isPty; }
+    int fd() const { return m_fd; }
     // The path the master connects to: the pty's slave name, or the device.
-    const std::string& path() const { return path_; }
+    const std::string& path() const { return m_path; }
 
     // Speed and stop bits in force on the line right now.
     SeenSettings seen() const;
@@ -43,10 +43,10 @@ public:
     void drain();
 
 private:
-    int fd_ = -1;
-    int slaveFd_ = -1; // pty only: kept open for its settings and against hang-ups
-    bool isPty_ = false;
-    std::string path_;
+    int m_fd = -1;
+    int m_slaveFd = -1; // pty only: kept open for its settings and against hang-ups
+    bool m_isPty = false;
+    std::string m_path;
 };
 
 // Bits per second for a termios speed constant, 0 when unknown.

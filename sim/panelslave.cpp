@@ -143,28 +143,28 @@ std::size_t expectedRequestSize(std::span<const std::uint8_t> bytes)
 }
 
 PanelSlave::PanelSlave(Firmware fw)
-    : fw_(fw)
+    : m_fw(fw)
 {
     setConfig(Config{});
 }
 
 void PanelSlave::setConfig(const Config& cfg)
 {
-    cfg_ = cfg;
-    line_ = storedLineSettings();
+    m_cfg = cfg;
+    m_line = storedLineSettings();
 }
 
 LineSettings PanelSlave::storedLineSettings() const
 {
-    return LineSettings{baudForSpeedCode(cfg_.speedCode), cfg_.stopBits, cfg_.slave};
+    return LineSettings{baudForSpeedCode(m_cfg.speedCode), m_cfg.stopBits, m_cfg.slave};
 }
 
 bool PanelSlave::applyLineSettings()
 {
     const LineSettings stored = storedLineSettings();
-    if (stored == line_)
+    if (stored == m_line)
         return false;
-    line_ = stored;
+    m_line = stored;
     return true;
 }
 
@@ -192,9 +192,9 @@ bool PanelSlave::validConfigValue(unsigned word, unsigned value)
 bool PanelSlave::served(unsigned word) const
 {
     if (word == LedTestKL)
-        return fw_ == Firmware::V28;
+        return m_fw == Firmware::V28;
     if (word == BusControlKL)
-        return fw_ != Firmware::V26;
+        return m_fw != Firmware::V26;
     return true;
 }
 
@@ -232,32 +232,32 @@ bool PanelSlave::validValue(unsigned word, std::uint16_t value) const
 std::uint16_t PanelSlave::readWord(unsigned word) const
 {
     if (word >= FirstLed && word <= LastLed)
-        return leds_[word - FirstLed];
+        return m_leds[word - FirstLed];
     if (word >= ImageFirst && word <= ImageLast)
-        return packImage(leds_, horn_ != 0)[word - ImageFirst];
+        return packImage(m_leds, m_horn != 0)[word - ImageFirst];
     switch (word) {
     case Horn:
-        return horn_;
+        return m_horn;
     case Synchro:
-        return cfg_.synchro;
+        return m_cfg.synchro;
     case LampTest:
         return lampTestActive() ? 1 : 0;
     case AckAuthorised:
-        return cfg_.ackAuthorised;
+        return m_cfg.ackAuthorised;
     case Acknowledge:
-        return ack_ ? 1 : 0;
+        return m_ack ? 1 : 0;
     case BusControlKL:
-        return cfg_.busControlKL;
+        return m_cfg.busControlKL;
     case LedTestKL:
-        return cfg_.ledTestKL;
+        return m_cfg.ledTestKL;
     case SpeedCode:
-        return cfg_.speedCode;
+        return m_cfg.speedCode;
     case StopBits:
-        return cfg_.stopBits;
+        return m_cfg.stopBits;
     case SlaveNumber:
-        return cfg_.slave;
+        return m_cfg.slave;
     case BusMode:
-        return cfg_.busMode;
+        return m_cfg.busMode;
     default:
         return 0;
     }
@@ -265,58 +265,58 @@ std::uint16_t PanelSlave::readWord(unsigned word) const
 
 void PanelSlave::panelWritten(Clock::time_point now)
 {
-    ack_ = false;
-    if (horn_ == 0)
-        autoAckAt_.reset();
-    else if (autoAckDelay_ && !autoAckAt_)
-        autoAckAt_ = now + *autoAckDelay_;
+    m_ack = false;
+    if (m_horn == 0)
+        m_autoAckAt.reset();
+    else if (m_autoAckDelay && !m_autoAckAt)
+        m_autoAckAt = now + *m_autoAckDelay;
 }
 
 void PanelSlave::writeWord(unsigned word, std::uint16_t value, Clock::time_point now, Reply& reply)
 {
     if (word == AllOff) {
-        leds_.fill(0);
+        m_leds.fill(0);
     } else if (word >= FirstLed && word <= LastLed) {
-        leds_[word - FirstLed] = static_cast<std::uint8_t>(value);
+        m_leds[word - FirstLed] = static_cast<std::uint8_t>(value);
     } else if (word >= ImageFirst && word <= ImageLast) {
-        bool horn = horn_ != 0;
-        unpackImageWord(static_cast<int>(word - ImageFirst), value, leds_, horn);
+        bool horn = m_horn != 0;
+        unpackImageWord(static_cast<int>(word - ImageFirst), value, m_leds, horn);
         if (word == ImageLast)
-            horn_ = horn ? (horn_ != 0 ? horn_ : 1) : 0;
+            m_horn = horn ? (m_horn != 0 ? m_horn : 1) : 0;
     } else if (word == Horn) {
-        horn_ = value;
+        m_horn = value;
     } else if (word == LampTest) {
         if (value == 1)
-            lampTestEnd_ = now + lampTestDuration_;
+            m_lampTestEnd = now + m_lampTestDuration;
         else
-            lampTestEnd_.reset();
+            m_lampTestEnd.reset();
         return;
     } else {
         std::uint16_t* target = nullptr;
         switch (word) {
         case SpeedCode:
-            target = &cfg_.speedCode;
+            target = &m_cfg.speedCode;
             break;
         case StopBits:
-            target = &cfg_.stopBits;
+            target = &m_cfg.stopBits;
             break;
         case SlaveNumber:
-            target = &cfg_.slave;
+            target = &m_cfg.slave;
             break;
         case BusMode:
-            target = &cfg_.busMode;
+            target = &m_cfg.busMode;
             break;
         case Synchro:
-            target = &cfg_.synchro;
+            target = &m_cfg.synchro;
             break;
         case AckAuthorised:
-            target = &cfg_.ackAuthorised;
+            target = &m_cfg.ackAuthorised;
             break;
         case BusControlKL:
-            target = &cfg_.busControlKL;
+            target = &m_cfg.busControlKL;
             break;
         case LedTestKL:
-            target = &cfg_.ledTestKL;
+            target = &m_cfg.ledTestKL;
             break;
         default:
             return;
@@ -345,9 +345,9 @@ Reply PanelSlave::handle(std::span<const std::uint8_t> frame, Clock::time_point 
         // Probe answer: 0x41 (echo of the probe's first byte), the slave number, then the
         // firmware version as major and minor number (2, 8 for version 2.8).
         reply.kind = Reply::Kind::Probe;
-        reply.answer = {0x41, static_cast<std::uint8_t>(line_.slave),
-                        static_cast<std::uint8_t>(firmwareMajor(fw_)),
-                        static_cast<std::uint8_t>(firmwareMinor(fw_))};
+        reply.answer = {0x41, static_cast<std::uint8_t>(m_line.slave),
+                        static_cast<std::uint8_t>(firmwareMajor(m_fw)),
+                        static_cast<std::uint8_t>(firmwareMinor(m_fw))};
         reply.reason = "probe";
         return reply;
     }
@@ -362,7 +362,7 @@ Reply PanelSlave::handle(std::span<const std::uint8_t> frame, Clock::time_point 
     const std::uint8_t slave = frame[0];
     const std::uint8_t function = frame[1];
     const bool broadcast = slave == 0;
-    if (!broadcast && slave != line_.slave) {
+    if (!broadcast && slave != m_line.slave) {
         reply.reason = "other-slave";
         return reply;
     }
@@ -447,14 +447,14 @@ Reply PanelSlave::handle(std::span<const std::uint8_t> frame, Clock::time_point 
 std::vector<std::string> PanelSlave::tick(Clock::time_point now)
 {
     std::vector<std::string> notes;
-    if (lampTestEnd_ && now >= *lampTestEnd_) {
-        lampTestEnd_.reset();
+    if (m_lampTestEnd && now >= *m_lampTestEnd) {
+        m_lampTestEnd.reset();
         notes.emplace_back("lamp test ended");
     }
-    if (autoAckAt_ && now >= *autoAckAt_) {
-        autoAckAt_.reset();
-        if (!ack_) {
-            ack_ = true;
+    if (m_autoAckAt && now >= *m_autoAckAt) {
+        m_autoAckAt.reset();
+        if (!m_ack) {
+            m_ack = true;
             notes.emplace_back("acknowledged (automatic)");
         }
     }
@@ -463,15 +463,15 @@ std::vector<std::string> PanelSlave::tick(Clock::time_point now)
 
 std::optional<Clock::time_point> PanelSlave::nextDeadline() const
 {
-    if (lampTestEnd_ && autoAckAt_)
-        return std::min(*lampTestEnd_, *autoAckAt_);
-    return lampTestEnd_ ? lampTestEnd_ : autoAckAt_;
+    if (m_lampTestEnd && m_autoAckAt)
+        return std::min(*m_lampTestEnd, *m_autoAckAt);
+    return m_lampTestEnd ? m_lampTestEnd : m_autoAckAt;
 }
 
 void PanelSlave::acknowledge()
 {
-    ack_ = true;
-    autoAckAt_.reset();
+    m_ack = true;
+    m_autoAckAt.reset();
 }
 
 std::string PanelSlave::picture() const
@@ -480,13 +480,13 @@ std::string PanelSlave::picture() const
     for (int n = 0; n < ledCount; ++n) {
         if (n > 0 && n % 8 == 0)
             s += ' ';
-        const unsigned state = lampTestActive() ? 1U : leds_[static_cast<std::size_t>(n)];
+        const unsigned state = lampTestActive() ? 1U : m_leds[static_cast<std::size_t>(n)];
         s += state == 0 ? '.' : static_cast<char>('0' + state);
     }
-    s += horn_ != 0 ? "  horn ON" : "  horn off";
+    s += m_horn != 0 ? "  horn ON" : "  horn off";
     if (lampTestActive())
         s += "  lamp-test";
-    s += ack_ ? "  ack 1" : "  ack 0";
+    s += m_ack ? "  ack 1" : "  ack 0";
     return s;
 }
 

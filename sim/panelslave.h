@@ -116,8 +116,8 @@ class PanelSlave
 public:
     explicit PanelSlave(Firmware fw = Firmware::V28);
 
-    Firmware firmware() const { return fw_; }
-    const Config& config() const { return cfg_; }
+    Firmware firmware() const { return m_fw; }
+    const Config& config() const { return m_cfg; }
     // Replaces the stored configuration and makes it the line's at once (start-up).
     void setConfig(const Config& cfg);
     // Validates a configuration word value; false when the panel would refuse it.
@@ -126,7 +126,7 @@ public:
     // Settings in effect on the line. A write of speed, stop bits or slave number changes
     // the stored configuration at once, but the line keeps the old settings until
     // applyLineSettings() is called after the answer has gone out.
-    LineSettings lineSettings() const { return line_; }
+    LineSettings lineSettings() const { return m_line; }
     LineSettings storedLineSettings() const;
     bool applyLineSettings(); // true when something changed
 
@@ -141,15 +141,15 @@ public:
     // The technician's acknowledgement: word 68 reads 1 until the master next writes the
     // LED or horn words (0..29, 64), which starts a new picture.
     void acknowledge();
-    bool acknowledged() const { return ack_; }
+    bool acknowledged() const { return m_ack; }
 
     // Automatic acknowledgement: that long after a write leaves the horn sounding.
-    void setAutoAck(std::optional<std::chrono::milliseconds> delay) { autoAckDelay_ = delay; }
-    void setLampTestDuration(std::chrono::milliseconds d) { lampTestDuration_ = d; }
+    void setAutoAck(std::optional<std::chrono::milliseconds> delay) { m_autoAckDelay = delay; }
+    void setLampTestDuration(std::chrono::milliseconds d) { m_lampTestDuration = d; }
 
-    const std::array<std::uint8_t, ledCount>& leds() const { return leds_; }
-    std::uint16_t horn() const { return horn_; }
-    bool lampTestActive() const { return lampTestEnd_.has_value(); }
+    const std::array<std::uint8_t, ledCount>& leds() const { return m_leds; }
+    std::uint16_t horn() const { return m_horn; }
+    bool lampTestActive() const { return m_lampTestEnd.has_value(); }
 
     // One-line picture of the panel: 24 LED states (0..7, '.' for off) in groups of
     // eight, the horn, the lamp test and the acknowledgement word.
@@ -167,16 +167,16 @@ private:
     void panelWritten(Clock::time_point now);
     Bytes exception(std::uint8_t slave, std::uint8_t function, std::uint8_t code) const;
 
-    Firmware fw_;
-    Config cfg_;
-    LineSettings line_;
-    std::array<std::uint8_t, ledCount> leds_{};
-    std::uint16_t horn_ = 0;
-    bool ack_ = false;
-    std::optional<Clock::time_point> lampTestEnd_;
-    std::optional<Clock::time_point> autoAckAt_;
-    std::optional<std::chrono::milliseconds> autoAckDelay_;
-    std::chrono::milliseconds lampTestDuration_{3000};
+    Firmware m_fw;
+    Config m_cfg;
+    LineSettings m_line;
+    std::array<std::uint8_t, ledCount> m_leds{};
+    std::uint16_t m_horn = 0;
+    bool m_ack = false;
+    std::optional<Clock::time_point> m_lampTestEnd;
+    std::optional<Clock::time_point> m_autoAckAt;
+    std::optional<std::chrono::milliseconds> m_autoAckDelay;
+    std::chrono::milliseconds m_lampTestDuration{3000};
 };
 
 // Append the CRC (low byte first) to a frame.

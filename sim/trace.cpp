@@ -17,52 +17,52 @@ std::string hexBytes(std::span<const std::uint8_t> bytes)
 
 Trace::~Trace()
 {
-    if (own_ && file_)
-        std::fclose(file_);
+    if (m_own && m_file)
+        std::fclose(m_file);
 }
 
 bool Trace::open(const std::string& path, Clock::time_point start)
 {
-    start_ = start;
+    m_start = start;
     if (path.empty())
         return true;
     if (path == "-") {
-        file_ = stderr;
+        m_file = stderr;
         return true;
     }
-    file_ = std::fopen(path.c_str(), "w");
-    own_ = file_ != nullptr;
-    return own_;
+    m_file = std::fopen(path.c_str(), "w");
+    m_own = m_file != nullptr;
+    return m_own;
 }
 
 void Trace::stamp()
 {
     const auto us =
-        std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - start_).count();
-    std::fprintf(file_, "%lld.%06lld ", static_cast<long long>(us / 1000000),
+        std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - m_start).count();
+    std::fprintf(m_file, "%lld.%06lld ", static_cast<long long>(us / 1000000),
                  static_cast<long long>(us % 1000000));
 }
 
 void Trace::frame(const char* kind, int baud, int stopBits, std::span<const std::uint8_t> bytes,
                   const std::string& reason)
 {
-    if (!file_)
+    if (!m_file)
         return;
     stamp();
-    std::fprintf(file_, "%s %d/%d %s", kind, baud, stopBits, hexBytes(bytes).c_str());
+    std::fprintf(m_file, "%s %d/%d %s", kind, baud, stopBits, hexBytes(bytes).c_str());
     if (!reason.empty())
-        std::fprintf(file_, " (%s)", reason.c_str());
-    std::fputc('\n', file_);
-    std::fflush(file_);
+        std::fprintf(m_file, " (%s)", reason.c_str());
+    std::fputc('\n', m_file);
+    std::fflush(m_file);
 }
 
 void Trace::note(const std::string& text)
 {
-    if (!file_)
+    if (!m_file)
         return;
     stamp();
-    std::fprintf(file_, "NOTE %s\n", text.c_str());
-    std::fflush(file_);
+    std::fprintf(m_file, "NOTE %s\n", text.c_str());
+    std::fflush(m_file);
 }
 
 } // namespace k7310sim

@@ -33,9 +33,9 @@ public:
 
 private:
     void stamp();
-    std::FILE* file_ = nullptr;
-    bool own_ = false;
-    Clock::time_point start_;
+    std::FILE* m_file = nullptr;
+    bool m_own = false;
+    Clock::time_point m_start;
 };
 
 std::string hexBytes(std::span<const std::uint8_t> bytes);

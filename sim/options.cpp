@@ -1,0 +1,219 @@
+#include "options.h"
+
+#include <charconv>
+#include <cstdio>
+#include <cstdlib>
+
+namespace k7310sim {
+
+namespace {
+
+const char* const helpText = R"(Usage: k7310sim [OPTIONS]
+
+Plays one K7310 alarm annunciator panel, a Modbus-RTU slave, on a serial line.
+
+By default it creates a pseudo-terminal and prints, as the first line on standard output,
+the path a master connects to (/dev/pts/N). It also keeps a symbolic link to that path.
+
+Line
+  --device PATH       serve a real serial device (e.g. /dev/ttyUSB0) instead of a pty;
+                      the device is set to the panel's own speed and stop bits (8 data
+                      bits, no parity) and follows changes of them.
+  --link PATH         where to keep the link to the pty (default
+                      $XDG_RUNTIME_DIR/k7310sim.tty, or /tmp/k7310sim.tty when unset)
+  --no-link           keep no link
+  --reopen-wait SECONDS
+                      when the --device goes away, try to reopen it this long before
+                      giving up and exiting (default 10)
+  --gap MS            silent gap that ends a frame, in ms (default 3.5 character times at
+                      the panel's speed, at least 1.75 ms)
+
+  On a pty the panel answers only when the speed and stop bits that the master set on
+  the line (read at each frame from the pty's settings) are the panel's own. Other
+  frames are garbage to the panel: traced as IGNORED with the settings seen, never
+  answered. Parity and data bits cannot be seen through a pty and are not checked.
+
+Panel
+  --version 2.8|2.7|2.6   firmware (default 2.8); 2.7 has no word 70, 2.6 neither 69
+                      nor 70 (--firmware is the same option)
+  --state FILE        keep the configuration words (65, 67, 69, 70, 128-131) in FILE:
+                      read at start when it exists, rewritten after every change
+  --speed BAUD        start at this speed (1200, 2400, 4800, 9600, 19200)
+  --stop N            start with N stop bits (1 or 2)
+  --slave N           start as slave N (1-64)
+                      (these three override the state file and the factory defaults:
+                      9600 baud, 1 stop bit, slave 1, bus mode 0, word 65 = 0, 67 = 1,
+                      69 = 0, 70 = 0)
+  --auto-ack SECONDS  acknowledge by itself that long after a write leaves the horn on
+  --lamp-test SECONDS length of a lamp test (default 3)
+
+Timing and faults
+  --line-timing       each answer byte takes its wire time at the panel's speed
+                      ((1 start + 8 data + stop bits) / baud), the request's bytes are
+                      counted as having taken theirs, and --turnaround is added between
+                      the request's end and the answer's start
+  --turnaround MS     time between request and answer (default 0; also without
+                      --line-timing)
+  --fault KIND        put this fault into every answer
+  --fault-next KIND   put this fault into the next answer only
+  --seed N            seed of the noise bytes (default 1)
+
+  Fault KINDs: none (no answer), bad-crc (last CRC byte inverted), extra-byte (0x55
+  appended), short (last byte left out), wrong-slave (another slave number echoed, CRC
+  correct), wrong-function (function code + 1 echoed, CRC correct), late[:MS] (answer
+  after MS more ms, default 1500), noise[:N] (N random bytes just before the answer,
+  default 4), off (no fault). The request is carried out whatever the fault; a "next"
+  fault takes precedence over an "every" fault. Faults touch Modbus answers and the
+  probe answer (its wrong-slave fault changes byte 1, bad-crc the last byte, and
+  wrong-function leaves it as it is).
+
+Trace
+  --trace FILE|-      trace every frame into FILE ("-" for standard error):
+                        <seconds> <KIND> <baud>/<stop> <hex bytes> [(<reason>)]
+                        <seconds> NOTE <text>
+                      seconds since start (six decimals); KIND: RX (heard and handled),
+                      DROPPED (bad CRC, other slave, garbage: no answer), IGNORED (line
+                      speed/stop bits not the panel's: the settings shown are the line's),
+                      TX (sent; settings are the panel's). Example:
+                        12.345678 RX 9600/1 01 03 00 80 00 04 45 E1 (read)
+                        12.347012 TX 9600/1 01 03 08 00 FE 00 01 00 01 00 00 E6 18
+                        13.001200 IGNORED 19200/2 01 03 00 82 00 01 24 22
+
+Words (holding registers, function 3 reads, 6 and 16 write)
+  0          write 0: all LEDs off (write only)
+  1-24       one LED each (LED n at word n + 1), state 0-7
+  25-29      packed image: LED n in word 25 + n/5 at bit 3*(n%5), 3 bits; horn at bit
+             12 of word 29; unused bits are ignored on write
+  64         horn state (0 = off)
+  65, 67     options 0/1 (synchronisation, acknowledgement authorised)
+  66         lamp test: write 1 lights every LED for --lamp-test seconds, 0 ends it;
+             reads 1 while it runs
+  68         acknowledgement (read only): 1 once the technician has acknowledged; back
+             to 0 at the master's next write to the LED or horn words (0-29, 64)
+  69, 70     options 0/1 (bus control with K/L, LED test with K/L), by firmware
+  128-131    speed code (F0=1200 F8=2400 FC=4800 FE=9600 FF=19200), stop bits (1/2),
+             slave number (1-64), bus mode (0-3). A write of 128-130 is answered at the
+             old settings and takes effect right after the answer.
+  Exceptions: 01 unsupported function, 02 a word the panel lacks (also inside a block;
+  write to a read-only word), 03 bad value or quantity. Bad CRC, another slave: silence.
+  Slave 0 is a broadcast: writes are carried out, nothing is answered.
+
+Probe
+  The three bytes 41 7F 70 (no CRC) get the four bytes 41 <slave> <major> <minor>:
+  0x41 echoed, the slave number, the firmware version (02 08 for 2.8).
+
+Commands on standard input (one a line; answers on standard output)
+  ack                 acknowledge (word 68 becomes 1)
+  show                picture of the panel: LED states 0-7 ('.' = off) in groups of 8,
+                      the horn, a running lamp test, the acknowledgement word
+  status              firmware, line settings in effect, configuration words, faults
+  fault KIND          fault in every answer (fault off: no faults at all)
+  fault-next KIND     fault in the next answer
+  quit                exit
+  help                this list
+
+Exits on SIGTERM, SIGINT or quit (status 0), and when a --device goes away and does not
+come back within --reopen-wait seconds (status 3). End of standard input only ends the
+commands; the panel goes on serving (so it can run in the background). Bad options: status 1; no line: status 2.
+)";
+
+[[noreturn]] void usageError(const std::string& message)
+{
+    std::fprintf(stderr, "k7310sim: %s\nTry 'k7310sim --help'.\n", message.c_str());
+    std::exit(1);
+}
+
+double toNumber(const std::string& option, const std::string& text, double low, double high)
+{
+    double v = 0;
+    const auto [ptr, ec] = std::from_chars(text.data(), text.data() + text.size(), v);
+    if (ec != std::errc() || ptr != text.data() + text.size() || v < low || v > high)
+        usageError("bad value for " + option + ": '" + text + "'");
+    return v;
+}
+
+} // namespace
+
+Options parseOptions(int argc, char** argv)
+{
+    Options o;
+    if (const char* rt = std::getenv("XDG_RUNTIME_DIR"); rt && *rt)
+        o.link = std::string(rt) + "/k7310sim.tty";
+    else
+        o.link = "/tmp/k7310sim.tty";
+    for (int i = 1; i < argc; ++i) {
+        std::string arg = argv[i];
+        std::string value;
+        bool hasValue = false;
+        if (const auto eq = arg.find('='); arg.rfind("--", 0) == 0 && eq != std::string::npos) {
+            value = arg.substr(eq + 1);
+            arg = arg.substr(0, eq);
+            hasValue = true;
+        }
+        const auto take = [&]() {
+            if (hasValue)
+                return value;
+            if (i + 1 >= argc)
+                usageError(arg + " needs a value");
+            return std::string(argv[++i]);
+        };
+        const auto fault = [&]() {
+            const std::string text = take();
+            const auto f = parseFault(text);
+            if (!f)
+                usageError("unknown fault '" + text + "'");
+            return *f;
+        };
+        if (arg == "--help" || arg == "-h") {
+            std::fputs(helpText, stdout);
+            std::exit(0);
+        } else if (arg == "--device") {
+            o.device = take();
+        } else if (arg == "--link") {
+            o.link = take();
+        } else if (arg == "--no-link") {
+            o.noLink = true;
+        } else if (arg == "--gap") {
+            o.gapMs = toNumber(arg, take(), 0.1, 10000);
+        } else if (arg == "--version" || arg == "--firmware") {
+            const std::string text = take();
+            const auto fw = parseFirmware(text);
+            if (!fw)
+                usageError("unknown firmware version '" + text + "' (2.8, 2.7 or 2.6)");
+            o.firmware = *fw;
+        } else if (arg == "--state") {
+            o.stateFile = take();
+        } else if (arg == "--speed") {
+            o.speed = static_cast<int>(toNumber(arg, take(), 1200, 19200));
+            if (speedCodeForBaud(*o.speed) == 0)
+                usageError("the panel runs at 1200, 2400, 4800, 9600 or 19200 baud");
+        } else if (arg == "--stop") {
+            o.stop = static_cast<int>(toNumber(arg, take(), 1, 2));
+        } else if (arg == "--slave") {
+            o.slave = static_cast<int>(toNumber(arg, take(), 1, 64));
+        } else if (arg == "--auto-ack") {
+            o.autoAckSeconds = toNumber(arg, take(), 0, 86400);
+        } else if (arg == "--lamp-test") {
+            o.lampTestSeconds = toNumber(arg, take(), 0, 3600);
+        } else if (arg == "--line-timing") {
+            o.lineTiming = true;
+        } else if (arg == "--turnaround") {
+            o.turnaroundMs = toNumber(arg, take(), 0, 60000);
+        } else if (arg == "--fault") {
+            o.every = fault();
+        } else if (arg == "--fault-next") {
+            o.next = fault();
+        } else if (arg == "--seed") {
+            o.seed = static_cast<unsigned>(toNumber(arg, take(), 0, 4294967295.0));
+        } else if (arg == "--reopen-wait") {
+            o.reopenWaitSeconds = toNumber(arg, take(), 0, 86400);
+        } else if (arg == "--trace") {
+            o.trace = take();
+        } else {
+            usageError("unknown option '" + arg + "'");
+        }
+    }
+    return o;
+}
+
+} // namespace k7310sim
