@@ -1,62 +1,105 @@
 #pragma once
 
-#include <QString>
-#include <QStringList>
+// What the shell's tests share: the windows under test, a scratch program folder and a way to
+// answer modal windows.
+
+#include "../common/datarow.h"
+#include "childwindow.h"
+#include "commfunctions.h"
+#include "datafunctions7310.h"
+#include "helpwindow.h"
+#include "ptypeer.h"
+#include "wconfig.h"
+#include "wmain.h"
+#include "wsplash.h"
+#include "zrbfonctions.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QComboBox>
+#include <QFile>
+#include <QLabel>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QRegularExpression>
 #include <QTemporaryDir>
+#include <QTimer>
+#include <QtTest>
 
 #include <functional>
 
-class QWidget;
-
 // A scratch program folder for one test: a copy of a data file, a settings file of its own
-// (never the developer's), and the error reports captured instead of shown.
-class ShellFixture
+// (never the developer's), the error reports captured instead of shown, and a pty to open.
+struct ShellFixture
 {
-public:
-    explicit ShellFixture(const QString& dataFile = QStringLiteral(K7310_BIN_DIR
-                                                                   "/k7310console.dat"));
-    ~ShellFixture();
-    ShellFixture(const ShellFixture&) = delete;
-    ShellFixture& operator=(const ShellFixture&) = delete;
+    explicit ShellFixture(const QString& source = QStringLiteral(K7310_BIN_DIR "/k7310console.dat"))
+    {
+        if (!source.isEmpty())
+            QFile::copy(source, dataFile);
+        QFile::setPermissions(dataFile, QFile::ReadOwner | QFile::WriteOwner);
+        ZRBfonctions::SetIniFileName(iniFile);
+    }
+    ~ShellFixture()
+    {
+        DataFunctions7310::CloseDataFile();
+        DataFunctions7310::SetCurrentLanguage(QString());
+        ZRBfonctions::SetIniFileName(QString());
+    }
 
-    QString folder() const { return m_dir.path(); }
-    QString dataFile() const { return m_dataFile; }
-    QString iniFile() const { return m_iniFile; }
-    // Opens the copied data file for tests that build windows without the start-up.
-    bool openData() const;
+    bool openData() const { return DataFunctions7310::OpenDataFile(dataFile) == 0; }
+    const QStringList& reports() const { return capture.messages; }
+    // Each report as its number and where it arose, such as "13 wMain.MDIForm.Load".
+    QStringList faults() const
+    {
+        QStringList faults;
+        for (const QString& text : capture.messages)
+            faults
+                << text.section(' ', 2, 2) + ' ' +
+                       text.section("Module : ", 1).replace(QRegularExpression("\r\n\\w+ : "), ".");
+        return faults;
+    }
 
-    void writeIni(const QString& text) const;
-    QString iniText() const; // "" when the file does not exist
-    bool iniExists() const;
+    // A settings file naming the pty (or `port`); a null language leaves the entry out.
+    void writeIni(const QString& language, const QString& communication = {},
+                  const QString& port = {}) const
+    {
+        QString text = QStringLiteral("[General]\n");
+        if (!language.isNull())
+            text += QStringLiteral("Language=%1\n").arg(language);
+        text += QStringLiteral("[Communication]\nPort=%1\n")
+                    .arg(port.isEmpty() ? pty.slavePath() : port);
+        QFile file(iniFile);
+        if (file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+            file.write((text + communication).toUtf8());
+    }
+    QString iniText() const // "" when the file does not exist
+    {
+        QFile file(iniFile);
+        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+    }
 
-    // Each finished error report, in order.
-    const QStringList& reports() const { return m_reports; }
-    void clearReports() { m_reports.clear(); }
-
-private:
-    QTemporaryDir m_dir;
-    QString m_dataFile;
-    QString m_iniFile;
-    QStringList m_reports;
+    QTemporaryDir dir;
+    const QString folder = dir.path();
+    const QString dataFile = dir.filePath(QStringLiteral("k7310console.dat"));
+    const QString iniFile = dir.filePath(QStringLiteral("k7310console.ini"));
+    ReportCapture capture;
+    PtyPair pty;
 };
 
 // Runs answer with the next modal window that comes up (a message box or dialog), from the
-// event loop that shows it. Fails the test's expectation silently when none comes: the caller
-// checks what answer recorded.
-void OnNextModal(std::function<void(QWidget*)> answer, int timeoutMs = 5000);
-
-// A pseudo-terminal whose far end stays open for the test's length.
-class Pty
+// event loop that shows it. Does nothing when none comes: the caller checks what answer recorded.
+inline void OnNextModal(std::function<void(QWidget*)> answer)
 {
-public:
-    Pty();
-    ~Pty();
-    Pty(const Pty&) = delete;
-    Pty& operator=(const Pty&) = delete;
-    QString path() const { return m_path; }
-
-private:
-    int m_master = -1;
-    int m_slave = -1;
-    QString m_path;
-};
+    auto* poll = new QTimer(qApp);
+    QObject::connect(poll, &QTimer::timeout, poll, [poll, answer, ticks = 500]() mutable {
+        QWidget* modal = QApplication::activeModalWidget();
+        const bool found = modal && modal->isVisible();
+        if (found || --ticks == 0) { // 5 s without one
+            poll->stop();
+            poll->deleteLater();
+        }
+        if (found)
+            answer(modal);
+    });
+    poll->start(10);
+}

@@ -1,247 +1,361 @@
-#include "datafunctions7310.h"
-#include "helpwindow.h"
 #include "shelltestkit.h"
-#include "wconfig.h"
-#include "wsplash.h"
 #include "wwarning.h"
 
-#include <QComboBox>
-#include <QLabel>
-#include <QMessageBox>
-#include <QPushButton>
+#include <QCheckBox>
+#include <QGroupBox>
+#include <QHelpSearchEngine>
+#include <QHelpSearchResult>
+#include <QSpinBox>
 #include <QTabWidget>
 #include <QTextBrowser>
 #include <QWhatsThis>
-#include <QtTest>
 
-#include "comctrl.h"
+#include <functional>
+#include <optional>
+
+using ConfigChange = std::function<void(wConfig&)>;
+Q_DECLARE_METATYPE(ConfigChange)
 
 namespace {
 const QString collection = QStringLiteral(K7310_BIN_DIR "/k7310console.qhc");
-}
+const QString lineIni = QStringLiteral("Bauds=9600\nStops=1\nParity=n\n; kept as it is\n");
+const QString noSuchPort = QStringLiteral("/dev/k7310-no-such-port");
+} // namespace
 
 class TestDialogs : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void cleanup() { HelpWindow::CloseAll(); }
+    // The splash's own wait; a test shortens it and cleanup() puts it back.
+    void initTestCase() { QCOMPARE(wSplash::CloseInterval(), 5000); }
+    // Each test has a data file and a settings file of its own, and starts in English.
+    void init()
+    {
+        m_fixture.emplace();
+        QVERIFY(m_fixture->openData());
+        DataFunctions7310::SetCurrentLanguage(QStringLiteral("English"));
+    }
+    void cleanup()
+    {
+        HelpWindow::CloseAll();
+        CommFunctions::SetRtsHandshake(false);
+        CommFunctions::SetRtsDelay(5);
+        wSplash::SetCloseInterval(5000);
+        m_fixture.reset();
+    }
 
-    void splashIgnoresInputWhileTimerRuns_data();
-    void splashIgnoresInputWhileTimerRuns();
-    void splashVersionLine();
-    void aboutShowsBothAddresses();
-    void warningTextsAndAnswer_data();
-    void warningTextsAndAnswer();
-    void contextNumbersReachTheirPages_data();
-    void contextNumbersReachTheirPages();
-    void settingsDialogHelpFollowsPage();
+    void loadShowsPortSettings_data()
+    {
+        QTest::addColumn<QString>("settings");
+        QTest::addColumn<QString>("rts");       // the settings file's RTS entry, "": none
+        QTest::addColumn<QStringList>("shown"); // parity, speed and stop bits
+        QTest::addColumn<QStringList>("faults");
+        const QStringList none;
+        row("e shows the even entry", "19200,e,8,2", "", QStringList{"Paire", "19200", "2"}, none);
+        row("o shows the odd entry", "1200,o,8,1", "", QStringList{"Impaire", "1200", "1"}, none);
+        row("upper-case letter", "4800,E,8,1", "", QStringList{"Paire", "4800", "1"}, none);
+        // An RTS value the box cannot show is reported; the box stays clear.
+        const QStringList shown{"Sans", "9600", "1"};
+        row("RTS=yes", "9600,n,8,1", "yes", shown, QStringList{"13 wConfig.Form.Load"});
+        row("RTS=2", "9600,n,8,1", "2", shown, QStringList{"5 wConfig.Form.Load"});
+    }
+
+    void loadShowsPortSettings()
+    {
+        QFETCH(QString, settings);
+        QFETCH(QString, rts);
+        QFETCH(QStringList, shown);
+        QFETCH(QStringList, faults);
+
+        ShellFixture& fixture = *m_fixture;
+        fixture.writeIni(QString(),
+                         rts.isEmpty() ? QString() : QStringLiteral("RTS=%1\n").arg(rts));
+        DataFunctions7310::SetCurrentLanguage(QStringLiteral("Français"));
+        ComCtrl port;
+        port.setPortName(QStringLiteral("/dev/ttyUSB7"));
+        port.setSettings(settings);
+        wConfig dialog(port);
+        QCOMPARE((QStringList{dialog.parity()->currentText(), dialog.bauds()->currentText(),
+                              dialog.stops()->currentText()}),
+                 shown);
+        QCOMPARE(dialog.portList()->currentText(), QStringLiteral("/dev/ttyUSB7"));
+        QVERIFY(!dialog.halfDuplex()->isChecked());
+        QCOMPARE(fixture.faults(), faults);
+        if (faults.isEmpty()) { // a fault ends the loading early
+            QCOMPARE(dialog.languages()->currentText(), QStringLiteral("Français"));
+            QCOMPARE(dialog.changedInputs(), 0U);
+            QVERIFY(!dialog.button(wConfig::Apply)->isEnabled());
+        }
+    }
+
+    void buttonsStoreWhatChanged_data()
+    {
+        QTest::addColumn<ConfigChange>("change");
+        QTest::addColumn<int>("button");
+        QTest::addColumn<QStringList>("written"); // the file's new lines; none: file untouched
+        QTest::addColumn<QString>("lineSettings");
+        QTest::addColumn<QStringList>("faults");
+
+        const auto bauds = ConfigChange([](wConfig& d) { d.bauds()->setCurrentText("4800"); });
+        const auto halfDuplex = ConfigChange([](wConfig& d) { d.halfDuplex()->setChecked(true); });
+        const QString line = QStringLiteral("9600,n,8,1");
+        const QStringList none;
+        row("speed, Apply", bauds, int(wConfig::Apply), QStringList{"Bauds=4800"}, "4800,n,8,1",
+            none);
+        row("parity odd, OK: stored as its letter",
+            ConfigChange([](wConfig& d) { d.parity()->setCurrentIndex(2); }), int(wConfig::Ok),
+            QStringList{"Parity=o"}, "9600,o,8,1", none);
+        row("stop bits, Apply", ConfigChange([](wConfig& d) { d.stops()->setCurrentText("2"); }),
+            int(wConfig::Apply), QStringList{"Stops=2"}, "9600,n,8,2", none);
+        row("half duplex only, OK: port untouched", halfDuplex, int(wConfig::Ok),
+            QStringList{"RTS=1", "RtsDelay=5"}, line, none);
+        row("RTS delay only, Apply", ConfigChange([](wConfig& d) { d.rtsDelay()->setValue(12); }),
+            int(wConfig::Apply), QStringList{"RTS=0", "RtsDelay=12"}, line, none);
+        row("language only, Apply",
+            ConfigChange([](wConfig& d) { d.languages()->setCurrentText("Deutsch"); }),
+            int(wConfig::Apply), QStringList{"Language=Deutsch"}, line, none);
+        row("speed and half duplex, Cancel: nothing kept", ConfigChange([=](wConfig& d) {
+                bauds(d);
+                halfDuplex(d);
+            }),
+            int(wConfig::Cancel), none, line, none);
+        // Visiting the other page and back is not a change.
+        const auto pages = ConfigChange([](wConfig& d) {
+            d.pages()->setCurrentIndex(1);
+            d.pages()->setCurrentIndex(0);
+        });
+        row("nothing changed, OK", pages, int(wConfig::Ok), none, line, none);
+        row("nothing changed, Apply stays off", pages, int(wConfig::Apply), none, line, none);
+        row("port that fails to reopen, OK: reported, the dialog stays",
+            ConfigChange([](wConfig& d) { d.portList()->setCurrentText(noSuchPort); }),
+            int(wConfig::Ok), QStringList{"Port=" + noSuchPort}, line,
+            QStringList{"8002 wConfig.cmdButtons.Click"});
+    }
+
+    void buttonsStoreWhatChanged()
+    {
+        QFETCH(ConfigChange, change);
+        QFETCH(int, button);
+        QFETCH(QStringList, written);
+        QFETCH(QString, lineSettings);
+        QFETCH(QStringList, faults);
+
+        ShellFixture& fixture = *m_fixture;
+        fixture.writeIni(QStringLiteral("English"), lineIni);
+        const QString before = fixture.iniText();
+        ComCtrl port;
+        port.setPortName(fixture.pty.slavePath());
+        port.open();
+        wConfig dialog(port);
+        dialog.show();
+        change(dialog);
+        dialog.button(button)->click();
+
+        const QString text = fixture.iniText();
+        if (written.isEmpty())
+            QCOMPARE(text, before);
+        const QStringList old = before.split(QLatin1Char('\n'));
+        QStringList added;
+        for (const QString& line : text.split(QLatin1Char('\n')))
+            if (!old.contains(line))
+                added.append(line);
+        QCOMPARE(added, written);
+        QCOMPARE(fixture.faults(), faults);
+        QCOMPARE(dialog.isVisible(), button == wConfig::Apply || !faults.isEmpty());
+        QCOMPARE(port.isOpen(), faults.isEmpty());
+        QCOMPARE(port.settings(), lineSettings);
+        QCOMPARE(CommFunctions::RtsHandshake(), text.contains(QStringLiteral("RTS=1")));
+        QCOMPARE(CommFunctions::RtsDelay(),
+                 button == wConfig::Cancel ? 5 : dialog.rtsDelay()->value());
+        QCOMPARE(dialog.rtsDelayFrame()->isVisibleTo(&dialog), dialog.halfDuplex()->isChecked());
+        if (button == wConfig::Apply) {
+            QCOMPARE(dialog.changedInputs(), 0U);
+            QVERIFY(!dialog.button(wConfig::Apply)->isEnabled());
+        }
+        // Cancel after Apply, or after a failed OK, leaves what was stored.
+        if (dialog.isVisible()) {
+            dialog.button(wConfig::Cancel)->click();
+            QVERIFY(!dialog.isVisible());
+            QCOMPARE(port.settings(), lineSettings);
+            QCOMPARE(fixture.iniText(), text);
+        }
+    }
+
+    void splashIgnoresInputWhileTimerRuns_data()
+    {
+        QTest::addColumn<bool>("about");
+        QTest::addColumn<bool>("byClick");
+        row("splash, Esc", false, false);
+        row("splash, click on the picture", false, true);
+        row("about box, Esc", true, false);
+        row("about box, click on the picture", true, true);
+    }
+
+    void splashIgnoresInputWhileTimerRuns()
+    {
+        QFETCH(bool, about);
+        QFETCH(bool, byClick);
+        wSplash::SetCloseInterval(300);
+        wSplash splash;
+        splash.setAboutMode(about);
+        splash.setVersion(3, 0, 12);
+        splash.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&splash));
+        auto* picture = splash.findChild<QLabel*>(QStringLiteral("imgSplash"));
+        QVERIFY(picture);
+        QCOMPARE(splash.size(), picture->size());
+        QCOMPARE(splash.versionText(), QStringLiteral("Version 3.0.12"));
+        for (int i : {0, 1}) { // the release number right beside the version, on both layers
+            QCOMPARE(splash.versionLabel(i)->text(), QStringLiteral("Version 3.0."));
+            QCOMPARE(splash.versionLabel(i + 2)->text(), QStringLiteral("12"));
+            QCOMPARE(splash.versionLabel(i + 2)->pos(),
+                     splash.versionLabel(i)->pos() + QPoint(splash.versionLabel(i)->width(), 0));
+            QVERIFY(splash.rect().contains(splash.versionLabel(i + 2)->geometry()));
+        }
+        auto knock = [&] {
+            if (byClick)
+                QTest::mouseClick(picture, Qt::LeftButton);
+            else
+                QTest::keyClick(&splash, Qt::Key_Escape);
+        };
+        QVERIFY(splash.closeTimerRunning());
+        knock();
+        QVERIFY(splash.isVisible());
+        // The timer switches itself off but does not close the window.
+        QTRY_VERIFY_WITH_TIMEOUT(!splash.closeTimerRunning(), 3000);
+        QVERIFY(splash.isVisible());
+        QCOMPARE(splash.aboutButton()->isVisibleTo(&splash), about);
+        if (about) { // The addresses button shows both postal addresses.
+            QStringList shown;
+            OnNextModal([&](QWidget* modal) {
+                auto* box = qobject_cast<QMessageBox*>(modal);
+                QVERIFY(box && box->icon() == QMessageBox::Information);
+                shown = box->text().split(QLatin1Char('\n'));
+                box->accept();
+            });
+            splash.aboutButton()->click();
+            QCOMPARE(shown, (QStringList{DataFunctions7310::GetText(1510),
+                                         DataFunctions7310::GetText(1511)}));
+            QVERIFY(shown.at(0).contains(QStringLiteral("Orvane")));
+        }
+        knock();
+        QVERIFY(!splash.isVisible());
+    }
+
+    void warningTextsAndAnswer_data()
+    {
+        QTest::addColumn<int>("press"); // the command's index, -1: the close box
+        QTest::addColumn<bool>("answer");
+        row("Yes", 1, true);
+        row("No", 0, false);
+        row("close box", -1, false);
+    }
+
+    void warningTextsAndAnswer()
+    {
+        QFETCH(int, press);
+        QFETCH(bool, answer);
+        wWarning warning;
+        QCOMPARE(warning.windowTitle(), QStringLiteral("Warning"));
+        QCOMPARE(
+            warning.label(0)->text(),
+            QStringLiteral("This action overwrites the current settings.\nIt cannot be undone."));
+        QCOMPARE(warning.label(1)->text(), QStringLiteral("Do you want to continue?"));
+        QCOMPARE(warning.command(1)->text(), QStringLiteral("Yes"));
+        QCOMPARE(warning.command(0)->text(), QStringLiteral("No"));
+        QVERIFY(!warning.answer());
+        OnNextModal([&](QWidget* modal) {
+            QCOMPARE(modal, &warning);
+            if (press < 0)
+                warning.close();
+            else
+                warning.command(press)->click();
+        });
+        warning.exec();
+        QVERIFY(!warning.isVisible());
+        QCOMPARE(warning.answer(), answer);
+    }
+
+    void contextNumbersReachTheirPages_data()
+    {
+        QTest::addColumn<int>("number");
+        QTest::addColumn<QString>("page");
+        QTest::addColumn<QString>("heading");
+        row("main window", 1000, "main-window.html", "The main window");
+        row("PC settings, Communication page", 1101, "settings.html", "Communication page");
+        row("about box", 1500, "main-window.html", "About");
+        row("warning", 1600, "main-window.html", "Warning questions");
+        row("slave dialog", 35000, "slave-dialogs.html", "Which panel?");
+        row("slave search", 35010, "slave-dialogs.html", "Searching");
+    }
+
+    void contextNumbersReachTheirPages()
+    {
+        QFETCH(int, number);
+        QFETCH(QString, page);
+        QFETCH(QString, heading);
+        QVERIFY(Help::HtmlHelp(nullptr, collection, Help::HelpContext, number));
+        const QList<HelpWindow*> windows = HelpWindow::OpenWindows();
+        QCOMPARE(windows.size(), 1);
+        QVERIFY(windows.first()->isVisible());
+        QCOMPARE(windows.first()->currentPage().fileName(), page);
+        QVERIFY(windows.first()->findChild<QTextBrowser*>()->toPlainText().contains(heading));
+    }
+
+    void settingsDialogHelpFollowsPage()
+    {
+        Help::SetApplicationHelpFile(collection);
+        ComCtrl port;
+        wConfig dialog(port);
+        dialog.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+        QCOMPARE(dialog.helpContextId(), 1101);
+        dialog.pages()->setCurrentIndex(1);
+        QCOMPARE(dialog.helpContextId(), 1102);
+        // F1 on the language list: its pop-up, no help window.
+        dialog.languages()->setFocus();
+        QTest::keyClick(&dialog, Qt::Key_F1);
+        QVERIFY(HelpWindow::OpenWindows().isEmpty());
+        const QWidgetList windows = QApplication::topLevelWidgets();
+        QVERIFY(std::any_of(windows.begin(), windows.end(), [](QWidget* window) {
+            return window->inherits("QWhatsThat") && window->isVisible();
+        }));
+        QWhatsThis::hideText();
+        // F1 elsewhere on the page: the page's help.
+        dialog.pages()->setFocus();
+        QTest::keyClick(&dialog, Qt::Key_F1);
+        QCOMPARE(HelpWindow::OpenWindows().size(), 1);
+        QCOMPARE(HelpWindow::OpenWindows().first()->currentPage().fragment(),
+                 QStringLiteral("general"));
+        Help::SetApplicationHelpFile(QString());
+    }
+
+    void helpAndTextDatabaseShareProcess()
+    {
+        // Qt Help reads its files through the SQLite driver while the text database runs on
+        // SQLCipher: both must keep working side by side. Full-text search: the index is built
+        // in the background, then queried.
+        QVERIFY(Help::HtmlHelp(nullptr, collection, Help::DisplaySearch, 0));
+        QHelpSearchEngine* search = HelpWindow::OpenWindows().value(0)->searchEngine();
+        QSignalSpy indexed(search, &QHelpSearchEngine::indexingFinished);
+        search->reindexDocumentation();
+        QVERIFY(indexed.wait(20000));
+        QSignalSpy searched(search, &QHelpSearchEngine::searchingFinished);
+        search->search(QStringLiteral("dialout"));
+        QVERIFY(searched.wait(20000));
+        QVERIFY(search->searchResultCount() > 0);
+        QCOMPARE(search->searchResults(0, 10).first().url().fileName(),
+                 QStringLiteral("getting-started.html"));
+        QCOMPARE(DataFunctions7310::GetText(1121), QStringLiteral("Language"));
+        QCOMPARE(DataFunctions7310::GetMenuText(QStringLiteral("mnuHelp")).value_or(QString()),
+                 QStringLiteral("&Help"));
+        QVERIFY(m_fixture->reports().isEmpty());
+    }
 
 private:
-    ShellFixture* m_fixture = nullptr;
+    std::optional<ShellFixture> m_fixture;
 };
-
-void TestDialogs::initTestCase()
-{
-    m_fixture = new ShellFixture;
-    QVERIFY(m_fixture->openData());
-    DataFunctions7310::SetCurrentLanguage(QStringLiteral("English"));
-}
-
-void TestDialogs::splashIgnoresInputWhileTimerRuns_data()
-{
-    QTest::addColumn<bool>("about");
-    QTest::addColumn<bool>("byClick");
-    QTest::newRow("splash, Esc") << false << false;
-    QTest::newRow("splash, click on the picture") << false << true;
-    QTest::newRow("about box, Esc") << true << false;
-    QTest::newRow("about box, click on the picture") << true << true;
-}
-
-void TestDialogs::splashIgnoresInputWhileTimerRuns()
-{
-    QFETCH(bool, about);
-    QFETCH(bool, byClick);
-    wSplash::SetCloseInterval(300);
-    wSplash splash;
-    splash.setAboutMode(about);
-    splash.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&splash));
-    QLabel* picture = splash.findChild<QLabel*>(QStringLiteral("imgSplash"));
-    QVERIFY(picture);
-    auto knock = [&] {
-        if (byClick)
-            QTest::mouseClick(picture, Qt::LeftButton);
-        else
-            QTest::keyClick(&splash, Qt::Key_Escape);
-    };
-    QVERIFY(splash.closeTimerRunning());
-    knock();
-    QVERIFY(splash.isVisible());
-    // The timer switches itself off but does not close the window.
-    QTRY_VERIFY_WITH_TIMEOUT(!splash.closeTimerRunning(), 3000);
-    QVERIFY(splash.isVisible());
-    knock();
-    QVERIFY(!splash.isVisible());
-    QCOMPARE(splash.aboutButton()->isVisibleTo(&splash), about);
-    wSplash::SetCloseInterval(5000);
-}
-
-void TestDialogs::splashVersionLine()
-{
-    wSplash splash;
-    QCOMPARE(wSplash::CloseInterval(), 5000);
-    splash.setVersion(3, 0, 12);
-    QCOMPARE(splash.versionLabel(0)->text(), QStringLiteral("Version 3.0."));
-    QCOMPARE(splash.versionLabel(2)->text(), QStringLiteral("12"));
-    QCOMPARE(splash.versionLabel(1)->text(), splash.versionLabel(0)->text());
-    QCOMPARE(splash.versionLabel(3)->text(), splash.versionLabel(2)->text());
-    // The release number sits right beside the version, on both layers.
-    for (int i : {0, 1}) {
-        QLabel* version = splash.versionLabel(i);
-        QLabel* release = splash.versionLabel(i + 2);
-        QCOMPARE(release->x(), version->x() + version->width());
-        QCOMPARE(release->y(), version->y());
-    }
-    QCOMPARE(splash.versionText(), QStringLiteral("Version 3.0.12"));
-    // The window fits its picture, and the line lies on it.
-    QLabel* picture = splash.findChild<QLabel*>(QStringLiteral("imgSplash"));
-    QCOMPARE(splash.size(), picture->size());
-    QVERIFY(splash.rect().contains(splash.versionLabel(2)->geometry()));
-}
-
-void TestDialogs::aboutShowsBothAddresses()
-{
-    wSplash about;
-    about.setAboutMode(true);
-    about.show();
-    QString text;
-    QMessageBox::Icon icon = QMessageBox::NoIcon;
-    OnNextModal([&](QWidget* modal) {
-        auto* box = qobject_cast<QMessageBox*>(modal);
-        QVERIFY(box);
-        text = box->text();
-        icon = box->icon();
-        box->accept();
-    });
-    about.aboutButton()->click();
-    QCOMPARE(icon, QMessageBox::Information);
-    const QStringList lines = text.split(QLatin1Char('\n'));
-    QCOMPARE(lines.size(), 2);
-    QCOMPARE(lines.at(0), DataFunctions7310::GetText(1510));
-    QCOMPARE(lines.at(1), DataFunctions7310::GetText(1511));
-    QVERIFY(lines.at(0).contains(QStringLiteral("Orvane")));
-}
-
-void TestDialogs::warningTextsAndAnswer_data()
-{
-    QTest::addColumn<QString>("press"); // "yes", "no" or "close"
-    QTest::addColumn<bool>("answer");
-    QTest::newRow("Yes") << "yes" << true;
-    QTest::newRow("No") << "no" << false;
-    QTest::newRow("close box") << "close" << false;
-}
-
-void TestDialogs::warningTextsAndAnswer()
-{
-    QFETCH(QString, press);
-    QFETCH(bool, answer);
-    wWarning warning;
-    QCOMPARE(warning.windowTitle(), QStringLiteral("Warning"));
-    QCOMPARE(warning.label(0)->text(),
-             QStringLiteral("This action overwrites the current settings.\nIt cannot be undone."));
-    QCOMPARE(warning.label(1)->text(), QStringLiteral("Do you want to continue?"));
-    QCOMPARE(warning.command(1)->text(), QStringLiteral("Yes"));
-    QCOMPARE(warning.command(0)->text(), QStringLiteral("No"));
-    QVERIFY(!warning.answer());
-
-    OnNextModal([&](QWidget* modal) {
-        QCOMPARE(modal, &warning);
-        if (press == QLatin1String("yes"))
-            warning.command(1)->click();
-        else if (press == QLatin1String("no"))
-            warning.command(0)->click();
-        else
-            warning.close();
-    });
-    warning.exec();
-    QVERIFY(!warning.isVisible());
-    QCOMPARE(warning.answer(), answer);
-}
-
-void TestDialogs::contextNumbersReachTheirPages_data()
-{
-    QTest::addColumn<int>("number");
-    QTest::addColumn<QString>("page");
-    QTest::addColumn<QString>("heading");
-    QTest::newRow("main window") << 1000 << "main-window.html"
-                                 << "The main window";
-    QTest::newRow("PC settings") << 1100 << "settings.html"
-                                 << "PC settings";
-    QTest::newRow("PC settings, Communication page") << 1101 << "settings.html"
-                                                     << "Communication page";
-    QTest::newRow("PC settings, General page") << 1102 << "settings.html"
-                                               << "General page";
-    QTest::newRow("about box") << 1500 << "main-window.html"
-                               << "About";
-    QTest::newRow("warning") << 1600 << "main-window.html"
-                             << "Warning questions";
-    QTest::newRow("slave dialog") << 35000 << "slave-dialogs.html"
-                                  << "Which panel?";
-    QTest::newRow("slave search") << 35010 << "slave-dialogs.html"
-                                  << "Searching";
-    QTest::newRow("calculator") << 232000 << "calculator.html"
-                                << "Calculator";
-    QTest::newRow("frame builder") << 233000 << "frame-builder.html"
-                                   << "Frame builder";
-}
-
-void TestDialogs::contextNumbersReachTheirPages()
-{
-    QFETCH(int, number);
-    QFETCH(QString, page);
-    QFETCH(QString, heading);
-    QVERIFY(Help::HtmlHelp(nullptr, collection, Help::HelpContext, number));
-    const QList<HelpWindow*> windows = HelpWindow::OpenWindows();
-    QCOMPARE(windows.size(), 1);
-    QCOMPARE(windows.first()->currentPage().fileName(), page);
-    auto* browser = windows.first()->findChild<QTextBrowser*>();
-    QVERIFY(browser->toPlainText().contains(heading));
-    QVERIFY(windows.first()->isVisible());
-}
-
-void TestDialogs::settingsDialogHelpFollowsPage()
-{
-    Help::SetApplicationHelpFile(collection);
-    ComCtrl port;
-    wConfig dialog(port);
-    dialog.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
-    QCOMPARE(dialog.helpContextId(), 1101);
-    dialog.pages()->setCurrentIndex(1);
-    QCOMPARE(dialog.helpContextId(), 1102);
-    // F1 on the language list: its pop-up, no help window.
-    dialog.languages()->setFocus();
-    QTest::keyClick(&dialog, Qt::Key_F1);
-    QVERIFY(HelpWindow::OpenWindows().isEmpty());
-    auto popupShown = [] {
-        for (QWidget* window : QApplication::topLevelWidgets()) {
-            if (window->inherits("QWhatsThat") && window->isVisible())
-                return true;
-        }
-        return false;
-    };
-    QVERIFY(popupShown());
-    QWhatsThis::hideText();
-    // F1 elsewhere on the page: the page's help.
-    dialog.pages()->setFocus();
-    QTest::keyClick(&dialog, Qt::Key_F1);
-    QCOMPARE(HelpWindow::OpenWindows().size(), 1);
-    QCOMPARE(HelpWindow::OpenWindows().first()->currentPage().fragment(),
-             QStringLiteral("general"));
-    Help::SetApplicationHelpFile(QString());
-}
 
 QTEST_MAIN(TestDialogs)
 #include "tst_shelldialogs.moc"
