@@ -1,5 +1,9 @@
 #include "helpwindow.h"
 
+#include "datafunctions7310.h"
+#include "errorhandling.h"
+#include "textids.h"
+
 #include <QApplication>
 #include <QCursor>
 #include <QFileInfo>
@@ -13,6 +17,8 @@
 #include <QHelpSearchQueryWidget>
 #include <QHelpSearchResultWidget>
 #include <QLineEdit>
+#include <QPushButton>
+#include <QRegularExpression>
 #include <QScreen>
 #include <QSplitter>
 #include <QTabWidget>
@@ -20,16 +26,31 @@
 #include <QVBoxLayout>
 #include <QWhatsThis>
 
+#include <utility>
+
 namespace {
 
-// One engine per collection, shared by its viewer and the pop-ups, kept for the whole run.
+// The key of a collection file: one file reached by two paths (a link, "..") is one key.
+QString collectionKey(const QString& collectionFile)
+{
+    if (collectionFile.isEmpty())
+        return {};
+    const QFileInfo file(collectionFile);
+    const QString canonical = file.canonicalFilePath();
+    return canonical.isEmpty() ? file.absoluteFilePath() : canonical;
+}
+
+// One engine per collection (one per language), shared by its viewer and the pop-ups, kept
+// for the whole run.
 QHelpEngine* engineFor(const QString& collectionFile)
 {
     static QHash<QString, QHelpEngine*> engines;
-    const QString key = QFileInfo(collectionFile).absoluteFilePath();
+    const QString key = collectionKey(collectionFile);
+    if (key.isEmpty())
+        return nullptr;
     if (auto* engine = engines.value(key))
         return engine;
-    if (collectionFile.isEmpty() || !QFileInfo::exists(key))
+    if (!QFileInfo::exists(key))
         return nullptr;
     auto* engine = new QHelpEngine(key, qApp);
     // The collection beside the program is shared by every running console: never rewrite it.
@@ -38,6 +59,10 @@ QHelpEngine* engineFor(const QString& collectionFile)
         delete engine;
         return nullptr;
     }
+    // A first full-text index may still be building when the console quits: it stops while the
+    // application is still whole.
+    QObject::connect(qApp, &QCoreApplication::aboutToQuit, engine->searchEngine(),
+                     &QHelpSearchEngine::cancelIndexing);
     engines.insert(key, engine);
     return engine;
 }
@@ -97,7 +122,10 @@ QString ApplicationHelpFile()
 
 void SetApplicationHelpFile(const QString& path)
 {
-    applicationHelpFile() = path;
+    const QString previous = std::exchange(applicationHelpFile(), path);
+    // A new collection is a new language: the viewers on screen follow it.
+    if (collectionKey(previous) != collectionKey(path))
+        HelpWindow::SwitchCollection(path);
 }
 
 QString PopupText(const QString& collectionFile, int contextNumber)
@@ -185,6 +213,37 @@ void HelpWindow::CloseAll()
         window->close();
 }
 
+void HelpWindow::SwitchCollection(const QString& collectionFile)
+{
+    const QString key = collectionKey(collectionFile);
+    const auto windows = OpenWindows();
+    for (HelpWindow* window : windows) {
+        if (collectionKey(window->m_collectionFile) == key)
+            continue;
+        const QUrl page = window->currentPage();
+        const int tab = window->m_sideTabs->currentIndex();
+        const QByteArray geometry = window->saveGeometry();
+        window->close();
+        HelpWindow* replacement = Open(collectionFile);
+        if (!replacement)
+            continue;
+        // The same page in the other language: the pages carry the same names in every
+        // collection, only the namespace differs.
+        const QStringList namespaces = replacement->m_engine->registeredDocumentations();
+        QUrl same = page;
+        if (!namespaces.isEmpty())
+            same.setHost(namespaces.first());
+        replacement->restoreGeometry(geometry);
+        if (page.isValid() && replacement->m_engine->findFile(same).isValid()) {
+            replacement->m_sideTabs->setCurrentIndex(tab);
+            replacement->showPage(same);
+            replacement->bringToFront();
+        } else {
+            replacement->showContents();
+        }
+    }
+}
+
 HelpWindow::HelpWindow(const QString& collectionFile, QHelpEngine* engine)
     : QMainWindow(nullptr)
     , m_collectionFile(collectionFile)
@@ -212,6 +271,7 @@ HelpWindow::HelpWindow(const QString& collectionFile, QHelpEngine* engine)
     auto* searchPage = new QWidget(m_sideTabs);
     auto* searchLayout = new QVBoxLayout(searchPage);
     searchLayout->addWidget(search->queryWidget());
+    m_searchButton = search->queryWidget()->findChild<QPushButton*>();
     searchLayout->addWidget(search->resultWidget(), 1);
     m_sideTabs->addTab(searchPage, tr("Search"));
 
@@ -253,26 +313,60 @@ HelpWindow::HelpWindow(const QString& collectionFile, QHelpEngine* engine)
     resize(qMin(960, screen.width() * 3 / 4), qMin(680, screen.height() * 3 / 4));
 }
 
+void HelpWindow::nationality()
+{
+    // The viewer's own captions come from the text database, in the console's language: the
+    // side tabs are named like the Help menu's entries. Without the database they stay as built.
+    if (!DataFunctions7310::IsOpen())
+        return;
+    auto withoutMnemonic = [](QString caption) {
+        return caption.remove(QRegularExpression(QStringLiteral("&(?!&)")));
+    };
+    try {
+        static const char* const entries[] = {"mnuHelpSummary", "mnuHelpIndex", "mnuHelpFind"};
+        for (int tab = 0; tab < 3; ++tab) {
+            if (const auto caption = DataFunctions7310::GetMenuText(QLatin1String(entries[tab]))) {
+                m_sideTabs->setTabText(tab, withoutMnemonic(*caption));
+                if (tab == 2 && m_searchButton)
+                    m_searchButton->setText(withoutMnemonic(*caption));
+            }
+        }
+    } catch (const RunTimeError&) {
+        return;
+    }
+    setWindowTitle(DataFunctions7310::GetText(TextId::MainTitle) + QStringLiteral(" \u2013 ") +
+                   DataFunctions7310::GetText(TextId::Help));
+}
+
 void HelpWindow::bringToFront()
 {
+    nationality();
     show();
     raise();
     activateWindow();
+}
+
+void HelpWindow::showHomePage()
+{
+    const QStringList namespaces = m_engine->registeredDocumentations();
+    if (!namespaces.isEmpty())
+        showPage(QUrl(QStringLiteral("qthelp://%1/doc/index.html").arg(namespaces.first())));
 }
 
 void HelpWindow::showContents()
 {
     m_sideTabs->setCurrentIndex(0);
     // A viewer opened afresh starts on the home page; one on screen keeps its page.
-    const QStringList namespaces = m_engine->registeredDocumentations();
-    if ((!isVisible() || m_browser->source().isEmpty()) && !namespaces.isEmpty())
-        showPage(QUrl(QStringLiteral("qthelp://%1/doc/index.html").arg(namespaces.first())));
+    if (!isVisible() || m_browser->source().isEmpty())
+        showHomePage();
     bringToFront();
 }
 
 void HelpWindow::showIndex()
 {
     m_sideTabs->setCurrentIndex(1);
+    if (m_browser->source().isEmpty())
+        showHomePage();
     bringToFront();
     m_indexFilter->setFocus();
 }
@@ -280,6 +374,8 @@ void HelpWindow::showIndex()
 void HelpWindow::showSearch()
 {
     m_sideTabs->setCurrentIndex(2);
+    if (m_browser->source().isEmpty())
+        showHomePage();
     bringToFront();
 }
 

@@ -7,6 +7,7 @@
 class QHelpEngine;
 class QHelpSearchEngine;
 class QLineEdit;
+class QPushButton;
 class QTabWidget;
 class QTextBrowser;
 
@@ -25,8 +26,9 @@ enum Command : int {
     CloseAll = 18,
 };
 
-// The application's help file: the collection beside the program, or "" when there is none
-// (help calls then show nothing).
+// The application's help file: the collection of the console's language beside the program,
+// or "" when there is none (help calls then show nothing). Setting another file replaces the
+// viewers on screen with viewers of the new collection (SwitchCollection).
 QString ApplicationHelpFile();
 void SetApplicationHelpFile(const QString& path);
 
@@ -50,6 +52,10 @@ public:
     // The viewers on screen.
     static QList<HelpWindow*> OpenWindows();
     static void CloseAll();
+    // Closes the viewers on screen that show another collection; each is replaced by a viewer
+    // of this one on the same page and place (its home page when the page is not there). An
+    // empty or unreadable collection only closes them.
+    static void SwitchCollection(const QString& collectionFile);
 
     void showContents();
     void showIndex();
@@ -65,10 +71,13 @@ public:
 private:
     HelpWindow(const QString& collectionFile, QHelpEngine* engine);
     void bringToFront();
+    void nationality();
+    void showHomePage();
 
     QString m_collectionFile;
     QHelpEngine* m_engine;
     QTabWidget* m_sideTabs = nullptr;
     QLineEdit* m_indexFilter = nullptr;
     QTextBrowser* m_browser = nullptr;
+    QPushButton* m_searchButton = nullptr;
 };
