@@ -40,15 +40,39 @@ QString collectionKey(const QString& collectionFile)
     return canonical.isEmpty() ? file.absoluteFilePath() : canonical;
 }
 
+QList<QPointer<HelpWindow>>& openWindows()
+{
+    static QList<QPointer<HelpWindow>> windows;
+    return windows;
+}
+
 // One engine per collection (one per language), shared by its viewer and the pop-ups, kept
 // for the whole run.
+QHash<QString, QHelpEngine*>& engines()
+{
+    static QHash<QString, QHelpEngine*> instance;
+    return instance;
+}
+
+// A first full-text index may still be building when the application object goes away (a
+// quit, or the end of any program that never runs the quit signal): stop it and let each
+// engine wait for its indexer while the application is still whole.
+void releaseEngines()
+{
+    // The viewers hold the engines' widgets: they go first.
+    for (const QPointer<HelpWindow>& window : std::as_const(openWindows()))
+        delete window.data();
+    openWindows().clear();
+    qDeleteAll(engines());
+    engines().clear();
+}
+
 QHelpEngine* engineFor(const QString& collectionFile)
 {
-    static QHash<QString, QHelpEngine*> engines;
     const QString key = collectionKey(collectionFile);
     if (key.isEmpty())
         return nullptr;
-    if (auto* engine = engines.value(key))
+    if (auto* engine = engines().value(key))
         return engine;
     if (!QFileInfo::exists(key))
         return nullptr;
@@ -59,11 +83,9 @@ QHelpEngine* engineFor(const QString& collectionFile)
         delete engine;
         return nullptr;
     }
-    // A first full-text index may still be building when the console quits: it stops while the
-    // application is still whole.
-    QObject::connect(qApp, &QCoreApplication::aboutToQuit, engine->searchEngine(),
-                     &QHelpSearchEngine::cancelIndexing);
-    engines.insert(key, engine);
+    if (engines().isEmpty())
+        qAddPostRoutine(releaseEngines);
+    engines().insert(key, engine);
     return engine;
 }
 
@@ -73,12 +95,6 @@ QUrl pageOf(QHelpEngine* engine, int contextNumber)
         return {};
     const QList<QHelpLink> links = engine->documentsForIdentifier(QString::number(contextNumber));
     return links.isEmpty() ? QUrl() : links.first().url;
-}
-
-QList<QPointer<HelpWindow>>& openWindows()
-{
-    static QList<QPointer<HelpWindow>> windows;
-    return windows;
 }
 
 // A text browser that reads its pages, style sheets and pictures out of the help collection.
