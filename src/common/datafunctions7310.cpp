@@ -270,45 +270,42 @@ void SetCurrentLanguage(const QString& newLanguage)
     ++state().languageGeneration;
 }
 
-QString GetText(const QString& id)
+namespace {
+// Text look-ups trap their faults: the report names the look-up, the caller gets "".
+template<typename Lookup> QString reported(const QString& procedure, Lookup lookup)
 {
     try {
-        return textById(Labels, id, labelMarker);
+        return lookup();
     } catch (const RunTimeError& error) {
-        ErrorHandling(QStringLiteral("DataFunctions.GetText"), error);
+        ErrorHandling(procedure, error);
         return {};
     }
+}
+const QString getTextName = QStringLiteral("DataFunctions.GetText");
+const QString getToolTipName = QStringLiteral("DataFunctions.GetToolTip");
+} // namespace
+
+QString GetText(const QString& id)
+{
+    return reported(getTextName, [&] { return textById(Labels, id, labelMarker); });
 }
 
 QString GetText(int id)
 {
-    try {
+    return reported(getTextName, [&] {
         std::optional<QString> text = textByKey(Labels, id);
         return text ? std::move(*text) : labelMarker(QString::number(id));
-    } catch (const RunTimeError& error) {
-        ErrorHandling(QStringLiteral("DataFunctions.GetText"), error);
-        return {};
-    }
+    });
 }
 
 QString GetToolTip(const QString& id)
 {
-    try {
-        return textById(ToolTips, id, noToolTip);
-    } catch (const RunTimeError& error) {
-        ErrorHandling(QStringLiteral("DataFunctions.GetToolTip"), error);
-        return {};
-    }
+    return reported(getToolTipName, [&] { return textById(ToolTips, id, noToolTip); });
 }
 
 QString GetToolTip(int id)
 {
-    try {
-        return textByKey(ToolTips, id).value_or(QString());
-    } catch (const RunTimeError& error) {
-        ErrorHandling(QStringLiteral("DataFunctions.GetToolTip"), error);
-        return {};
-    }
+    return reported(getToolTipName, [&] { return textByKey(ToolTips, id).value_or(QString()); });
 }
 
 std::int32_t GetDefaultValue(std::int16_t id)
