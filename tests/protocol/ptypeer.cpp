@@ -3,6 +3,7 @@
 #include "commfunctions.h"
 
 #include <QDeadlineTimer>
+#include <QElapsedTimer>
 #include <QFile>
 
 #include <chrono>
@@ -41,20 +42,26 @@ void PtyPair::closeMaster()
         ::close(fd);
 }
 
-QByteArray PtyPair::readMaster(int count, int timeoutMs)
+QByteArray PtyPair::ReadFrom(int fd, int count, int timeoutMs, int quietMs, qint64* lastByteNs)
 {
     QByteArray bytes;
-    QDeadlineTimer deadline(timeoutMs);
-    while (bytes.size() < count && !deadline.hasExpired()) {
-        struct pollfd entry = {m_master.load(), POLLIN, 0};
-        if (::poll(&entry, 1, static_cast<int>(deadline.remainingTime())) <= 0)
+    QElapsedTimer clock;
+    clock.start();
+    qint64 last = 0;
+    while (clock.elapsed() < timeoutMs &&
+           (bytes.size() < count || clock.nsecsElapsed() - last < quietMs * 1'000'000LL)) {
+        struct pollfd entry = {fd, POLLIN, 0};
+        if (::poll(&entry, 1, 5) <= 0)
             continue;
         char buffer[512];
-        const ssize_t n = ::read(entry.fd, buffer, sizeof buffer);
+        const ssize_t n = ::read(fd, buffer, sizeof buffer);
         if (n <= 0)
             break;
         bytes.append(buffer, n);
+        last = clock.nsecsElapsed();
     }
+    if (lastByteNs)
+        *lastByteNs = last;
     return bytes;
 }
 
@@ -141,13 +148,26 @@ QStringList ReportCapture::faults() const
     return faults;
 }
 
-SimProcess::~SimProcess()
+int SimProcess::stop()
 {
     if (m_process.state() == QProcess::NotRunning)
-        return;
+        return m_process.exitCode();
     m_process.terminate();
-    if (!m_process.waitForFinished(3000))
+    if (!m_process.waitForFinished(3000)) {
         m_process.kill();
+        m_process.waitForFinished(1000);
+        return -1;
+    }
+    return m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;
+}
+
+QString SimProcess::readLine()
+{
+    const QDeadlineTimer deadline(5000);
+    while (!m_process.canReadLine() && !deadline.hasExpired() &&
+           m_process.state() != QProcess::NotRunning)
+        m_process.waitForReadyRead(50);
+    return QString::fromUtf8(m_process.readLine()).trimmed();
 }
 
 bool SimProcess::start(const QStringList& options)
@@ -156,11 +176,7 @@ bool SimProcess::start(const QStringList& options)
         QStringLiteral(K7310_BIN_DIR "/k7310sim"),
         QStringList{"--link", m_dir.filePath("link"), "--trace", m_dir.filePath("trace")} +
             options);
-    const QDeadlineTimer deadline(5000);
-    while (!m_process.canReadLine() && !deadline.hasExpired() &&
-           m_process.state() != QProcess::NotRunning)
-        m_process.waitForReadyRead(50);
-    m_path = QString::fromUtf8(m_process.readLine()).trimmed();
+    m_path = readLine();
     return !m_path.isEmpty();
 }
 
@@ -169,16 +185,28 @@ bool SimProcess::command(const QByteArray& line)
     return m_process.write(line + '\n') > 0 && m_process.waitForBytesWritten(1000);
 }
 
-QStringList SimProcess::heardFrames() const
+QString SimProcess::reply(const QByteArray& line)
+{
+    return command(line) ? readLine() : QString();
+}
+
+QStringList SimProcess::traced(const QString& kind) const
 {
     QFile file(m_dir.filePath("trace"));
-    QStringList frames;
-    // <seconds> <KIND> <baud>/<stop> <hex bytes> [(<reason>)]
+    QStringList lines;
     for (const QString& line :
-         QString::fromUtf8(file.open(QIODevice::ReadOnly) ? file.readAll() : "").split('\n')) {
-        const QString rest = line.section(' ', 1).section(" (", 0, 0);
-        if (QStringList{"RX", "DROPPED", "IGNORED"}.contains(rest.section(' ', 0, 0)))
-            frames.append(rest);
-    }
+         QString::fromUtf8(file.open(QIODevice::ReadOnly) ? file.readAll() : "").split('\n'))
+        if (const QString rest = line.section(' ', 1); !rest.isEmpty() && rest.startsWith(kind))
+            lines.append(rest);
+    return lines;
+}
+
+QStringList SimProcess::heardFrames() const
+{
+    QStringList frames;
+    // <KIND> <baud>/<stop> <hex bytes> [(<reason>)]
+    for (const QString& line : traced())
+        if (QStringList{"RX", "DROPPED", "IGNORED"}.contains(line.section(' ', 0, 0)))
+            frames.append(line.section(" (", 0, 0));
     return frames;
 }

@@ -31,7 +31,11 @@ public:
     // The far end goes away: the console's reads fail from now on.
     void closeMaster();
     // Reads from the master until `count` bytes are in or `timeoutMs` passes.
-    QByteArray readMaster(int count, int timeoutMs);
+    QByteArray readMaster(int count, int timeoutMs) { return ReadFrom(master(), count, timeoutMs); }
+    // Reads `fd` until `count` bytes are in and the line then stays quiet for `quietMs`, or
+    // until `timeoutMs` passes; `lastByteNs` gets the time of the last byte since the call.
+    static QByteArray ReadFrom(int fd, int count, int timeoutMs, int quietMs = 0,
+                               qint64* lastByteNs = nullptr);
     bool writeMaster(const QByteArray& bytes);
 
 private:
@@ -104,19 +108,28 @@ private:
 class SimProcess
 {
 public:
-    ~SimProcess();
+    ~SimProcess() { stop(); }
 
     // Starts it with extra options and waits for the pty path it prints.
     bool start(const QStringList& options = {});
     QString path() const { return m_path; }
-    // A command line on its console, such as "fault-next none".
+    QProcess& process() { return m_process; }
+    QString file(const QString& name) const { return m_dir.filePath(name); }
+    // A command line on its console, such as "fault-next none", and the line it answers.
     bool command(const QByteArray& line);
+    QString reply(const QByteArray& line);
+    // Terminates it: its exit code, or -1 when it had to be killed or crashed.
+    int stop();
 
+    // Trace lines starting with `kind` ("" for all), without their time stamps.
+    QStringList traced(const QString& kind = {}) const;
     // Frames the panel heard (RX), dropped (DROPPED) or could not hear because the line was
     // at other settings (IGNORED), in order: "<KIND> <baud>/<stop> <hex bytes>".
     QStringList heardFrames() const;
 
 private:
+    QString readLine();
+
     QTemporaryDir m_dir;
     QProcess m_process;
     QString m_path;
