@@ -3,6 +3,7 @@
 #include <modbus.h>
 
 #include <cerrno>
+#include <vector>
 
 ModbusServer::ModbusServer(int masterFd, int slaveId, int registerCount)
 {
@@ -52,4 +53,41 @@ void ModbusServer::run()
             return; // the line is gone; going round again would spin
         }
     }
+}
+
+ModbusMaster::ModbusMaster(const QString& path, int baud, int stopBits, int slave, int timeoutMs)
+    : ctx(modbus_new_rtu(path.toLocal8Bit().constData(), baud, 'N', 8, stopBits))
+{
+    if (ctx && (modbus_set_slave(ctx, slave) != 0 ||
+                modbus_set_response_timeout(ctx, 0, std::uint32_t(timeoutMs) * 1000) != 0 ||
+                modbus_connect(ctx) != 0)) {
+        modbus_free(ctx);
+        ctx = nullptr;
+    }
+}
+
+ModbusMaster::~ModbusMaster()
+{
+    if (ctx)
+        modbus_close(ctx);
+    modbus_free(ctx);
+}
+
+QList<int> ModbusMaster::read(int address, int count)
+{
+    std::vector<std::uint16_t> words(static_cast<std::size_t>(count));
+    if (modbus_read_registers(ctx, address, count, words.data()) != count) {
+        error = errno;
+        return {};
+    }
+    return QList<int>(words.begin(), words.end());
+}
+
+bool ModbusMaster::write(int address, const QList<int>& values)
+{
+    std::vector<std::uint16_t> w(values.begin(), values.end());
+    const int n = w.size() == 1 ? modbus_write_register(ctx, address, w[0])
+                                : modbus_write_registers(ctx, address, int(w.size()), w.data());
+    error = n == int(w.size()) ? 0 : errno;
+    return error == 0;
 }

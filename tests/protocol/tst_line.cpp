@@ -47,287 +47,275 @@ class TestLine : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
-    void systemLocation_data();
-    void systemLocation();
-    void permissionDeniedNamesTheGroup();
-    void openFailures_data();
-    void openFailures();
-    void settingsText();
-    void closedPortIsReported();
-    void rtsCycle_data();
-    void rtsCycle();
-    void transaction_data();
-    void transaction();
-    void lateAnswerNotTakenByNextCall();
-    void farEndVanishes();
+    void init()
+    {
+        SetRtsHandshake(false);
+        SetRtsDelay(5);
+    }
+
+    void systemLocation_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("location");
+        for (const auto& [name, location] : {std::pair{"1", "/dev/ttyS0"},
+                                             {"16", "/dev/ttyS15"},
+                                             {"17", "/dev/17"},
+                                             {"/dev/pts/3", "/dev/pts/3"}})
+            QTest::newRow(name) << QString(name) << QString(location);
+    }
+
+    void systemLocation()
+    {
+        QFETCH(QString, name);
+        QFETCH(QString, location);
+        QCOMPARE(ComCtrl::SystemLocation(name), location);
+    }
+
+    void permissionDeniedNamesTheGroup()
+    {
+        // What ProbeDevice finds for a device node of mode 660, group dialout, for another user.
+        ComCtrl::OpenProbe probe;
+        probe.location = QStringLiteral("/dev/ttyUSB7");
+        probe.exists = probe.charDevice = true;
+        probe.accessible = false;
+        probe.grantingGroup = QStringLiteral("dialout");
+        const RunTimeError error = ComCtrl::OpenFailure(probe);
+        QCOMPARE(error.number(), int(ErrorNumber::PortPermissionDenied));
+        QVERIFY(ErrorReport::Message("wMain.MDIForm_Load", error.number(), error.detail())
+                    .contains(QStringLiteral("group 'dialout'")));
+    }
+
+    void openFailures_data()
+    {
+        QTest::addColumn<QString>("what");
+        QTest::addColumn<int>("number");
+        QTest::newRow("absent") << "absent" << int(ErrorNumber::PortNotFound);
+        QTest::newRow("not a terminal") << "/dev/null" << int(ErrorNumber::PortNotSerial);
+        QTest::newRow("a regular file") << "file" << int(ErrorNumber::PortNotSerial);
+        QTest::newRow("busy") << "busy" << int(ErrorNumber::PortBusy);
+    }
+
+    void openFailures()
+    {
+        QFETCH(QString, what);
+        QFETCH(int, number);
+        QTemporaryDir dir;
+        PtyPair pty;
+        ComCtrl holder;
+        ComCtrl line;
+        if (what == "busy") {
+            holder.setPortName(pty.slavePath());
+            holder.open();
+        }
+        QFile(dir.filePath("file")).open(QIODevice::WriteOnly);
+        line.setPortName(what == "busy"         ? pty.slavePath()
+                         : what.startsWith('/') ? what
+                                                : dir.filePath(what));
+        QCOMPARE(thrownNumber([&] { line.open(); }), number);
+        QVERIFY(!line.isOpen());
+    }
+
+    void settingsText()
+    {
+        ReportCapture report;
+        PtyPair pty;
+        const auto onTheDevice = [&pty] {
+            struct termios attributes = {};
+            tcgetattr(pty.slave(), &attributes);
+            return QStringLiteral("%1/%2")
+                .arg(cfgetospeed(&attributes))
+                .arg(attributes.c_cflag & CSTOPB ? 2 : 1);
+        };
+        ComCtrl line;
+        QCOMPARE(line.settings(), QStringLiteral("9600,n,8,1"));
+        // Field by field, on the closed line and then on the open one.
+        QVERIFY(SetCommParity(line, QStringLiteral("e")));
+        QVERIFY(SetCommBauds(line, 19200));
+        QVERIFY(SetCommStops(line, 2));
+        QCOMPARE(line.settings(), QStringLiteral("19200,e,8,2"));
+        QCOMPARE(GetCommParity(line), QStringLiteral("e"));
+        QVERIFY(SetCommParity(line, QStringLiteral("n"))); // a pty takes no parity
+        line.setPortName(pty.slavePath());
+        line.open();
+        QCOMPARE(onTheDevice(), QStringLiteral("%1/2").arg(B19200));
+        QVERIFY(SetCommBauds(line, 4800));
+        QVERIFY(SetCommStops(line, 1));
+        QCOMPARE(line.settings(), QStringLiteral("4800,n,8,1"));
+        QCOMPARE(GetCommBauds(line), 4800);
+        QCOMPARE(GetCommStops(line), std::int16_t(1));
+        QCOMPARE(onTheDevice(), QStringLiteral("%1/1").arg(B4800));
+
+        // A field the port cannot take is refused and reported; the text stays.
+        QVERIFY(!SetCommStops(line, 3));
+        QVERIFY(!SetCommParity(line, QStringLiteral("x")));
+        QVERIFY(!SetCommBauds(line, 0));
+        QCOMPARE(line.settings(), QStringLiteral("4800,n,8,1"));
+        QCOMPARE(report.faults(),
+                 (QStringList{"8015 SetCommStops", "8015 SetCommParity", "8015 SetCommBauds"}));
+
+        QCOMPARE(thrownNumber([&] { line.setPortName(QStringLiteral("2")); }),
+                 int(ErrorNumber::PortBusy));
+        QCOMPARE(thrownNumber([&] { line.open(); }), int(ErrorNumber::PortBusy));
+        line.close();
+        line.open(); // the same device opens again after a close
+        QVERIFY(line.isOpen());
+    }
+
+    void closedPortIsReported()
+    {
+        ReportCapture report;
+        ComCtrl line;
+        QList<std::int16_t> words(2, 7);
+        QList<std::int16_t> none;
+        QVERIFY(!LitMots(line, 1, 0, words));
+        QCOMPARE(words, QList<std::int16_t>(2, 7));
+        QVERIFY(!EcritMots(line, 1, 0, 1));
+        QCOMPARE(FrameReceived(line, FrameToSend(1, 3, 0, 1), 1.0f), QByteArray(1, '\0'));
+        // An empty word list is an index fault, reported before the line is touched.
+        QVERIFY(!LitMots(line, 1, 0, none));
+        QCOMPARE(report.faults(), (QStringList{"8012 LitMots", "8012 EcritMots",
+                                               "8012 FrameReceived", "9 LitMots"}));
+    }
+
+    void rtsCycle_data()
+    {
+        QTest::addColumn<bool>("handshake");
+        QTest::newRow("handshake on: drained, RTS delay, RTS off, then the wait") << true;
+        QTest::newRow("handshake off: no RTS wait") << false;
+    }
+
+    void rtsCycle()
+    {
+        QFETCH(bool, handshake);
+        using Step = ComCtrl::LineStep;
+        constexpr qint64 DelayNs = 40'000'000;
+        SetRtsHandshake(handshake);
+        SetRtsDelay(int(DelayNs / 1'000'000));
+        ScriptedLine rig([](const QByteArray& request) { return FakeSlave::Reply{request}; });
+        QList<Step> steps;
+        QList<qint64> times;
+        QElapsedTimer clock;
+        clock.start();
+        rig.line.setStepHook([&](Step step) {
+            steps.append(step);
+            times.append(clock.nsecsElapsed());
+        });
+        QVERIFY(EcritMots(rig.line, 1, 2, 9));
+
+        const auto time = [&](Step step) {
+            return times[steps.indexOf(step)];
+        };
+        QVERIFY(!rig.line.hasRts()); // a pty has no RTS: the failed requests were ignored
+        if (handshake) {
+            QCOMPARE(steps, (QList<Step>{Step::RtsOn, Step::BuffersCleared, Step::Written,
+                                         Step::Drained, Step::RtsOff, Step::AnswerWait}));
+            QVERIFY(time(Step::RtsOff) - time(Step::Drained) >= DelayNs);
+            QVERIFY(!rig.line.rts());
+        } else {
+            QCOMPARE(steps, (QList<Step>{Step::RtsOn, Step::BuffersCleared, Step::Written,
+                                         Step::AnswerWait}));
+            QVERIFY(time(Step::AnswerWait) - time(Step::Written) < DelayNs / 2);
+            QVERIFY(rig.line.rts()); // stays on after the transaction
+        }
+    }
+
+    void transaction_data()
+    {
+        QTest::addColumn<char>("call"); // LitMots, EcritMots or FrameReceived
+        QTest::addColumn<QByteArray>("reply");
+        QTest::addColumn<bool>("accepted");
+        QTest::addColumn<bool>("waitsFullTime");
+        // Slave 5, two words at 0x41: 0x1234 and -2; or -2 written there.
+        const QByteArray read = WithCrc(hex("0503041234FFFE"));
+        const QByteArray exception = WithCrc(hex("058302"));
+        QTest::newRow("read healthy") << 'r' << read << true << false;
+        QTest::newRow("read no answer") << 'r' << QByteArray() << false << true;
+        QTest::newRow("read short answer") << 'r' << read.chopped(1) << false << true;
+        QTest::newRow("read one byte too many") << 'r' << read + '\0' << false << false;
+        QTest::newRow("read wrong crc") << 'r' << read.chopped(2) + hex("0000") << false << false;
+        QTest::newRow("read wrong slave")
+            << 'r' << WithCrc(hex("0603041234FFFE")) << false << false;
+        QTest::newRow("read wrong function")
+            << 'r' << WithCrc(hex("0504041234FFFE")) << false << false;
+        QTest::newRow("read exception") << 'r' << exception << false << true;
+        QTest::newRow("read noise before the answer")
+            << 'r' << hex("FF00") + read << false << false;
+        QTest::newRow("write echo, its crc not looked at")
+            << 'w' << hex("05060041FFFE0000") << true << false;
+        QTest::newRow("frame complete") << 'f' << read << true << false;
+        QTest::newRow("frame exception stops at 5 bytes") << 'f' << exception << false << false;
+        QTest::newRow("frame nothing: the one byte 0") << 'f' << QByteArray() << false << true;
+    }
+
+    void transaction()
+    {
+        QFETCH(char, call);
+        QFETCH(QByteArray, reply);
+        QFETCH(bool, accepted);
+        QFETCH(bool, waitsFullTime);
+        ReportCapture report;
+        ScriptedLine rig(Replying(reply));
+        // Bytes left over from before the request are discarded by it.
+        QVERIFY(rig.pty.writeMaster(hex("0103020000")));
+        QTest::qWait(20);
+
+        QElapsedTimer clock;
+        clock.start();
+        const QByteArray request = WithCrc(hex(call == 'w' ? "05060041FFFE" : "050300410002"));
+        QList<std::int16_t> words{7, 7};
+        QByteArray answer = reply.isEmpty() ? QByteArray(1, '\0') : reply;
+        if (call == 'f')
+            QCOMPARE(FrameReceived(rig.line, request, WordTimeoutMs / 1000.0f), answer);
+        QCOMPARE(call == 'w'   ? EcritMots(rig.line, 5, 0x41, -2)
+                 : call == 'r' ? LitMots(rig.line, 5, 0x41, words)
+                               : ValidReadAnswer(request, answer),
+                 accepted);
+        const qint64 elapsed = clock.elapsed();
+        QCOMPARE(rig.slave.requests(), QList<QByteArray>{request});
+        QCOMPARE(words, (accepted && call == 'r' ? QList<std::int16_t>{0x1234, -2}
+                                                 : QList<std::int16_t>{7, 7}));
+        QVERIFY2(waitsFullTime ? elapsed >= WordTimeoutMs - 10 && elapsed < WordTimeoutMs + 500
+                               : elapsed < 500,
+                 qPrintable(QString::number(elapsed)));
+        QVERIFY(report.messages.isEmpty());
+    }
+
+    void lateAnswerNotTakenByNextCall()
+    {
+        // The first answer comes after the deadline, the second at once and with another word.
+        std::atomic<int> calls{0};
+        ScriptedLine rig([&calls](const QByteArray&) {
+            return calls++ == 0 ? FakeSlave::Reply{WithCrc(hex("0103020011")), WordTimeoutMs + 200}
+                                : FakeSlave::Reply{WithCrc(hex("0103020022"))};
+        });
+        QList<std::int16_t> words{0};
+        QVERIFY(!LitMots(rig.line, 1, 0, words));
+        // The late answer is now in the receive buffer.
+        QCOMPARE(rig.line.waitForBytes(7, QDeadlineTimer(2000)), qint64(7));
+        QVERIFY(LitMots(rig.line, 1, 0, words));
+        QCOMPARE(words, QList<std::int16_t>{0x22});
+    }
+
+    void farEndVanishes()
+    {
+        ReportCapture report;
+        ScriptedLine rig(Replying(WithCrc(hex("01030400010002")).left(3), 100, true));
+        const double cpuBefore = threadCpuMs();
+        QElapsedTimer clock;
+        clock.start();
+        QList<std::int16_t> words{7, 7};
+        QVERIFY(!LitMots(rig.line, 1, 0, words));
+        QVERIFY2(clock.elapsed() < 1000, qPrintable(QString::number(clock.elapsed())));
+        QVERIFY2(threadCpuMs() - cpuBefore < 100.0, qPrintable(QString::number(threadCpuMs())));
+        QCOMPARE(words, QList<std::int16_t>(2, 7));
+        QVERIFY(!rig.line.isOpen());
+        // Later calls fail at once on the closed port.
+        clock.restart();
+        QVERIFY(!LitMots(rig.line, 1, 0, words));
+        QVERIFY(clock.elapsed() < 100);
+        QCOMPARE(report.faults(), (QStringList{"8018 LitMots", "8012 LitMots"}));
+    }
 };
-
-void TestLine::init()
-{
-    SetRtsHandshake(false);
-    SetRtsDelay(5);
-}
-
-void TestLine::systemLocation_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("location");
-    for (const auto& [name, location] : {std::pair{"1", "/dev/ttyS0"},
-                                         {"16", "/dev/ttyS15"},
-                                         {"17", "/dev/17"},
-                                         {"/dev/pts/3", "/dev/pts/3"}})
-        QTest::newRow(name) << QString(name) << QString(location);
-}
-
-void TestLine::systemLocation()
-{
-    QFETCH(QString, name);
-    QFETCH(QString, location);
-    QCOMPARE(ComCtrl::SystemLocation(name), location);
-}
-
-void TestLine::permissionDeniedNamesTheGroup()
-{
-    // What ProbeDevice finds for a device node of mode 660, group dialout, for another user.
-    ComCtrl::OpenProbe probe;
-    probe.location = QStringLiteral("/dev/ttyUSB7");
-    probe.exists = probe.charDevice = true;
-    probe.accessible = false;
-    probe.grantingGroup = QStringLiteral("dialout");
-    const RunTimeError error = ComCtrl::OpenFailure(probe);
-    QCOMPARE(error.number(), int(ErrorNumber::PortPermissionDenied));
-    QVERIFY(ErrorReport::Message("wMain.MDIForm_Load", error.number(), error.detail())
-                .contains(QStringLiteral("group 'dialout'")));
-}
-
-void TestLine::openFailures_data()
-{
-    QTest::addColumn<QString>("what");
-    QTest::addColumn<int>("number");
-    QTest::newRow("absent") << "absent" << int(ErrorNumber::PortNotFound);
-    QTest::newRow("not a terminal") << "/dev/null" << int(ErrorNumber::PortNotSerial);
-    QTest::newRow("a regular file") << "file" << int(ErrorNumber::PortNotSerial);
-    QTest::newRow("busy") << "busy" << int(ErrorNumber::PortBusy);
-}
-
-void TestLine::openFailures()
-{
-    QFETCH(QString, what);
-    QFETCH(int, number);
-    QTemporaryDir dir;
-    PtyPair pty;
-    ComCtrl holder;
-    ComCtrl line;
-    if (what == "busy") {
-        holder.setPortName(pty.slavePath());
-        holder.open();
-    }
-    QFile(dir.filePath("file")).open(QIODevice::WriteOnly);
-    line.setPortName(what == "busy"         ? pty.slavePath()
-                     : what.startsWith('/') ? what
-                                            : dir.filePath(what));
-    QCOMPARE(thrownNumber([&] { line.open(); }), number);
-    QVERIFY(!line.isOpen());
-}
-
-void TestLine::settingsText()
-{
-    ReportCapture report;
-    PtyPair pty;
-    const auto onTheDevice = [&pty] {
-        struct termios attributes = {};
-        tcgetattr(pty.slave(), &attributes);
-        return QStringLiteral("%1/%2")
-            .arg(cfgetospeed(&attributes))
-            .arg(attributes.c_cflag & CSTOPB ? 2 : 1);
-    };
-    ComCtrl line;
-    QCOMPARE(line.settings(), QStringLiteral("9600,n,8,1"));
-    // Field by field, on the closed line and then on the open one.
-    QVERIFY(SetCommParity(line, QStringLiteral("e")));
-    QVERIFY(SetCommBauds(line, 19200));
-    QVERIFY(SetCommStops(line, 2));
-    QCOMPARE(line.settings(), QStringLiteral("19200,e,8,2"));
-    QCOMPARE(GetCommParity(line), QStringLiteral("e"));
-    QVERIFY(SetCommParity(line, QStringLiteral("n"))); // a pty takes no parity
-    line.setPortName(pty.slavePath());
-    line.open();
-    QCOMPARE(onTheDevice(), QStringLiteral("%1/2").arg(B19200));
-    QVERIFY(SetCommBauds(line, 4800));
-    QVERIFY(SetCommStops(line, 1));
-    QCOMPARE(line.settings(), QStringLiteral("4800,n,8,1"));
-    QCOMPARE(GetCommBauds(line), 4800);
-    QCOMPARE(GetCommStops(line), std::int16_t(1));
-    QCOMPARE(onTheDevice(), QStringLiteral("%1/1").arg(B4800));
-
-    // A field the port cannot take is refused and reported; the text stays.
-    QVERIFY(!SetCommStops(line, 3));
-    QVERIFY(!SetCommParity(line, QStringLiteral("x")));
-    QVERIFY(!SetCommBauds(line, 0));
-    QCOMPARE(line.settings(), QStringLiteral("4800,n,8,1"));
-    QCOMPARE(report.faults(),
-             (QStringList{"8015 SetCommStops", "8015 SetCommParity", "8015 SetCommBauds"}));
-
-    QCOMPARE(thrownNumber([&] { line.setPortName(QStringLiteral("2")); }),
-             int(ErrorNumber::PortBusy));
-    QCOMPARE(thrownNumber([&] { line.open(); }), int(ErrorNumber::PortBusy));
-    line.close();
-    line.open(); // the same device opens again after a close
-    QVERIFY(line.isOpen());
-}
-
-void TestLine::closedPortIsReported()
-{
-    ReportCapture report;
-    ComCtrl line;
-    QList<std::int16_t> words(2, 7);
-    QList<std::int16_t> none;
-    QVERIFY(!LitMots(line, 1, 0, words));
-    QCOMPARE(words, QList<std::int16_t>(2, 7));
-    QVERIFY(!EcritMots(line, 1, 0, 1));
-    QCOMPARE(FrameReceived(line, FrameToSend(1, 3, 0, 1), 1.0f), QByteArray(1, '\0'));
-    // An empty word list is an index fault, reported before the line is touched.
-    QVERIFY(!LitMots(line, 1, 0, none));
-    QCOMPARE(report.faults(),
-             (QStringList{"8012 LitMots", "8012 EcritMots", "8012 FrameReceived", "9 LitMots"}));
-}
-
-void TestLine::rtsCycle_data()
-{
-    QTest::addColumn<bool>("handshake");
-    QTest::newRow("handshake on: drained, RTS delay, RTS off, then the wait") << true;
-    QTest::newRow("handshake off: no RTS wait") << false;
-}
-
-void TestLine::rtsCycle()
-{
-    QFETCH(bool, handshake);
-    using Step = ComCtrl::LineStep;
-    constexpr qint64 DelayNs = 40'000'000;
-    SetRtsHandshake(handshake);
-    SetRtsDelay(int(DelayNs / 1'000'000));
-    ScriptedLine rig([](const QByteArray& request) { return FakeSlave::Reply{request}; });
-    QList<Step> steps;
-    QList<qint64> times;
-    QElapsedTimer clock;
-    clock.start();
-    rig.line.setStepHook([&](Step step) {
-        steps.append(step);
-        times.append(clock.nsecsElapsed());
-    });
-    QVERIFY(EcritMots(rig.line, 1, 2, 9));
-
-    const auto time = [&](Step step) {
-        return times[steps.indexOf(step)];
-    };
-    QVERIFY(!rig.line.hasRts()); // a pty has no RTS: the failed requests were ignored
-    if (handshake) {
-        QCOMPARE(steps, (QList<Step>{Step::RtsOn, Step::BuffersCleared, Step::Written,
-                                     Step::Drained, Step::RtsOff, Step::AnswerWait}));
-        QVERIFY(time(Step::RtsOff) - time(Step::Drained) >= DelayNs);
-        QVERIFY(!rig.line.rts());
-    } else {
-        QCOMPARE(steps,
-                 (QList<Step>{Step::RtsOn, Step::BuffersCleared, Step::Written, Step::AnswerWait}));
-        QVERIFY(time(Step::AnswerWait) - time(Step::Written) < DelayNs / 2);
-        QVERIFY(rig.line.rts()); // stays on after the transaction
-    }
-}
-
-void TestLine::transaction_data()
-{
-    QTest::addColumn<char>("call"); // LitMots, EcritMots or FrameReceived
-    QTest::addColumn<QByteArray>("reply");
-    QTest::addColumn<bool>("accepted");
-    QTest::addColumn<bool>("waitsFullTime");
-    // Slave 5, two words at 0x41: 0x1234 and -2; or -2 written there.
-    const QByteArray read = WithCrc(hex("0503041234FFFE"));
-    const QByteArray exception = WithCrc(hex("058302"));
-    QTest::newRow("read healthy") << 'r' << read << true << false;
-    QTest::newRow("read no answer") << 'r' << QByteArray() << false << true;
-    QTest::newRow("read short answer") << 'r' << read.chopped(1) << false << true;
-    QTest::newRow("read one byte too many") << 'r' << read + '\0' << false << false;
-    QTest::newRow("read wrong crc") << 'r' << read.chopped(2) + hex("0000") << false << false;
-    QTest::newRow("read wrong slave") << 'r' << WithCrc(hex("0603041234FFFE")) << false << false;
-    QTest::newRow("read wrong function") << 'r' << WithCrc(hex("0504041234FFFE")) << false << false;
-    QTest::newRow("read exception") << 'r' << exception << false << true;
-    QTest::newRow("read noise before the answer") << 'r' << hex("FF00") + read << false << false;
-    QTest::newRow("write echo, its crc not looked at")
-        << 'w' << hex("05060041FFFE0000") << true << false;
-    QTest::newRow("frame complete") << 'f' << read << true << false;
-    QTest::newRow("frame exception stops at 5 bytes") << 'f' << exception << false << false;
-    QTest::newRow("frame nothing: the one byte 0") << 'f' << QByteArray() << false << true;
-}
-
-void TestLine::transaction()
-{
-    QFETCH(char, call);
-    QFETCH(QByteArray, reply);
-    QFETCH(bool, accepted);
-    QFETCH(bool, waitsFullTime);
-    ReportCapture report;
-    ScriptedLine rig(Replying(reply));
-    // Bytes left over from before the request are discarded by it.
-    QVERIFY(rig.pty.writeMaster(hex("0103020000")));
-    QTest::qWait(20);
-
-    QElapsedTimer clock;
-    clock.start();
-    const QByteArray request = WithCrc(hex(call == 'w' ? "05060041FFFE" : "050300410002"));
-    QList<std::int16_t> words{7, 7};
-    QByteArray answer = reply.isEmpty() ? QByteArray(1, '\0') : reply;
-    if (call == 'f')
-        QCOMPARE(FrameReceived(rig.line, request, WordTimeoutMs / 1000.0f), answer);
-    QCOMPARE(call == 'w'   ? EcritMots(rig.line, 5, 0x41, -2)
-             : call == 'r' ? LitMots(rig.line, 5, 0x41, words)
-                           : ValidReadAnswer(request, answer),
-             accepted);
-    const qint64 elapsed = clock.elapsed();
-    QCOMPARE(rig.slave.requests(), QList<QByteArray>{request});
-    QCOMPARE(words, (accepted && call == 'r' ? QList<std::int16_t>{0x1234, -2}
-                                             : QList<std::int16_t>{7, 7}));
-    QVERIFY2(waitsFullTime ? elapsed >= WordTimeoutMs - 10 && elapsed < WordTimeoutMs + 500
-                           : elapsed < 500,
-             qPrintable(QString::number(elapsed)));
-    QVERIFY(report.messages.isEmpty());
-}
-
-void TestLine::lateAnswerNotTakenByNextCall()
-{
-    // The first answer comes after the deadline, the second at once and with another word.
-    std::atomic<int> calls{0};
-    ScriptedLine rig([&calls](const QByteArray&) {
-        return calls++ == 0 ? FakeSlave::Reply{WithCrc(hex("0103020011")), WordTimeoutMs + 200}
-                            : FakeSlave::Reply{WithCrc(hex("0103020022"))};
-    });
-    QList<std::int16_t> words{0};
-    QVERIFY(!LitMots(rig.line, 1, 0, words));
-    // The late answer is now in the receive buffer.
-    QCOMPARE(rig.line.waitForBytes(7, QDeadlineTimer(2000)), qint64(7));
-    QVERIFY(LitMots(rig.line, 1, 0, words));
-    QCOMPARE(words, QList<std::int16_t>{0x22});
-}
-
-void TestLine::farEndVanishes()
-{
-    ReportCapture report;
-    ScriptedLine rig(Replying(WithCrc(hex("01030400010002")).left(3), 100, true));
-    const double cpuBefore = threadCpuMs();
-    QElapsedTimer clock;
-    clock.start();
-    QList<std::int16_t> words{7, 7};
-    QVERIFY(!LitMots(rig.line, 1, 0, words));
-    QVERIFY2(clock.elapsed() < 1000, qPrintable(QString::number(clock.elapsed())));
-    QVERIFY2(threadCpuMs() - cpuBefore < 100.0, qPrintable(QString::number(threadCpuMs())));
-    QCOMPARE(words, QList<std::int16_t>(2, 7));
-    QVERIFY(!rig.line.isOpen());
-    // Later calls fail at once on the closed port.
-    clock.restart();
-    QVERIFY(!LitMots(rig.line, 1, 0, words));
-    QVERIFY(clock.elapsed() < 100);
-    QCOMPARE(report.faults(), (QStringList{"8018 LitMots", "8012 LitMots"}));
-}
 
 QTEST_GUILESS_MAIN(TestLine)
 #include "tst_line.moc"
