@@ -307,17 +307,11 @@ void ComCtrl::setRts(bool on)
     note(on ? LineStep::RtsOn : LineStep::RtsOff);
 }
 
-void ComCtrl::clearInput()
+void ComCtrl::clearBuffers()
 {
     requireOpen();
-    m_port.clear(QSerialPort::Input); // the port's own buffer and the kernel's
-    m_port.clearError();
-}
-
-void ComCtrl::clearOutput()
-{
-    requireOpen();
-    m_port.clear(QSerialPort::Output);
+    // Both directions in one request to the driver: the port's own buffers and the kernel's.
+    m_port.clear(QSerialPort::AllDirections);
     m_port.clearError();
 }
 
@@ -385,8 +379,7 @@ void ComCtrl::sendRequest(const QByteArray& frame, bool handshake, int rtsDelayM
     // Written well within the time a 2-byte-per-millisecond line would need for any frame.
     constexpr int WriteTimeoutMs = 2000;
     setRts(true);
-    clearOutput();
-    clearInput();
+    clearBuffers();
     note(LineStep::BuffersCleared);
     write(frame, QDeadlineTimer(WriteTimeoutMs));
     if (handshake) {

@@ -97,8 +97,8 @@ public:
 
     // Everything below throws PortNotOpen when the port is closed and PortLost when it has
     // gone away.
-    void clearInput();
-    void clearOutput();
+    // Empties the receive and the transmit buffer.
+    void clearBuffers();
     // Bytes received and not yet read, including those still held by the kernel.
     qint64 bytesWaiting();
     // Reads every waiting byte.
