@@ -1,3 +1,4 @@
+#include "errorhandling.h"
 #include "global.h"
 #include "keyfilters.h"
 #include "testkit.h"
@@ -19,39 +20,37 @@ private slots:
     {
         const QString zeros(30, QLatin1Char('0'));
         QTest::addColumn<QString>("function");
-        QTest::addColumn<QString>("input");
-        QTest::addColumn<QString>("expected");
-        row("Signed: 32768 is the smallest negative", "Signed", "32768", "-32768");
-        row("Signed: negative beyond the word", "Signed", "-70000", "-4464");
-        row("Signed: high bits ignored", "Signed", "2147418117", "5");
-        row("BinToDec: empty", "BinToDec", "", "0");
-        row("BinToDec: sixteen ones stay positive", "BinToDec", QString(16, QLatin1Char('1')),
-            "65535");
-        row("BinToDec: sign flag with zero magnitude", "BinToDec", '1' + zeros + '0', "0");
-        row("BinToDec: sign flag and magnitude one", "BinToDec", '1' + zeros + '1', "-1");
-        row("BinToDec: largest magnitude", "BinToDec", '0' + QString(31, QLatin1Char('1')),
-            "2147483647");
-        row("BinToDec: longer text loses its left digits", "BinToDec", "11" + zeros + "11", "3");
-        row("BinToDec: other characters count as 0 in place", "BinToDec", "1 1", "5");
-        row("IntToBin: 5 full", "IntToBin", "5", "0000 0000 0000 0101");
-        row("IntToBin: 0 stripped is empty", "IntToBin strip", "0", "");
-        row("IntToBin: stripping removes a leading group", "IntToBin strip", "291", "1 0010 0011");
-        row("IntToBin: stripping keeps inner zeros", "IntToBin strip", "4096", "1 0000 0000 0000");
-        row("IntToBin: negative is never stripped", "IntToBin strip", "-2", "1111 1111 1111 1110");
+        QTest::addColumn<QStringList>("inputs");
+        QTest::addColumn<QStringList>("expected");
+        row("Signed: smallest negative, negative beyond the word, high bits ignored", "Signed",
+            QStringList{"32768", "-70000", "2147418117"}, QStringList{"-32768", "-4464", "5"});
+        // Empty; sixteen ones stay positive; sign flag with magnitude 0 and 1; largest magnitude;
+        // a longer text loses its left digits; other characters count as 0 in place.
+        row("BinToDec", "BinToDec",
+            QStringList{"", QString(16, QLatin1Char('1')), '1' + zeros + '0', '1' + zeros + '1',
+                        '0' + QString(31, QLatin1Char('1')), "11" + zeros + "11", "1 1"},
+            QStringList{"0", "65535", "0", "-1", "2147483647", "3", "5"});
+        row("IntToBin: full", "IntToBin", QStringList{"5"}, QStringList{"0000 0000 0000 0101"});
+        // 0 is empty; a leading group goes, inner zeros stay; a negative is never stripped.
+        row("IntToBin: stripped", "IntToBin strip", QStringList{"0", "291", "4096", "-2"},
+            QStringList{"", "1 0010 0011", "1 0000 0000 0000", "1111 1111 1111 1110"});
     }
     void conversions()
     {
         QFETCH(QString, function);
-        QFETCH(QString, input);
-        QFETCH(QString, expected);
-        QString result;
-        if (function == QLatin1String("Signed"))
-            result = QString::number(Signed(input.toInt()));
-        else if (function == QLatin1String("BinToDec"))
-            result = QString::number(BinToDec(input));
-        else
-            result = IntToBin(static_cast<std::int16_t>(input.toInt()), function.endsWith("strip"));
-        QCOMPARE(result, expected);
+        QFETCH(QStringList, inputs);
+        QFETCH(QStringList, expected);
+        QStringList results;
+        for (const QString& input : inputs) {
+            if (function == QLatin1String("Signed"))
+                results << QString::number(Signed(input.toInt()));
+            else if (function == QLatin1String("BinToDec"))
+                results << QString::number(BinToDec(input));
+            else
+                results << IntToBin(static_cast<std::int16_t>(input.toInt()),
+                                    function.endsWith("strip"));
+        }
+        QCOMPARE(results, expected);
     }
 
     // The calculator feeds the binary box back through BinToDec: a 16-bit text reads as the
@@ -67,36 +66,30 @@ private slots:
         }
     }
 
-    // Filter "numeric", "signed" (numeric with a sign) or "hex"; 0 swallows the key.
+    // Filter "numeric", "signed" (numeric with a sign) or "hex": the keys typed, one at a time,
+    // and what comes through, "_" where the filter swallows the key (answers 0).
     void keyFilters_data()
     {
         QTest::addColumn<QString>("filter");
-        QTest::addColumn<int>("key");
-        QTest::addColumn<int>("expected");
-        row("numeric backspace", "numeric", 8, 8);
-        row("numeric 0", "numeric", int('0'), int('0'));
-        row("numeric refuses minus", "numeric", int('-'), 0);
-        row("signed minus", "signed", int('-'), int('-'));
-        row("signed plus", "signed", int('+'), int('+'));
-        row("signed slash just below the digits", "signed", int('/'), 0);
-        row("signed colon just above the digits", "signed", int(':'), 0);
-        row("hex backspace", "hex", 8, 8);
-        row("hex 9", "hex", int('9'), int('9'));
-        row("hex A", "hex", int('A'), int('A'));
-        row("hex f becomes F", "hex", int('f'), int('F'));
-        row("hex G swallowed", "hex", int('G'), 0);
-        row("hex g swallowed", "hex", int('g'), 0);
-        row("hex at sign just below A", "hex", int('@'), 0);
-        row("hex backquote just below a", "hex", int('`'), 0);
+        QTest::addColumn<QString>("keys");
+        QTest::addColumn<QString>("expected");
+        row("numeric: backspace and digits, no sign", "numeric", "\b09-+", "\b09__");
+        row("signed: signs, not the neighbours of the digits", "signed", "\b09-+/:", "\b09-+__");
+        row("hex: f upper-cased, not the neighbours of the letters", "hex", "\b9AfGg@`",
+            "\b9AF____");
     }
     void keyFilters()
     {
         QFETCH(QString, filter);
-        QFETCH(int, key);
-        QFETCH(int, expected);
-        const int result = filter == QLatin1String("hex")
-                               ? KeyFilters::HexKey(key)
-                               : KeyFilters::NumericKey(key, filter == QLatin1String("signed"));
+        QFETCH(QString, keys);
+        QFETCH(QString, expected);
+        QString result;
+        for (const QChar key : keys) {
+            const int out = filter == QLatin1String("hex")
+                                ? KeyFilters::HexKey(key.unicode())
+                                : KeyFilters::NumericKey(key.unicode(), filter == "signed");
+            result += out ? QChar(out) : QLatin1Char('_');
+        }
         QCOMPARE(result, expected);
     }
 
@@ -111,6 +104,37 @@ private slots:
         const QString first = GetGuid();
         QVERIFY2(guidForm.match(first).hasMatch(), qPrintable(first));
         QVERIFY(GetGuid() != first);
+    }
+
+    // The error report names where a fault arose, from the procedure name.
+    void message_data()
+    {
+        QTest::addColumn<QString>("procedure");
+        QTest::addColumn<QString>("tail");
+        row("event handler splits object and event", "wMain.MDIForm_Load",
+            "Module : wMain\r\nObject : MDIForm\r\nEvent : Load");
+        row("module procedure gives a function line", "DataFunctions.GetText",
+            "Module : DataFunctions\r\nFunction : GetText");
+        row("no dot shows the whole name", "Start_Up", "Module : Start_Up");
+        row("only the first underscore after the dot splits", "wPanelTools.cmd_Tools_Click",
+            "Module : wPanelTools\r\nObject : cmd\r\nEvent : Tools_Click");
+    }
+    void message()
+    {
+        QFETCH(QString, procedure);
+        QFETCH(QString, tail);
+        QCOMPARE(ErrorReport::Message(procedure, ErrorNumber::IndexOutOfRange),
+                 "Error Nr 9 : " + ErrorReport::Description(9) + "\r\n\r\n" + tail);
+    }
+
+    void presenterReceivesText()
+    {
+        ReportCapture capture;
+        ErrorHandling("wMain.MDIForm_Load",
+                      RunTimeError(ErrorNumber::PortPermissionDenied, "dialout"));
+        QCOMPARE(capture.messages,
+                 QStringList("Error Nr 8006 : Permission denied on the port (dialout)\r\n\r\n"
+                             "Module : wMain\r\nObject : MDIForm\r\nEvent : Load"));
     }
 };
 
