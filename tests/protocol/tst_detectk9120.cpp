@@ -43,111 +43,109 @@ class TestDetectK9120 : public QObject
     Q_OBJECT
 
 private slots:
-    void search_data();
-    void search();
-    void portThatCannotOpenIsReported();
+    void search_data()
+    {
+        QTest::addColumn<QString>("panel"); // slave speed stops of the simulator, then options
+        QTest::addColumn<QString>("start"); // the line's settings when the search begins
+        QTest::addColumn<int>("asked");
+        QTest::addColumn<bool>("autoSearch");
+        QTest::addColumn<int>("cancelAtPoll");
+        QTest::addColumn<bool>("confirm");
+        QTest::addColumn<int>("result");
+        QTest::addColumn<QString>("tried");
+        QTest::addColumn<QString>("after");
+        const auto row = [](const char* name, const char* panel, const char* start, int asked,
+                            bool autoSearch, int cancelAtPoll, bool confirm, int result,
+                            const char* tried, const char* after) {
+            QTest::newRow(name) << QString(panel) << QString(start) << asked << autoSearch
+                                << cancelAtPoll << confirm << result << QString(tried)
+                                << QString(after);
+        };
+        // Slave 7 answers at 9600/1 but slave 3 is asked for: every combination fails (~18 s).
+        row("nothing answers: full order, settings back", "7 9600 1", "9600,n,8,1", 3, true, -1,
+            true, 0, "9600/1 19200/1 19200/2 4800/1 4800/2 2400/1 2400/2 1200/1 1200/2",
+            "9600,n,8,1");
+        row("found at the third combination, line left there", "5 19200 2", "9600,n,8,1", 5, true,
+            -1, true, 5, "9600/1 19200/1 19200/2", "19200,n,8,2");
+        row("slave 0 learns the number from the probe", "23 19200 1", "9600,n,8,1", 0, true, -1,
+            true, 23, "9600/1 19200/1", "19200,n,8,1");
+        row("found, then cancelled: 255, line stays where it answered", "2 19200 1", "9600,n,8,1",
+            2, true, -1, false, 255, "9600/1 19200/1", "19200,n,8,1");
+        row("cancel after two probes, settings back", "1 1200 2", "9600,n,8,1", 1, true, 3, true, 0,
+            "9600/1 19200/1", "9600,n,8,1");
+        row("no automatic search: one probe at other settings", "1 19200 1", "4800,n,8,2", 1, false,
+            -1, true, 0, "4800/2", "4800,n,8,2");
+        row("probe answer with a fifth byte is no answer", "9 4800 2 --fault extra-byte",
+            "4800,n,8,2", 0, false, -1, true, 0, "4800/2", "4800,n,8,2");
+    }
+
+    void search()
+    {
+        QFETCH(QString, panel);
+        QFETCH(QString, start);
+        QFETCH(int, asked);
+        QFETCH(bool, autoSearch);
+        QFETCH(int, cancelAtPoll);
+        QFETCH(bool, confirm);
+        QFETCH(int, result);
+        QFETCH(QString, tried);
+        QFETCH(QString, after);
+
+        SetFrameDelay(50);
+        const QStringList options = panel.split(' ');
+        SimProcess sim;
+        QVERIFY(sim.start(
+            QStringList{"--slave", options[0], "--speed", options[1], "--stop", options[2]} +
+            options.mid(3)));
+        ComCtrl line;
+        line.setPortName(sim.path());
+        line.setSettings(start);
+        line.open();
+        ScriptedUser user;
+        user.cancelAtPoll = cancelAtPoll;
+        user.confirmFound = confirm;
+        QCOMPARE(int(DetectK9120(line, std::int16_t(asked), autoSearch, &user)), result);
+
+        const QString request =
+            asked == 0 ? "41 7F 70"
+                       : QStringLiteral("%1 03 00 82 00 01").arg(asked, 2, 16, QChar('0'));
+        QStringList settingsTried;
+        for (const QString& frame : sim.heardFrames()) {
+            settingsTried << frame.section(' ', 1, 1);
+            QVERIFY2(frame.section(' ', 2).startsWith(request.toUpper()), qPrintable(frame));
+        }
+        QCOMPARE(settingsTried.join(' '), tried);
+        QCOMPARE(line.settings(), after);
+
+        // Progress only with automatic search, one step per probe; a find is always put to the
+        // user; the dialog is closed at the end.
+        QCOMPARE(user.events.filter("try").size(), autoSearch ? sim.heardFrames().size() : 0);
+        QCOMPARE(user.events.contains("show"), autoSearch);
+        QCOMPARE(user.polls > 0, autoSearch);
+        QCOMPARE(user.events.filter("found").size(), result != NothingFound ? 1 : 0);
+        QCOMPARE(user.events.last(), "close");
+        // The line itself, not only its text, is where the panel answered.
+        if (result != NothingFound) {
+            QList<std::int16_t> word(1);
+            QVERIFY(LitMots(line, std::uint8_t(options[0].toInt()), ProbeWordAddress, word));
+            QCOMPARE(int(word[0]), options[0].toInt());
+        }
+    }
+
+    void portThatCannotOpenIsReported()
+    {
+        ReportCapture report;
+        ComCtrl line;
+        line.setPortName(QStringLiteral("/nonexistent/k7310-no-such-port"));
+        ScriptedUser user;
+        QCOMPARE(DetectK9120(line, 1, true, &user), NothingFound);
+        QCOMPARE(report.messages.size(), 1);
+        QVERIFY(report.messages[0].contains("DetectK9120"));
+        QCOMPARE(user.polls, 0);
+        QCOMPARE(user.events.last(), "close");
+        QCOMPARE(line.settings(), QStringLiteral("9600,n,8,1"));
+    }
 };
-
-void TestDetectK9120::search_data()
-{
-    QTest::addColumn<QString>("panel"); // slave speed stops of the simulator, then options
-    QTest::addColumn<QString>("start"); // the line's settings when the search begins
-    QTest::addColumn<int>("asked");
-    QTest::addColumn<bool>("autoSearch");
-    QTest::addColumn<int>("cancelAtPoll");
-    QTest::addColumn<bool>("confirm");
-    QTest::addColumn<int>("result");
-    QTest::addColumn<QString>("tried");
-    QTest::addColumn<QString>("after");
-    const auto row = [](const char* name, const char* panel, const char* start, int asked,
-                        bool autoSearch, int cancelAtPoll, bool confirm, int result,
-                        const char* tried, const char* after) {
-        QTest::newRow(name) << QString(panel) << QString(start) << asked << autoSearch
-                            << cancelAtPoll << confirm << result << QString(tried)
-                            << QString(after);
-    };
-    // Slave 7 answers at 9600/1 but slave 3 is asked for: every combination fails (~18 s).
-    row("nothing answers: full order, settings back", "7 9600 1", "9600,n,8,1", 3, true, -1, true,
-        0, "9600/1 19200/1 19200/2 4800/1 4800/2 2400/1 2400/2 1200/1 1200/2", "9600,n,8,1");
-    row("found at the third combination, line left there", "5 19200 2", "9600,n,8,1", 5, true, -1,
-        true, 5, "9600/1 19200/1 19200/2", "19200,n,8,2");
-    row("slave 0 learns the number from the probe", "23 19200 1", "9600,n,8,1", 0, true, -1, true,
-        23, "9600/1 19200/1", "19200,n,8,1");
-    row("found, then cancelled: 255, line stays where it answered", "2 19200 1", "9600,n,8,1", 2,
-        true, -1, false, 255, "9600/1 19200/1", "19200,n,8,1");
-    row("cancel after two probes, settings back", "1 1200 2", "9600,n,8,1", 1, true, 3, true, 0,
-        "9600/1 19200/1", "9600,n,8,1");
-    row("no automatic search: one probe at other settings", "1 19200 1", "4800,n,8,2", 1, false, -1,
-        true, 0, "4800/2", "4800,n,8,2");
-    row("probe answer with a fifth byte is no answer", "9 4800 2 --fault extra-byte", "4800,n,8,2",
-        0, false, -1, true, 0, "4800/2", "4800,n,8,2");
-}
-
-void TestDetectK9120::search()
-{
-    QFETCH(QString, panel);
-    QFETCH(QString, start);
-    QFETCH(int, asked);
-    QFETCH(bool, autoSearch);
-    QFETCH(int, cancelAtPoll);
-    QFETCH(bool, confirm);
-    QFETCH(int, result);
-    QFETCH(QString, tried);
-    QFETCH(QString, after);
-
-    SetFrameDelay(50);
-    const QStringList options = panel.split(' ');
-    SimProcess sim;
-    QVERIFY(
-        sim.start(QStringList{"--slave", options[0], "--speed", options[1], "--stop", options[2]} +
-                  options.mid(3)));
-    ComCtrl line;
-    line.setPortName(sim.path());
-    line.setSettings(start);
-    line.open();
-    ScriptedUser user;
-    user.cancelAtPoll = cancelAtPoll;
-    user.confirmFound = confirm;
-    QCOMPARE(int(DetectK9120(line, std::int16_t(asked), autoSearch, &user)), result);
-
-    const QString request =
-        asked == 0 ? "41 7F 70" : QStringLiteral("%1 03 00 82 00 01").arg(asked, 2, 16, QChar('0'));
-    QStringList settingsTried;
-    for (const QString& frame : sim.heardFrames()) {
-        settingsTried << frame.section(' ', 1, 1);
-        QVERIFY2(frame.section(' ', 2).startsWith(request.toUpper()), qPrintable(frame));
-    }
-    QCOMPARE(settingsTried.join(' '), tried);
-    QCOMPARE(line.settings(), after);
-
-    // Progress only with automatic search, one step per probe; a find is always put to the
-    // user; the dialog is closed at the end.
-    QCOMPARE(user.events.filter("try").size(), autoSearch ? sim.heardFrames().size() : 0);
-    QCOMPARE(user.events.contains("show"), autoSearch);
-    QCOMPARE(user.polls > 0, autoSearch);
-    QCOMPARE(user.events.filter("found").size(), result != NothingFound ? 1 : 0);
-    QCOMPARE(user.events.last(), "close");
-    // The line itself, not only its text, is where the panel answered.
-    if (result != NothingFound) {
-        QList<std::int16_t> word(1);
-        QVERIFY(LitMots(line, std::uint8_t(options[0].toInt()), ProbeWordAddress, word));
-        QCOMPARE(int(word[0]), options[0].toInt());
-    }
-}
-
-void TestDetectK9120::portThatCannotOpenIsReported()
-{
-    ReportCapture report;
-    ComCtrl line;
-    line.setPortName(QStringLiteral("/nonexistent/k7310-no-such-port"));
-    ScriptedUser user;
-    QCOMPARE(DetectK9120(line, 1, true, &user), NothingFound);
-    QCOMPARE(report.messages.size(), 1);
-    QVERIFY(report.messages[0].contains("DetectK9120"));
-    QCOMPARE(user.polls, 0);
-    QCOMPARE(user.events.last(), "close");
-    QCOMPARE(line.settings(), QStringLiteral("9600,n,8,1"));
-}
 
 QTEST_GUILESS_MAIN(TestDetectK9120)
 #include "tst_detectk9120.moc"

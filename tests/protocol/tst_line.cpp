@@ -129,26 +129,25 @@ private slots:
         ComCtrl line;
         QCOMPARE(line.settings(), QStringLiteral("9600,n,8,1"));
         // Field by field, on the closed line and then on the open one.
-        QVERIFY(SetCommParity(line, QStringLiteral("e")));
-        QVERIFY(SetCommBauds(line, 19200));
-        QVERIFY(SetCommStops(line, 2));
-        QCOMPARE(line.settings(), QStringLiteral("19200,e,8,2"));
-        QCOMPARE(GetCommParity(line), QStringLiteral("e"));
+        // Braced lists run the setters in order.
+        QCOMPARE((QList<bool>{SetCommParity(line, QStringLiteral("e")), SetCommBauds(line, 19200),
+                              SetCommStops(line, 2)}),
+                 QList<bool>(3, true));
+        QCOMPARE(line.settings() + ' ' + GetCommParity(line), QStringLiteral("19200,e,8,2 e"));
         QVERIFY(SetCommParity(line, QStringLiteral("n"))); // a pty takes no parity
         line.setPortName(pty.slavePath());
         line.open();
         QCOMPARE(onTheDevice(), QStringLiteral("%1/2").arg(B19200));
-        QVERIFY(SetCommBauds(line, 4800));
-        QVERIFY(SetCommStops(line, 1));
-        QCOMPARE(line.settings(), QStringLiteral("4800,n,8,1"));
-        QCOMPARE(GetCommBauds(line), 4800);
-        QCOMPARE(GetCommStops(line), std::int16_t(1));
-        QCOMPARE(onTheDevice(), QStringLiteral("%1/1").arg(B4800));
+        QCOMPARE((QList<bool>{SetCommBauds(line, 4800), SetCommStops(line, 1)}),
+                 QList<bool>(2, true));
+        QCOMPARE((QStringList{line.settings(), QString::number(GetCommBauds(line)),
+                              QString::number(GetCommStops(line)), onTheDevice()}),
+                 (QStringList{"4800,n,8,1", "4800", "1", QStringLiteral("%1/1").arg(B4800)}));
 
         // A field the port cannot take is refused and reported; the text stays.
-        QVERIFY(!SetCommStops(line, 3));
-        QVERIFY(!SetCommParity(line, QStringLiteral("x")));
-        QVERIFY(!SetCommBauds(line, 0));
+        QCOMPARE((QList<bool>{SetCommStops(line, 3), SetCommParity(line, QStringLiteral("x")),
+                              SetCommBauds(line, 0)}),
+                 QList<bool>(3, false));
         QCOMPARE(line.settings(), QStringLiteral("4800,n,8,1"));
         QCOMPARE(report.faults(),
                  (QStringList{"8015 SetCommStops", "8015 SetCommParity", "8015 SetCommBauds"}));
@@ -179,44 +178,46 @@ private slots:
 
     void rtsCycle_data()
     {
+        using Step = ComCtrl::LineStep;
         QTest::addColumn<bool>("handshake");
-        QTest::newRow("handshake on: drained, RTS delay, RTS off, then the wait") << true;
-        QTest::newRow("handshake off: no RTS wait") << false;
+        QTest::addColumn<QList<Step>>("steps");
+        QTest::newRow("handshake on: drained, RTS delay, RTS off, then the wait")
+            << true << QList<Step>{Step::RtsOn,   Step::BuffersCleared, Step::Written,
+                                   Step::Drained, Step::RtsOff,         Step::AnswerWait};
+        QTest::newRow("handshake off: no RTS wait")
+            << false
+            << QList<Step>{Step::RtsOn, Step::BuffersCleared, Step::Written, Step::AnswerWait};
     }
 
     void rtsCycle()
     {
-        QFETCH(bool, handshake);
         using Step = ComCtrl::LineStep;
+        QFETCH(bool, handshake);
+        QFETCH(QList<Step>, steps);
         constexpr qint64 DelayNs = 40'000'000;
         SetRtsHandshake(handshake);
         SetRtsDelay(int(DelayNs / 1'000'000));
         ScriptedLine rig([](const QByteArray& request) { return FakeSlave::Reply{request}; });
-        QList<Step> steps;
+        QList<Step> taken;
         QList<qint64> times;
         QElapsedTimer clock;
         clock.start();
         rig.line.setStepHook([&](Step step) {
-            steps.append(step);
+            taken.append(step);
             times.append(clock.nsecsElapsed());
         });
         QVERIFY(EcritMots(rig.line, 1, 2, 9));
 
         const auto time = [&](Step step) {
-            return times[steps.indexOf(step)];
+            return times[taken.indexOf(step)];
         };
         QVERIFY(!rig.line.hasRts()); // a pty has no RTS: the failed requests were ignored
-        if (handshake) {
-            QCOMPARE(steps, (QList<Step>{Step::RtsOn, Step::BuffersCleared, Step::Written,
-                                         Step::Drained, Step::RtsOff, Step::AnswerWait}));
+        QCOMPARE(taken, steps);
+        QCOMPARE(rig.line.rts(), !handshake); // without handshake it stays on afterwards
+        if (handshake)
             QVERIFY(time(Step::RtsOff) - time(Step::Drained) >= DelayNs);
-            QVERIFY(!rig.line.rts());
-        } else {
-            QCOMPARE(steps, (QList<Step>{Step::RtsOn, Step::BuffersCleared, Step::Written,
-                                         Step::AnswerWait}));
+        else
             QVERIFY(time(Step::AnswerWait) - time(Step::Written) < DelayNs / 2);
-            QVERIFY(rig.line.rts()); // stays on after the transaction
-        }
     }
 
     void transaction_data()

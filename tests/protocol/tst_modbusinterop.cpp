@@ -115,9 +115,8 @@ private slots:
         } else if (operation == "write several") {
             const QByteArray request = FrameToSend(Slave, 16, 20, 3, QList<int>{1, -1, 0x7FFF});
             QCOMPARE(FrameReceived(line, request, 1.0f), WithCrc(request.left(6)));
-            QCOMPARE(server.reg(20), std::uint16_t(1));
-            QCOMPARE(server.reg(21), std::uint16_t(0xFFFF));
-            QCOMPARE(server.reg(22), std::uint16_t(0x7FFF));
+            QCOMPARE((QList<int>{server.reg(20), server.reg(21), server.reg(22)}),
+                     (QList<int>{1, 0xFFFF, 0x7FFF}));
         } else {
             // Beyond the server's registers: illegal data address.
             const QByteArray request = FrameToSend(Slave, 3, 190, 20);

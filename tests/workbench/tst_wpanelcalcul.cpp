@@ -18,26 +18,210 @@ class TestPanelCalcul : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void init();
-    void cleanup();
-    void crcOfTypedBytes_data();
-    void crcOfTypedBytes();
-    void crcRefusesByteOutOfRange_data();
-    void crcRefusesByteOutOfRange();
-    void editingAByteClearsTheResults();
-    void converterTyping_data();
-    void converterTyping();
-    void enteringABoxSelectsItsText_data();
-    void enteringABoxSelectsItsText();
-    void everyCaptionHasAText_data();
-    void everyCaptionHasAText();
+    void initTestCase()
+    {
+        QString detail;
+        QCOMPARE(DataFunctions7310::OpenDataFile(K7310_BIN_DIR "/k7310console.dat", &detail), 0);
+    }
+
+    void init()
+    {
+        m_window = new wPanelCalcul;
+        m_window->show();
+        QApplication::setActiveWindow(m_window);
+        QVERIFY(QTest::qWaitForWindowActive(m_window));
+    }
+
+    void cleanup()
+    {
+        delete m_window;
+        m_window = nullptr;
+    }
+
+    void crcOfTypedBytes_data()
+    {
+        QTest::addColumn<QStringList>("bytes"); // box i gets bytes[i]
+        QTest::addColumn<QStringList>("results");
+        QTest::addColumn<QString>("frame");
+
+        QTest::newRow("empty boxes are skipped")
+            << QStringList{"", "1", "", "3", "0", "0", "", "0", "1"}
+            << QStringList{"2692", "0A 84", "0000 1010 1000 0100", "84 0A", "84", "0A", "132", "10"}
+            << "01 03 00 00 00 01 84 0A";
+        QTest::newRow("high bit set reads unsigned")
+            << QStringList{"17", "3", "0", "107", "0", "3"}
+            << QStringList{"34678", "87 76", "1000 0111 0111 0110", "76 87", "76", "87",
+                           "118",   "135"}
+            << "11 03 00 6B 00 03 76 87";
+        QTest::newRow("no bytes at all")
+            << QStringList{}
+            << QStringList{"65535", "FF FF", "1111 1111 1111 1111", "FF FF", "FF", "FF",
+                           "255",   "255"}
+            << "FF FF";
+    }
+
+    void crcOfTypedBytes()
+    {
+        QFETCH(QStringList, bytes);
+        QFETCH(QStringList, results);
+        QFETCH(QString, frame);
+        for (int i = 0; i < bytes.size(); ++i)
+            QTest::keyClicks(crcByte(i), bytes[i]);
+        compute();
+        QCOMPARE(crcResults(), results);
+        QCOMPARE(box("txtFrame")->text(), frame);
+    }
+
+    void crcRefusesByteOutOfRange_data()
+    {
+        QTest::addColumn<int>("badBox");
+        QTest::addColumn<QString>("badValue");
+
+        QTest::newRow("256 in a later box") << 3 << "256";
+        QTest::newRow("negative in the first box") << 0 << "-1";
+    }
+
+    void crcRefusesByteOutOfRange()
+    {
+        QFETCH(int, badBox);
+        QFETCH(QString, badValue);
+        for (int i = 0; i <= badBox; ++i)
+            QTest::keyClicks(crcByte(i), i == badBox ? badValue : QStringLiteral("1"));
+        compute();
+        QVERIFY(crcByte(badBox)->hasFocus());
+        QCOMPARE(crcByte(badBox)->selectedText(), badValue);
+        QCOMPARE(box("txtFrame")->text(), QString());
+        QCOMPARE(crcResults(), QStringList(wPanelCalcul::CrcResultBoxes, QString()));
+    }
+
+    void editingAByteClearsTheResults()
+    {
+        QTest::keyClicks(crcByte(0), "1");
+        compute();
+        QVERIFY(!crcResults().constFirst().isEmpty());
+        QTest::keyClick(crcByte(5), Qt::Key_7);
+        QCOMPARE(box("txtFrame")->text(), QString());
+        QCOMPARE(crcResults(), QStringList(wPanelCalcul::CrcResultBoxes, QString()));
+    }
+
+    void converterTyping_data()
+    {
+        QTest::addColumn<int>("typedBox");
+        QTest::addColumn<QString>("keys");
+        QTest::addColumn<bool>("unsignedForm");
+        QTest::addColumn<bool>("toggled");      // the unsigned box flipped after typing
+        QTest::addColumn<QStringList>("shown"); // decimal, hexadecimal, binary afterwards
+
+        QTest::newRow("65535 unsigned") << 0 << "65535" << true << false
+                                        << QStringList{"65535", "FF FF", "1111 1111 1111 1111"};
+        QTest::newRow("65535 signed beeps and keeps the last word")
+            << 0 << "65535" << false << false << QStringList{"65535", "19 99", "1 1001 1001 1001"};
+        QTest::newRow("-1 signed")
+            << 0 << "-1" << false << false << QStringList{"-1", "FF FF", "1111 1111 1111 1111"};
+        QTest::newRow("minus dropped when unsigned")
+            << 0 << "-12" << true << false << QStringList{"12", "00 0C", "1100"};
+        QTest::newRow("hex lower case, signed")
+            << 1 << "ff ff" << false << false << QStringList{"-1", "FF FF", "1111 1111 1111 1111"};
+        QTest::newRow("hex unsigned, junk dropped")
+            << 1 << "8g0-00" << true << false
+            << QStringList{"32768", "8000", "1000 0000 0000 0000"};
+        QTest::newRow("binary ignores the digit 2")
+            << 2 << "1021" << false << false << QStringList{"5", "00 05", "101"};
+        QTest::newRow("binary sixteen digits signed")
+            << 2 << "1000000000000000" << false << false
+            << QStringList{"-32768", "80 00", "1000000000000000"};
+        QTest::newRow("unsigned box rewrites the decimal box")
+            << 1 << "FFFE" << false << true << QStringList{"65534", "FFFE", "1111 1111 1111 1110"};
+    }
+
+    void converterTyping()
+    {
+        QFETCH(int, typedBox);
+        QFETCH(QString, keys);
+        QFETCH(bool, unsignedForm);
+        QFETCH(bool, toggled);
+        QFETCH(QStringList, shown);
+        unsignedBox()->setChecked(unsignedForm);
+        QTest::keyClicks(convert(typedBox), keys);
+        unsignedBox()->setChecked(unsignedForm != toggled);
+        QCOMPARE(texts(QStringLiteral("txtConvert_"), 3), shown);
+    }
+
+    void enteringABoxSelectsItsText_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::newRow("CRC byte") << "txtCrcFrame_2";
+        QTest::newRow("decimal") << "txtConvert_0";
+    }
+
+    void enteringABoxSelectsItsText()
+    {
+        QFETCH(QString, name);
+        box(name)->setText("101");
+        box(name)->setFocus(Qt::TabFocusReason);
+        QTRY_COMPARE(box(name)->selectedText(), "101");
+    }
+
+    void everyCaptionHasAText_data()
+    {
+        QTest::addColumn<QString>("language");
+        QTest::addColumn<bool>("frameBuilder");
+        for (const QString& language : DataFunctions7310::LanguageColumns()) {
+            QTest::addRow("calculator, %s", qPrintable(language)) << language << false;
+            QTest::addRow("frame builder, %s", qPrintable(language)) << language << true;
+        }
+    }
+
+    void everyCaptionHasAText()
+    {
+        QFETCH(QString, language);
+        QFETCH(bool, frameBuilder);
+        DataFunctions7310::SetCurrentLanguage(language);
+        ComCtrl closedPort;
+        std::unique_ptr<ChildWindow> window;
+        if (frameBuilder)
+            window = std::make_unique<wPanelFrame>(closedPort);
+        else
+            window = std::make_unique<wPanelCalcul>();
+        DataFunctions7310::SetCurrentLanguage(QString());
+
+        QStringList captions{window->windowTitle()};
+        for (QWidget* control : window->findChildren<QWidget*>()) {
+            if (Tags::Of(control) == 0)
+                continue;
+            if (auto* label = qobject_cast<QLabel*>(control))
+                captions << label->text();
+            else if (auto* button = qobject_cast<QAbstractButton*>(control))
+                captions << button->text();
+            else if (auto* group = qobject_cast<QGroupBox*>(control))
+                captions << group->title();
+            else if (auto* list = qobject_cast<QComboBox*>(control)) {
+                for (int i = 0; i < list->count(); ++i)
+                    captions << list->itemText(i);
+            }
+        }
+        for (auto* grid : window->findChildren<ZrbGrid*>())
+            captions << grid->textMatrix(0, 0) << grid->textMatrix(0, 1);
+        for (const QString& caption : std::as_const(captions))
+            QVERIFY2(!caption.isEmpty() && !caption.startsWith('#'), qPrintable(caption));
+    }
 
 private:
     QLineEdit* box(const QString& name) const { return m_window->findChild<QLineEdit*>(name); }
     QLineEdit* crcByte(int i) const { return box(QStringLiteral("txtCrcFrame_%1").arg(i)); }
-    QLineEdit* crcResult(int i) const { return box(QStringLiteral("txtCrcResult_%1").arg(i)); }
     QLineEdit* convert(int i) const { return box(QStringLiteral("txtConvert_%1").arg(i)); }
+    // The texts of the boxes "<prefix>0" to "<prefix><count - 1>".
+    QStringList texts(const QString& prefix, int count) const
+    {
+        QStringList shown;
+        for (int i = 0; i < count; ++i)
+            shown << box(prefix + QString::number(i))->text();
+        return shown;
+    }
+    QStringList crcResults() const
+    {
+        return texts(QStringLiteral("txtCrcResult_"), wPanelCalcul::CrcResultBoxes);
+    }
     QCheckBox* unsignedBox() const
     {
         return m_window->findChild<QCheckBox*>(QStringLiteral("chkConvertUnsigned"));
@@ -50,195 +234,6 @@ private:
 
     wPanelCalcul* m_window = nullptr;
 };
-
-void TestPanelCalcul::initTestCase()
-{
-    QString detail;
-    QCOMPARE(DataFunctions7310::OpenDataFile(K7310_BIN_DIR "/k7310console.dat", &detail), 0);
-}
-
-void TestPanelCalcul::init()
-{
-    m_window = new wPanelCalcul;
-    m_window->show();
-    QApplication::setActiveWindow(m_window);
-    QVERIFY(QTest::qWaitForWindowActive(m_window));
-}
-
-void TestPanelCalcul::cleanup()
-{
-    delete m_window;
-    m_window = nullptr;
-}
-
-void TestPanelCalcul::crcOfTypedBytes_data()
-{
-    QTest::addColumn<QStringList>("bytes"); // box i gets bytes[i]
-    QTest::addColumn<QStringList>("results");
-    QTest::addColumn<QString>("frame");
-
-    QTest::newRow("empty boxes are skipped")
-        << QStringList{"", "1", "", "3", "0", "0", "", "0", "1"}
-        << QStringList{"2692", "0A 84", "0000 1010 1000 0100", "84 0A", "84", "0A", "132", "10"}
-        << "01 03 00 00 00 01 84 0A";
-    QTest::newRow("high bit set reads unsigned")
-        << QStringList{"17", "3", "0", "107", "0", "3"}
-        << QStringList{"34678", "87 76", "1000 0111 0111 0110", "76 87", "76", "87", "118", "135"}
-        << "11 03 00 6B 00 03 76 87";
-    QTest::newRow("no bytes at all")
-        << QStringList{}
-        << QStringList{"65535", "FF FF", "1111 1111 1111 1111", "FF FF", "FF", "FF", "255", "255"}
-        << "FF FF";
-}
-
-void TestPanelCalcul::crcOfTypedBytes()
-{
-    QFETCH(QStringList, bytes);
-    QFETCH(QStringList, results);
-    QFETCH(QString, frame);
-    for (int i = 0; i < bytes.size(); ++i)
-        QTest::keyClicks(crcByte(i), bytes[i]);
-    compute();
-    for (int i = 0; i < results.size(); ++i)
-        QCOMPARE(crcResult(i)->text(), results[i]);
-    QCOMPARE(box("txtFrame")->text(), frame);
-}
-
-void TestPanelCalcul::crcRefusesByteOutOfRange_data()
-{
-    QTest::addColumn<int>("badBox");
-    QTest::addColumn<QString>("badValue");
-
-    QTest::newRow("256 in a later box") << 3 << "256";
-    QTest::newRow("negative in the first box") << 0 << "-1";
-}
-
-void TestPanelCalcul::crcRefusesByteOutOfRange()
-{
-    QFETCH(int, badBox);
-    QFETCH(QString, badValue);
-    for (int i = 0; i <= badBox; ++i)
-        QTest::keyClicks(crcByte(i), i == badBox ? badValue : QStringLiteral("1"));
-    compute();
-    QVERIFY(crcByte(badBox)->hasFocus());
-    QCOMPARE(crcByte(badBox)->selectedText(), badValue);
-    QCOMPARE(box("txtFrame")->text(), QString());
-    for (int i = 0; i < wPanelCalcul::CrcResultBoxes; ++i)
-        QCOMPARE(crcResult(i)->text(), QString());
-}
-
-void TestPanelCalcul::editingAByteClearsTheResults()
-{
-    QTest::keyClicks(crcByte(0), "1");
-    compute();
-    QVERIFY(!crcResult(0)->text().isEmpty());
-    QTest::keyClick(crcByte(5), Qt::Key_7);
-    QCOMPARE(box("txtFrame")->text(), QString());
-    for (int i = 0; i < wPanelCalcul::CrcResultBoxes; ++i)
-        QCOMPARE(crcResult(i)->text(), QString());
-}
-
-void TestPanelCalcul::converterTyping_data()
-{
-    QTest::addColumn<int>("typedBox");
-    QTest::addColumn<QString>("keys");
-    QTest::addColumn<bool>("unsignedForm");
-    QTest::addColumn<bool>("toggled");      // the unsigned box flipped after typing
-    QTest::addColumn<QStringList>("shown"); // decimal, hexadecimal, binary afterwards
-
-    QTest::newRow("65535 unsigned")
-        << 0 << "65535" << true << false << QStringList{"65535", "FF FF", "1111 1111 1111 1111"};
-    QTest::newRow("65535 signed beeps and keeps the last word")
-        << 0 << "65535" << false << false << QStringList{"65535", "19 99", "1 1001 1001 1001"};
-    QTest::newRow("-1 signed") << 0 << "-1" << false << false
-                               << QStringList{"-1", "FF FF", "1111 1111 1111 1111"};
-    QTest::newRow("minus dropped when unsigned")
-        << 0 << "-12" << true << false << QStringList{"12", "00 0C", "1100"};
-    QTest::newRow("hex lower case, signed")
-        << 1 << "ff ff" << false << false << QStringList{"-1", "FF FF", "1111 1111 1111 1111"};
-    QTest::newRow("hex unsigned, junk dropped")
-        << 1 << "8g0-00" << true << false << QStringList{"32768", "8000", "1000 0000 0000 0000"};
-    QTest::newRow("binary ignores the digit 2")
-        << 2 << "1021" << false << false << QStringList{"5", "00 05", "101"};
-    QTest::newRow("binary sixteen digits signed")
-        << 2 << "1000000000000000" << false << false
-        << QStringList{"-32768", "80 00", "1000000000000000"};
-    QTest::newRow("unsigned box rewrites the decimal box")
-        << 1 << "FFFE" << false << true << QStringList{"65534", "FFFE", "1111 1111 1111 1110"};
-}
-
-void TestPanelCalcul::converterTyping()
-{
-    QFETCH(int, typedBox);
-    QFETCH(QString, keys);
-    QFETCH(bool, unsignedForm);
-    QFETCH(bool, toggled);
-    QFETCH(QStringList, shown);
-    unsignedBox()->setChecked(unsignedForm);
-    QTest::keyClicks(convert(typedBox), keys);
-    unsignedBox()->setChecked(unsignedForm != toggled);
-    for (int i = 0; i < 3; ++i)
-        QCOMPARE(convert(i)->text(), shown[i]);
-}
-
-void TestPanelCalcul::enteringABoxSelectsItsText_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::newRow("CRC byte") << "txtCrcFrame_2";
-    QTest::newRow("decimal") << "txtConvert_0";
-}
-
-void TestPanelCalcul::enteringABoxSelectsItsText()
-{
-    QFETCH(QString, name);
-    box(name)->setText("101");
-    box(name)->setFocus(Qt::TabFocusReason);
-    QTRY_COMPARE(box(name)->selectedText(), "101");
-}
-
-void TestPanelCalcul::everyCaptionHasAText_data()
-{
-    QTest::addColumn<QString>("language");
-    QTest::addColumn<bool>("frameBuilder");
-    for (const QString& language : DataFunctions7310::LanguageColumns()) {
-        QTest::addRow("calculator, %s", qPrintable(language)) << language << false;
-        QTest::addRow("frame builder, %s", qPrintable(language)) << language << true;
-    }
-}
-
-void TestPanelCalcul::everyCaptionHasAText()
-{
-    QFETCH(QString, language);
-    QFETCH(bool, frameBuilder);
-    DataFunctions7310::SetCurrentLanguage(language);
-    ComCtrl closedPort;
-    std::unique_ptr<ChildWindow> window;
-    if (frameBuilder)
-        window = std::make_unique<wPanelFrame>(closedPort);
-    else
-        window = std::make_unique<wPanelCalcul>();
-    DataFunctions7310::SetCurrentLanguage(QString());
-
-    QStringList captions{window->windowTitle()};
-    for (QWidget* control : window->findChildren<QWidget*>()) {
-        if (Tags::Of(control) == 0)
-            continue;
-        if (auto* label = qobject_cast<QLabel*>(control))
-            captions << label->text();
-        else if (auto* button = qobject_cast<QAbstractButton*>(control))
-            captions << button->text();
-        else if (auto* group = qobject_cast<QGroupBox*>(control))
-            captions << group->title();
-        else if (auto* list = qobject_cast<QComboBox*>(control)) {
-            for (int i = 0; i < list->count(); ++i)
-                captions << list->itemText(i);
-        }
-    }
-    for (auto* grid : window->findChildren<ZrbGrid*>())
-        captions << grid->textMatrix(0, 0) << grid->textMatrix(0, 1);
-    for (const QString& caption : std::as_const(captions))
-        QVERIFY2(!caption.isEmpty() && !caption.startsWith('#'), qPrintable(caption));
-}
 
 QTEST_MAIN(TestPanelCalcul)
 #include "tst_wpanelcalcul.moc"

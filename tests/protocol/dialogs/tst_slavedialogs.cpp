@@ -41,178 +41,166 @@ class TestSlaveDialogs : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void init();
-    void askSlave_data();
-    void askSlave();
-    void askHelpButtonAndF1();
-    void searchFoundWaitsForUser_data();
-    void searchFoundWaitsForUser();
-    void searchCancelledDuringProbe();
+    void initTestCase()
+    {
+        QCOMPARE(DataFunctions7310::OpenDataFile(K7310_BIN_DIR "/k7310console.dat"), 0);
+        m_ini = m_dir.filePath(QStringLiteral("k7310console.ini"));
+        ZRBfonctions::SetIniFileName(m_ini);
+    }
+
+    void init()
+    {
+        QFile::remove(m_ini);
+        HelpHook::Set({});
+    }
+
+    void askSlave_data()
+    {
+        QTest::addColumn<QByteArray>("file");
+        QTest::addColumn<QString>("openPort");
+        QTest::addColumn<QString>("preset"); // slave text and search box: "1 on"
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<int>("key"); // Return presses the default button, OK
+        QTest::addColumn<bool>("accepted");
+        const QByteArray stored("[General]\nLanguage=English\n\n[Communication]\nLastSlave=12\n"
+                                "AutoSearch=0\n");
+        const int ok = Qt::Key_Return;
+        const auto row = [](const char* name, const QByteArray& file, const char* port,
+                            const char* preset, const char* typed, int key, bool accepted) {
+            QTest::newRow(name) << file << QString(port) << QString(preset) << QString(typed) << key
+                                << accepted;
+        };
+        row("no settings file; 0 asks the search for the number", {}, "1", "1 on", "0", ok, true);
+        row("stored slave, search off; 64 is the last slave", stored, "3", "12 off", "64", ok,
+            true);
+        row("device path of the open port offered; 65 beeps", "[Communication]\nLastSlave=0\n",
+            "/dev/pts/9", "0 on", "65", ok, false);
+        row("fraction beeps", stored, "2", "12 off", "1.5", ok, false);
+        row("Escape is Cancel", stored, "2", "12 off", "17", Qt::Key_Escape, false);
+    }
+
+    void askSlave()
+    {
+        QFETCH(QByteArray, file);
+        QFETCH(QString, openPort);
+        QFETCH(QString, preset);
+        QFETCH(QString, typed);
+        QFETCH(int, key);
+        QFETCH(bool, accepted);
+        if (!file.isEmpty()) {
+            QFile ini(m_ini);
+            QVERIFY(ini.open(QIODevice::WriteOnly) && ini.write(file) == file.size());
+        }
+        const QByteArray before = readFile(m_ini);
+        wAskSlave dialog(openPort);
+        dialog.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+        const bool autoSearch = dialog.autoSearchBox()->isChecked();
+        QCOMPARE(dialog.slaveBox()->text() + (autoSearch ? " on" : " off"), preset);
+        QCOMPARE(dialog.windowTitle(), DataFunctions7310::GetText(TextId::AskSlaveTitle));
+        // The numbered ports are always there; the open port is selected, never listed twice.
+        QCOMPARE(dialog.portList()->itemText(15), QStringLiteral("16"));
+        QCOMPARE(dialog.portList()->findText(openPort), dialog.portList()->currentIndex());
+
+        dialog.portList()->setEditText(QStringLiteral("/dev/pts/42")); // typed over the list
+        dialog.autoSearchBox()->setChecked(!autoSearch);
+        dialog.slaveBox()->clear();
+        QTest::keyClicks(dialog.slaveBox(), typed);
+        QTest::keyClick(dialog.slaveBox(), Qt::Key(key));
+        QCOMPARE(dialog.Result(), accepted);
+        // A refused slave keeps the dialog open; Cancel closes it; neither writes anything.
+        QCOMPARE(dialog.isVisible(), !accepted && key == Qt::Key_Return);
+        QCOMPARE(readFile(m_ini) == before, !accepted);
+        if (!accepted)
+            return;
+        const auto stored = [](const char* name) {
+            return ZRBfonctions::GetIniParam("Communication", QLatin1String(name), "<none>");
+        };
+        QCOMPARE(stored("LastSlave"), typed);
+        QCOMPARE(stored("AutoSearch"), autoSearch ? "0" : "1");
+        QCOMPARE(stored("Port"), QStringLiteral("/dev/pts/42"));
+        QCOMPARE(int(dialog.slave()), typed.toInt());
+        if (file.contains("Language"))
+            QCOMPARE(ZRBfonctions::GetIniParam("General", "Language", {}),
+                     QStringLiteral("English"));
+    }
+
+    void askHelpButtonAndF1()
+    {
+        QList<int> asked;
+        HelpHook::Set([&](QWidget* caller, int contextId) {
+            QCOMPARE(caller->objectName(), QStringLiteral("wAskSlave"));
+            asked << contextId;
+        });
+        wAskSlave dialog(QStringLiteral("1"));
+        dialog.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+        dialog.button(wAskSlave::Help)->click();
+        QTest::keyClick(dialog.slaveBox(), Qt::Key_F1);
+        QCOMPARE(asked, (QList<int>{TextId::AskSlaveTitle, TextId::AskSlaveTitle}));
+        QVERIFY(dialog.isVisible());
+        QVERIFY(!QFile::exists(m_ini));
+    }
+
+    void searchFoundWaitsForUser_data()
+    {
+        QTest::addColumn<QString>("button");
+        QTest::addColumn<bool>("confirmed");
+        QTest::newRow("OK takes the panel") << "cmdOk" << true;
+        QTest::newRow("Cancel leaves it") << "cmdCancel" << false;
+    }
+
+    void searchFoundWaitsForUser()
+    {
+        QFETCH(QString, button);
+        QFETCH(bool, confirmed);
+
+        wSearchSlave dialog;
+        SearchObserver& observer = dialog;
+        observer.show();
+        observer.progress(0, 4800, 2);
+        QCOMPARE(dialog.module()->text(), QStringLiteral("?"));
+        QCOMPARE(dialog.speed()->text() + '/' + dialog.stops()->text(), QStringLiteral("4800/2"));
+        QVERIFY(!dialog.okButton()->isEnabled()); // nothing to confirm yet
+
+        // Once the modal wait is up, look at the dialog as the user does, then click.
+        QStringList seen;
+        std::function<void()> user = [&] {
+            if (!QApplication::activeModalWidget())
+                return QTimer::singleShot(20, user);
+            seen << dialog.module()->text() << dialog.message()->text();
+            seen << (dialog.okButton()->isEnabled() ? "enabled" : "disabled");
+            seen << (dialog.focusWidget() == dialog.okButton() ? "focus" : "no focus");
+            dialog.findChild<QPushButton*>(button)->click();
+        };
+        QTimer::singleShot(20, user);
+        QCOMPARE(observer.found(23), confirmed);
+        QCOMPARE(seen, (QStringList{"23", DataFunctions7310::GetText(TextId::SearchFound),
+                                    "enabled", "focus"}));
+        QCOMPARE(dialog.property("Result").toBool(), confirmed);
+    }
+
+    void searchCancelledDuringProbe()
+    {
+        // Nothing answers on this line. The click is queued while the first probe blocks; the
+        // search lets it run before the second probe and stops there.
+        PtyPair pty;
+        QVERIFY(pty.ok());
+        ComCtrl line;
+        line.setPortName(pty.slavePath());
+        line.open();
+        wSearchSlave dialog;
+        QTimer::singleShot(100, &dialog, [&dialog] { dialog.cancelButton()->click(); });
+        QCOMPARE(DetectK9120(line, 1, true, &dialog), NothingFound);
+        QCOMPARE(pty.readMaster(64, 200), ReadWordsRequest(1, 130, 1));
+        QCOMPARE(line.settings(), QStringLiteral("9600,n,8,1"));
+        QVERIFY(!dialog.isVisible());
+    }
 
 private:
     QTemporaryDir m_dir;
     QString m_ini;
 };
-
-void TestSlaveDialogs::initTestCase()
-{
-    QCOMPARE(DataFunctions7310::OpenDataFile(K7310_BIN_DIR "/k7310console.dat"), 0);
-    m_ini = m_dir.filePath(QStringLiteral("k7310console.ini"));
-    ZRBfonctions::SetIniFileName(m_ini);
-}
-
-void TestSlaveDialogs::init()
-{
-    QFile::remove(m_ini);
-    HelpHook::Set({});
-}
-
-void TestSlaveDialogs::askSlave_data()
-{
-    QTest::addColumn<QByteArray>("file");
-    QTest::addColumn<QString>("openPort");
-    QTest::addColumn<QString>("preset"); // slave text and search box: "1 on"
-    QTest::addColumn<QString>("typed");
-    QTest::addColumn<int>("key"); // Return presses the default button, OK
-    QTest::addColumn<bool>("accepted");
-    const QByteArray stored("[General]\nLanguage=English\n\n[Communication]\nLastSlave=12\n"
-                            "AutoSearch=0\n");
-    const int ok = Qt::Key_Return;
-    QTest::newRow("no settings file; 0 asks the search for the number") << QByteArray() << "1"
-                                                                        << "1 on"
-                                                                        << "0" << ok << true;
-    QTest::newRow("stored slave, search off; 64 is the last slave") << stored << "3"
-                                                                    << "12 off"
-                                                                    << "64" << ok << true;
-    QTest::newRow("device path of the open port offered; 65 beeps")
-        << QByteArray("[Communication]\nLastSlave=0\n") << "/dev/pts/9"
-        << "0 on"
-        << "65" << ok << false;
-    QTest::newRow("fraction beeps") << stored << "2"
-                                    << "12 off"
-                                    << "1.5" << ok << false;
-    QTest::newRow("Escape is Cancel") << stored << "2"
-                                      << "12 off"
-                                      << "17" << int(Qt::Key_Escape) << false;
-}
-
-void TestSlaveDialogs::askSlave()
-{
-    QFETCH(QByteArray, file);
-    QFETCH(QString, openPort);
-    QFETCH(QString, preset);
-    QFETCH(QString, typed);
-    QFETCH(int, key);
-    QFETCH(bool, accepted);
-    if (!file.isEmpty()) {
-        QFile ini(m_ini);
-        QVERIFY(ini.open(QIODevice::WriteOnly) && ini.write(file) == file.size());
-    }
-    const QByteArray before = readFile(m_ini);
-    wAskSlave dialog(openPort);
-    dialog.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
-    const bool autoSearch = dialog.autoSearchBox()->isChecked();
-    QCOMPARE(dialog.slaveBox()->text() + (autoSearch ? " on" : " off"), preset);
-    QCOMPARE(dialog.windowTitle(), DataFunctions7310::GetText(TextId::AskSlaveTitle));
-    // The numbered ports are always there; the open port is selected, never listed twice.
-    QCOMPARE(dialog.portList()->itemText(15), QStringLiteral("16"));
-    QCOMPARE(dialog.portList()->findText(openPort), dialog.portList()->currentIndex());
-
-    dialog.portList()->setEditText(QStringLiteral("/dev/pts/42")); // typed over the list
-    dialog.autoSearchBox()->setChecked(!autoSearch);
-    dialog.slaveBox()->clear();
-    QTest::keyClicks(dialog.slaveBox(), typed);
-    QTest::keyClick(dialog.slaveBox(), Qt::Key(key));
-    QCOMPARE(dialog.Result(), accepted);
-    // A refused slave keeps the dialog open; Cancel closes it; neither writes anything.
-    QCOMPARE(dialog.isVisible(), !accepted && key == Qt::Key_Return);
-    QCOMPARE(readFile(m_ini) == before, !accepted);
-    if (!accepted)
-        return;
-    const auto stored = [](const char* name) {
-        return ZRBfonctions::GetIniParam("Communication", QLatin1String(name), "<none>");
-    };
-    QCOMPARE(stored("LastSlave"), typed);
-    QCOMPARE(stored("AutoSearch"), autoSearch ? "0" : "1");
-    QCOMPARE(stored("Port"), QStringLiteral("/dev/pts/42"));
-    QCOMPARE(int(dialog.slave()), typed.toInt());
-    if (file.contains("Language"))
-        QCOMPARE(ZRBfonctions::GetIniParam("General", "Language", {}), QStringLiteral("English"));
-}
-
-void TestSlaveDialogs::askHelpButtonAndF1()
-{
-    QList<int> asked;
-    HelpHook::Set([&](QWidget* caller, int contextId) {
-        QCOMPARE(caller->objectName(), QStringLiteral("wAskSlave"));
-        asked << contextId;
-    });
-    wAskSlave dialog(QStringLiteral("1"));
-    dialog.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
-    dialog.button(wAskSlave::Help)->click();
-    QTest::keyClick(dialog.slaveBox(), Qt::Key_F1);
-    QCOMPARE(asked, (QList<int>{TextId::AskSlaveTitle, TextId::AskSlaveTitle}));
-    QVERIFY(dialog.isVisible());
-    QVERIFY(!QFile::exists(m_ini));
-}
-
-void TestSlaveDialogs::searchFoundWaitsForUser_data()
-{
-    QTest::addColumn<QString>("button");
-    QTest::addColumn<bool>("confirmed");
-    QTest::newRow("OK takes the panel") << "cmdOk" << true;
-    QTest::newRow("Cancel leaves it") << "cmdCancel" << false;
-}
-
-void TestSlaveDialogs::searchFoundWaitsForUser()
-{
-    QFETCH(QString, button);
-    QFETCH(bool, confirmed);
-
-    wSearchSlave dialog;
-    SearchObserver& observer = dialog;
-    observer.show();
-    observer.progress(0, 4800, 2);
-    QCOMPARE(dialog.module()->text(), QStringLiteral("?"));
-    QCOMPARE(dialog.speed()->text() + '/' + dialog.stops()->text(), QStringLiteral("4800/2"));
-    QVERIFY(!dialog.okButton()->isEnabled()); // nothing to confirm yet
-
-    // Once the modal wait is up, look at the dialog as the user does, then click.
-    QStringList seen;
-    std::function<void()> user = [&] {
-        if (!QApplication::activeModalWidget())
-            return QTimer::singleShot(20, user);
-        seen << dialog.module()->text() << dialog.message()->text();
-        seen << (dialog.okButton()->isEnabled() ? "enabled" : "disabled");
-        seen << (dialog.focusWidget() == dialog.okButton() ? "focus" : "no focus");
-        dialog.findChild<QPushButton*>(button)->click();
-    };
-    QTimer::singleShot(20, user);
-    QCOMPARE(observer.found(23), confirmed);
-    QCOMPARE(seen, (QStringList{"23", DataFunctions7310::GetText(TextId::SearchFound), "enabled",
-                                "focus"}));
-    QCOMPARE(dialog.property("Result").toBool(), confirmed);
-}
-
-void TestSlaveDialogs::searchCancelledDuringProbe()
-{
-    // Nothing answers on this line. The click is queued while the first probe blocks; the
-    // search lets it run before the second probe and stops there.
-    PtyPair pty;
-    QVERIFY(pty.ok());
-    ComCtrl line;
-    line.setPortName(pty.slavePath());
-    line.open();
-    wSearchSlave dialog;
-    QTimer::singleShot(100, &dialog, [&dialog] { dialog.cancelButton()->click(); });
-    QCOMPARE(DetectK9120(line, 1, true, &dialog), NothingFound);
-    QCOMPARE(pty.readMaster(64, 200), ReadWordsRequest(1, 130, 1));
-    QCOMPARE(line.settings(), QStringLiteral("9600,n,8,1"));
-    QVERIFY(!dialog.isVisible());
-}
 
 QTEST_MAIN(TestSlaveDialogs)
 #include "tst_slavedialogs.moc"
