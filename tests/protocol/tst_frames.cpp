@@ -14,21 +14,9 @@ QByteArray hex(const char* text)
     return QByteArray::fromHex(text);
 }
 
-// QVariant form of the data argument: invalid = absent, int = one value, list = array.
-FrameData toFrameData(const QVariant& data)
+FrameData items(std::initializer_list<int> values)
 {
-    if (data.typeId() == QMetaType::QVariantList) {
-        QList<int> items;
-        for (const QVariant& item : data.toList())
-            items.append(item.toInt());
-        return items;
-    }
-    return data.isValid() ? FrameData(data.toInt()) : FrameData();
-}
-
-QVariant items(std::initializer_list<int> values)
-{
-    return QVariantList(values.begin(), values.end());
+    return QList<int>(values);
 }
 
 } // namespace
@@ -67,18 +55,18 @@ private slots:
         QTest::addColumn<int>("function");
         QTest::addColumn<int>("address");
         QTest::addColumn<int>("quantity");
-        QTest::addColumn<QVariant>("data");
+        QTest::addColumn<FrameData>("data");
         QTest::addColumn<QByteArray>("frame"); // empty: none, the unknown function is reported
-        const QVariant none;
+        const FrameData none;
 
         QTest::newRow("f3 one word") << 1 << 3 << 0 << 1 << none << hex("010300000001840A");
         QTest::newRow("f1 read bits") << 1 << 1 << 0x13 << 0x25 << none << hex("0101001300250C14");
         QTest::newRow("f5 non-zero is FF 00")
-            << 1 << 5 << 0 << 1 << QVariant(1) << hex("01050000FF008C3A");
+            << 1 << 5 << 0 << 1 << FrameData(1) << hex("01050000FF008C3A");
         QTest::newRow("f5 first list item")
             << 1 << 5 << 0 << 1 << items({0, 1}) << hex("010500000000CDCA");
         QTest::newRow("f6 slave 64, top address")
-            << 64 << 6 << 65535 << 1 << QVariant(0x8000) << hex("4006FFFF8000E73F");
+            << 64 << 6 << 65535 << 1 << FrameData(0x8000) << hex("4006FFFF8000E73F");
         QTest::newRow("slave 0 accepted") << 0 << 3 << 0 << 1 << none << hex("00030000000185DB");
         QTest::newRow("f15 bits packed lsb first")
             << 17 << 15 << 0x13 << 10 << items({1, 0, 1, 1, 0, 0, 1, 1, 1, 0})
@@ -89,7 +77,7 @@ private slots:
         QTest::newRow("f16 four items for two words: four zero bytes")
             << 1 << 16 << 0 << 2 << items({0x1234, 0x5678, 9, 9})
             << hex("0110000000020412345678000000005A4F");
-        QTest::newRow("unknown function") << 1 << 7 << 0 << 1 << QVariant(1) << QByteArray();
+        QTest::newRow("unknown function") << 1 << 7 << 0 << 1 << FrameData(1) << QByteArray();
 
         // Error frames, each against the rules before it.
         QTest::newRow("err1 slave 65") << 65 << 3 << 0 << 1 << none << hex("01");
@@ -104,12 +92,12 @@ private slots:
         QTest::newRow("err4 empty list is no data") << 1 << 16 << 0 << 0 << items({}) << hex("04");
         QTest::newRow("err4 before err5") << 1 << 16 << 0 << 1 << none << hex("04");
         QTest::newRow("err4 before the unknown function") << 1 << 7 << 0 << 1 << none << hex("04");
-        QTest::newRow("err5 f15 single value") << 1 << 15 << 0 << 1 << QVariant(1) << hex("05");
-        QTest::newRow("err5 before err6") << 1 << 16 << 0 << 3 << QVariant(1) << hex("05");
+        QTest::newRow("err5 f15 single value") << 1 << 15 << 0 << 1 << FrameData(1) << hex("05");
+        QTest::newRow("err5 before err6") << 1 << 16 << 0 << 3 << FrameData(1) << hex("05");
         QTest::newRow("err6 f16 fewer items") << 1 << 16 << 0 << 3 << items({1, 2}) << hex("06");
         QTest::newRow("err6 f15 fewer items") << 1 << 15 << 0 << 9 << items({1}) << hex("06");
-        QTest::newRow("err7 f6 quantity 2") << 1 << 6 << 0 << 2 << QVariant(5) << hex("07");
-        QTest::newRow("err7 f5 quantity 0") << 1 << 5 << 0 << 0 << QVariant(1) << hex("07");
+        QTest::newRow("err7 f6 quantity 2") << 1 << 6 << 0 << 2 << FrameData(5) << hex("07");
+        QTest::newRow("err7 f5 quantity 0") << 1 << 5 << 0 << 0 << FrameData(1) << hex("07");
     }
 
     void frameToSend()
@@ -118,10 +106,10 @@ private slots:
         QFETCH(int, function);
         QFETCH(int, address);
         QFETCH(int, quantity);
-        QFETCH(QVariant, data);
+        QFETCH(FrameData, data);
         QFETCH(QByteArray, frame);
         ReportCapture report;
-        QCOMPARE(FrameToSend(slave, function, address, quantity, toFrameData(data)).toHex(' '),
+        QCOMPARE(FrameToSend(slave, function, address, quantity, data).toHex(' '),
                  frame.toHex(' '));
         QCOMPARE(report.faults(), frame.isEmpty() ? QStringList{"9 FrameToSend"} : QStringList());
     }

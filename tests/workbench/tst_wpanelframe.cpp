@@ -185,8 +185,7 @@ private slots:
         control("txtFrameData_1")->setText("(Time-out)");
 
         selectFunction(code);
-        QCOMPARE(request(), QString());
-        QCOMPARE(answer(), QString());
+        QCOMPARE(request() + answer(), QString());
         QCOMPARE(control("txtFrameNbData")->text(), count);
         QCOMPARE(control("txtFrameNbData")->isReadOnly(), locked);
         QCOMPARE(grid()->columnList(1), list);
