@@ -36,6 +36,19 @@ public:
     void close() override { events << "close"; }
 };
 
+// One search: the simulated panel ("slave speed stops", then options), the line's settings at
+// the start, the slave asked for, the user's part, and what comes out.
+struct Search
+{
+    QString panel, start;
+    int asked;
+    bool autoSearch;
+    int cancelAtPoll;
+    bool confirm;
+    int result;
+    QString tried, after;
+};
+
 } // namespace
 
 class TestDetectK9120 : public QObject
@@ -45,51 +58,35 @@ class TestDetectK9120 : public QObject
 private slots:
     void search_data()
     {
-        QTest::addColumn<QString>("panel"); // slave speed stops of the simulator, then options
-        QTest::addColumn<QString>("start"); // the line's settings when the search begins
-        QTest::addColumn<int>("asked");
-        QTest::addColumn<bool>("autoSearch");
-        QTest::addColumn<int>("cancelAtPoll");
-        QTest::addColumn<bool>("confirm");
-        QTest::addColumn<int>("result");
-        QTest::addColumn<QString>("tried");
-        QTest::addColumn<QString>("after");
-        const auto row = [](const char* name, const char* panel, const char* start, int asked,
-                            bool autoSearch, int cancelAtPoll, bool confirm, int result,
-                            const char* tried, const char* after) {
-            QTest::newRow(name) << QString(panel) << QString(start) << asked << autoSearch
-                                << cancelAtPoll << confirm << result << QString(tried)
-                                << QString(after);
+        QTest::addColumn<Search>("search");
+        const auto row = [](const char* name, const Search& search) {
+            QTest::newRow(name) << search;
         };
         // Slave 7 answers at 9600/1 but slave 3 is asked for: every combination fails (~18 s).
-        row("nothing answers: full order, settings back", "7 9600 1", "9600,n,8,1", 3, true, -1,
-            true, 0, "9600/1 19200/1 19200/2 4800/1 4800/2 2400/1 2400/2 1200/1 1200/2",
-            "9600,n,8,1");
-        row("found at the third combination, line left there", "5 19200 2", "9600,n,8,1", 5, true,
-            -1, true, 5, "9600/1 19200/1 19200/2", "19200,n,8,2");
-        row("slave 0 learns the number from the probe", "23 19200 1", "9600,n,8,1", 0, true, -1,
-            true, 23, "9600/1 19200/1", "19200,n,8,1");
-        row("found, then cancelled: 255, line stays where it answered", "2 19200 1", "9600,n,8,1",
-            2, true, -1, false, 255, "9600/1 19200/1", "19200,n,8,1");
-        row("cancel after two probes, settings back", "1 1200 2", "9600,n,8,1", 1, true, 3, true, 0,
-            "9600/1 19200/1", "9600,n,8,1");
-        row("no automatic search: one probe at other settings", "1 19200 1", "4800,n,8,2", 1, false,
-            -1, true, 0, "4800/2", "4800,n,8,2");
-        row("probe answer with a fifth byte is no answer", "9 4800 2 --fault extra-byte",
-            "4800,n,8,2", 0, false, -1, true, 0, "4800/2", "4800,n,8,2");
+        row("nothing answers: full order, settings back",
+            {"7 9600 1", "9600,n,8,1", 3, true, -1, true, 0,
+             "9600/1 19200/1 19200/2 4800/1 4800/2 2400/1 2400/2 1200/1 1200/2", "9600,n,8,1"});
+        row("found at the third combination, line left there",
+            {"5 19200 2", "9600,n,8,1", 5, true, -1, true, 5, "9600/1 19200/1 19200/2",
+             "19200,n,8,2"});
+        row("slave 0 learns the number from the probe",
+            {"23 19200 1", "9600,n,8,1", 0, true, -1, true, 23, "9600/1 19200/1", "19200,n,8,1"});
+        row("found, then cancelled: 255, line stays where it answered",
+            {"2 19200 1", "9600,n,8,1", 2, true, -1, false, 255, "9600/1 19200/1", "19200,n,8,1"});
+        row("cancel after two probes, settings back",
+            {"1 1200 2", "9600,n,8,1", 1, true, 3, true, 0, "9600/1 19200/1", "9600,n,8,1"});
+        row("no automatic search: one probe at other settings",
+            {"1 19200 1", "4800,n,8,2", 1, false, -1, true, 0, "4800/2", "4800,n,8,2"});
+        row("probe answer with a fifth byte is no answer",
+            {"9 4800 2 --fault extra-byte", "4800,n,8,2", 0, false, -1, true, 0, "4800/2",
+             "4800,n,8,2"});
     }
 
     void search()
     {
-        QFETCH(QString, panel);
-        QFETCH(QString, start);
-        QFETCH(int, asked);
-        QFETCH(bool, autoSearch);
-        QFETCH(int, cancelAtPoll);
-        QFETCH(bool, confirm);
-        QFETCH(int, result);
-        QFETCH(QString, tried);
-        QFETCH(QString, after);
+        QFETCH(Search, search);
+        const auto& [panel, start, asked, autoSearch, cancelAtPoll, confirm, result, tried, after] =
+            search;
 
         SetFrameDelay(50);
         const QStringList options = panel.split(' ');
