@@ -20,8 +20,7 @@ class TestPanelCalcul : public QObject
 private slots:
     void initTestCase()
     {
-        QString detail;
-        QCOMPARE(DataFunctions7310::OpenDataFile(K7310_BIN_DIR "/k7310console.dat", &detail), 0);
+        QCOMPARE(DataFunctions7310::OpenDataFile(K7310_BIN_DIR "/k7310console.dat"), 0);
     }
 
     void init()
