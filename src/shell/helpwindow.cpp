@@ -6,6 +6,7 @@
 
 #include <QApplication>
 #include <QCursor>
+#include <QFile>
 #include <QFileInfo>
 #include <QHash>
 #include <QHelpContentModel>
@@ -106,6 +107,10 @@ public:
         , m_engine(engine)
     {
         setOpenExternalLinks(true);
+        // One style for every page of every language, kept beside the help sources.
+        QFile style(QStringLiteral(":/shell/help.css"));
+        if (style.open(QIODevice::ReadOnly))
+            document()->setDefaultStyleSheet(QString::fromUtf8(style.readAll()));
     }
 
     QVariant loadResource(int type, const QUrl& name) override
