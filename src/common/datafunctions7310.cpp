@@ -160,18 +160,24 @@ Key parseKey(const QString& id, sqlite3_int64& key)
 }
 
 // Text of a key in T_Labels or T_ToolTips; std::nullopt when the key has no row.
+// One step of a keyed look-up: the row's text, nothing when the key has no row.
+std::optional<QString> stepForText(sqlite3_stmt* statement, int column)
+{
+    const int code = sqlite3_step(statement);
+    if (code == SQLITE_ROW)
+        return columnText(statement, column);
+    if (code == SQLITE_DONE)
+        return std::nullopt;
+    throwEngineError(state().db, code);
+}
+
 std::optional<QString> textByKey(Table table, sqlite3_int64 key)
 {
     Lookup& entry = lookup(table);
     const int column = languageColumn(entry, table);
     const ResetGuard guard(entry.statement);
     sqlite3_bind_int64(entry.statement, 1, key);
-    const int code = sqlite3_step(entry.statement);
-    if (code == SQLITE_ROW)
-        return columnText(entry.statement, column);
-    if (code == SQLITE_DONE)
-        return std::nullopt;
-    throwEngineError(state().db, code);
+    return stepForText(entry.statement, column);
 }
 
 // A numeric ID's text, "" for a non-numeric ID, missing(id) when the ID has no row.
@@ -329,12 +335,7 @@ std::optional<QString> GetMenuText(const QString& key)
     const QByteArray utf8 = key.toUtf8();
     sqlite3_bind_text(entry.statement, 1, utf8.constData(), static_cast<int>(utf8.size()),
                       SQLITE_TRANSIENT);
-    const int code = sqlite3_step(entry.statement);
-    if (code == SQLITE_ROW)
-        return columnText(entry.statement, column);
-    if (code == SQLITE_DONE)
-        return std::nullopt;
-    throwEngineError(state().db, code);
+    return stepForText(entry.statement, column);
 }
 
 QStringList LanguageColumns()
