@@ -393,6 +393,9 @@ int Simulator::run()
             for (;;) {
                 const ssize_t n = ::read(m_line.fd(), buf, sizeof buf);
                 if (n > 0) {
+                    // A late answer may have blocked for a while: bytes that came meanwhile
+                    // are timed from now, so the next answer keeps its turnaround.
+                    now = Clock::now();
                     if (m_rx.empty())
                         m_firstRx = now;
                     m_lastRx = now;

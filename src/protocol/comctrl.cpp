@@ -178,6 +178,8 @@ void ComCtrl::setPortName(const QString& name)
     if (isOpen())
         throw RunTimeError(ErrorNumber::PortBusy, SystemLocation(m_portName));
     m_portName = name;
+    m_lost = false;
+    changed();
 }
 
 void ComCtrl::setSettings(const QString& text)
@@ -201,6 +203,7 @@ void ComCtrl::setSettings(const QString& text)
         }
     }
     m_settings = text;
+    changed();
 }
 
 void ComCtrl::applySettings(const LineSettings& settings)
@@ -243,19 +246,58 @@ void ComCtrl::open()
     m_port.clearError();
     m_hasRts = true;
     m_answerPending = false;
+    m_lost = false;
+    changed();
 }
 
 void ComCtrl::close()
 {
+    const State before = state();
     if (m_port.isOpen())
         m_port.close();
     m_port.clearError();
     m_answerPending = false;
+    m_lost = false;
+    if (state() != before)
+        changed();
 }
 
 bool ComCtrl::isOpen() const
 {
     return m_port.isOpen();
+}
+
+ComCtrl::State ComCtrl::state() const
+{
+    if (m_port.isOpen())
+        return State::Open;
+    return m_lost ? State::Lost : State::Closed;
+}
+
+void ComCtrl::noteAnswer(int slave)
+{
+    if (slave == m_lastSlave)
+        return;
+    m_lastSlave = slave;
+    changed();
+}
+
+void ComCtrl::changed()
+{
+    if (m_changed)
+        m_changed();
+}
+
+void ComCtrl::reopenLost()
+{
+    const QString location = SystemLocation(m_portName);
+    if (!m_lost)
+        throw RunTimeError(ErrorNumber::PortNotOpen, location);
+    try {
+        open();
+    } catch (const RunTimeError&) {
+        throw RunTimeError(ErrorNumber::PortLost, location + QStringLiteral(": still absent"));
+    }
 }
 
 void ComCtrl::note(LineStep step)
@@ -282,9 +324,12 @@ void ComCtrl::checkLineError()
     case QSerialPort::WriteError:
     case QSerialPort::ResourceError: {
         // The far end is gone; the port stays "open" but every wait would return at once.
-        const QString location = m_port.portName();
-        close();
-        throw RunTimeError(ErrorNumber::PortLost, location);
+        m_port.close();
+        m_port.clearError();
+        m_answerPending = false;
+        m_lost = true;
+        changed();
+        throw RunTimeError(ErrorNumber::PortLost, SystemLocation(m_portName));
     }
     default: {
         const QString text = m_port.errorString();
@@ -344,7 +389,8 @@ void ComCtrl::write(const QByteArray& bytes, QDeadlineTimer deadline)
             checkLineError();
             if (m_port.bytesToWrite() > 0 && deadline.hasExpired())
                 throw RunTimeError(ErrorNumber::PortIoError,
-                                   m_port.portName() + QStringLiteral(": write timed out"));
+                                   SystemLocation(m_portName) +
+                                       QStringLiteral(": write timed out"));
         }
     }
     note(LineStep::Written);
@@ -359,7 +405,7 @@ void ComCtrl::drain()
     note(LineStep::Drained);
 }
 
-qint64 ComCtrl::waitForBytes(qint64 count, QDeadlineTimer deadline)
+qint64 ComCtrl::waitForBytes(qint64 count, QDeadlineTimer deadline, AnswerTest complete)
 {
     requireOpen();
     if (m_answerPending) {
@@ -368,13 +414,33 @@ qint64 ComCtrl::waitForBytes(qint64 count, QDeadlineTimer deadline)
     }
     while (m_port.bytesAvailable() < count && !deadline.hasExpired()) {
         // Blocks in poll(2) until data, error or the deadline: no CPU spent while waiting.
-        m_port.waitForReadyRead(static_cast<int>(deadline.remainingTime()));
+        const bool arrived = m_port.waitForReadyRead(static_cast<int>(deadline.remainingTime()));
         checkLineError();
+        if (arrived && complete && m_port.bytesAvailable() < count &&
+            complete(QByteArrayView(m_port.peek(m_port.bytesAvailable()))))
+            break;
     }
     return m_port.bytesAvailable();
 }
 
 void ComCtrl::sendRequest(const QByteArray& frame, bool handshake, int rtsDelayMs)
+{
+    // The usual path costs one test of a flag: the device is touched only when it was lost.
+    if (!m_port.isOpen())
+        reopenLost();
+    try {
+        transmit(frame, handshake, rtsDelayMs);
+    } catch (const RunTimeError& error) {
+        // Gone since the last exchange (unplugged and plugged back meanwhile): nothing has
+        // reached the panel yet, so the request can go out again on the reopened device.
+        if (error.number() != ErrorNumber::PortLost)
+            throw;
+        reopenLost();
+        transmit(frame, handshake, rtsDelayMs);
+    }
+}
+
+void ComCtrl::transmit(const QByteArray& frame, bool handshake, int rtsDelayMs)
 {
     // Written well within the time a 2-byte-per-millisecond line would need for any frame.
     constexpr int WriteTimeoutMs = 2000;

@@ -15,7 +15,9 @@ class RunTimeError;
 // Used in blocking style on the user-interface thread: no signal of the port is connected and
 // no event loop is needed. Every failure is thrown as a RunTimeError with a number of the
 // project's error table; a line whose far end has gone away (adapter unplugged, pty master
-// closed) is closed and reported as PortLost, so that no wait can spin on it.
+// closed) is closed and reported as PortLost, so that no wait can spin on it. The next request
+// on a lost line opens the same device again with the same settings before it gives up, so a
+// replugged adapter serves again without any action of the user.
 class ComCtrl
 {
 public:
@@ -67,6 +69,11 @@ public:
     // (naming the group that grants access), PortNotSerial, PortBusy or PortIoError.
     static RunTimeError OpenFailure(const OpenProbe& probe);
 
+    // Closed: never opened, or closed on purpose. Lost: the device went away while open.
+    enum class State { Closed, Open, Lost };
+    // Called after every change of state(), of the settings or of lastSlave().
+    using ChangeHook = std::function<void()>;
+
     ComCtrl();
     ~ComCtrl();
     ComCtrl(const ComCtrl&) = delete;
@@ -87,6 +94,12 @@ public:
     void open();
     void close();
     bool isOpen() const;
+    State state() const;
+
+    // The slave number of the last answer that was complete and correct; 0 before any.
+    int lastSlave() const { return m_lastSlave; }
+    void noteAnswer(int slave);
+    void setChangeHook(ChangeHook hook) { m_changed = std::move(hook); }
 
     // RTS output. On a line without RTS (a pty, some adapters) the request fails; that is
     // not a fault: the state asked for is still remembered and returned by rts().
@@ -108,18 +121,24 @@ public:
     // Blocks until the kernel has transmitted everything written.
     void drain();
     // Blocks, without spinning, until at least count bytes are waiting or the deadline has
-    // passed; returns the number waiting.
-    qint64 waitForBytes(qint64 count, QDeadlineTimer deadline);
+    // passed; returns the number waiting. A `complete` test, when given, also ends the wait
+    // as soon as the bytes waiting pass it (asked only while fewer than count are waiting).
+    using AnswerTest = bool (*)(QByteArrayView waiting);
+    qint64 waitForBytes(qint64 count, QDeadlineTimer deadline, AnswerTest complete = nullptr);
 
     // One request on a half-duplex capable line: RTS on, both buffers cleared, the request
     // written. With the handshake on: the request fully sent, rtsDelayMs of pause, RTS off.
-    // The next waitForBytes is the answer wait.
+    // The next waitForBytes is the answer wait. A lost line (now, or found lost while sending)
+    // is opened again once; PortLost with "still absent" when the device is not back.
     void sendRequest(const QByteArray& frame, bool handshake, int rtsDelayMs);
 
     // Observer of the transmission steps, for tests; empty by default.
     void setStepHook(StepHook hook) { m_hook = std::move(hook); }
 
 private:
+    void transmit(const QByteArray& frame, bool handshake, int rtsDelayMs);
+    void reopenLost();
+    void changed();
     void note(LineStep step);
     void requireOpen() const;
     void checkLineError(); // throws on a lost or failing port
@@ -131,5 +150,8 @@ private:
     bool m_rts = false;
     bool m_hasRts = true;
     bool m_answerPending = false;
+    bool m_lost = false;
+    int m_lastSlave = 0;
     StepHook m_hook;
+    ChangeHook m_changed;
 };

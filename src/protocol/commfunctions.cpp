@@ -71,14 +71,35 @@ QByteArray eightByteRequest(std::uint8_t slave, std::uint8_t function, std::int3
     return frame;
 }
 
+// An exception answer (slave, function | 0x80, code, CRC) is complete at 5 bytes, whatever
+// length the request called for.
+bool exceptionAnswerIn(QByteArrayView waiting)
+{
+    if (waiting.size() < 5 || (static_cast<std::uint8_t>(waiting[1]) & 0x80u) == 0)
+        return false;
+    const std::uint16_t crc = Crc16Of(waiting.data(), 3);
+    return static_cast<std::uint8_t>(waiting[3]) == Global::LoByte(crc) &&
+           static_cast<std::uint8_t>(waiting[4]) == Global::HiByte(crc);
+}
+
+// A panel answered when its frame is whole: the line shows its number.
+void noteAnswer(ComCtrl& line, const QByteArray& answer)
+{
+    if (answer.size() >= 5 && crcMatches(answer))
+        line.noteAnswer(at(answer, 0));
+}
+
 // One transaction of the device-word operations: the request on the line with the RTS
-// cycle, then at most WordTimeoutMs for `expected` bytes. Returns every byte waiting then.
+// cycle, then at most WordTimeoutMs for `expected` bytes or an exception answer. Returns
+// every byte waiting then.
 QByteArray wordTransaction(ComCtrl& line, const QByteArray& request, int expected)
 {
     line.sendRequest(request, RtsHandshake(), RtsDelay());
-    line.waitForBytes(expected, QDeadlineTimer(WordTimeoutMs));
+    line.waitForBytes(expected, QDeadlineTimer(WordTimeoutMs), exceptionAnswerIn);
     line.bytesWaiting();
-    return line.read();
+    QByteArray answer = line.read();
+    noteAnswer(line, answer);
+    return answer;
 }
 
 } // namespace
@@ -205,7 +226,9 @@ QByteArray FrameToSend(int slave, int function, std::int32_t address, int quanti
                 frame[7 + i / 8] = static_cast<char>(at(frame, 7 + i / 8) | (1u << (i % 8)));
         }
     } else if (function == 16) {
-        frame[6] = static_cast<char>(Global::LoByte(quantity * 2));
+        // Byte count; a quantity far below zero must not overflow on the way.
+        frame[6] = static_cast<char>(
+            Global::LoByte(static_cast<int>((static_cast<std::uint32_t>(quantity) * 2u) & 0xFFu)));
         for (int i = 0; i < quantity; ++i) {
             frame[7 + 2 * i] = static_cast<char>(Global::HiByte(list->at(i)));
             frame[8 + 2 * i] = static_cast<char>(Global::LoByte(list->at(i)));
@@ -250,6 +273,7 @@ QByteArray FrameReceived(ComCtrl& line, const QByteArray& frame, float timeoutSe
             answer += line.read();
             expected = ExpectedAnswerLength(frame, answer);
         }
+        noteAnswer(line, answer);
     } catch (const RunTimeError& error) {
         ErrorHandling(QStringLiteral("CommFunctions.FrameReceived"), error);
     }

@@ -172,6 +172,74 @@ private slots:
         QVERIFY(rejected > Cases / 3);
         QVERIFY(exceptions > Cases / 20);
     }
+
+    // Requests from arguments anywhere in the int range: the first broken rule gives its
+    // one-byte error, anything else a whole frame with its CRC; no argument may overflow.
+    void requestsFromAnyArguments()
+    {
+        QRandomGenerator random(0x9120);
+        // Small values near the limits most of the time, now and then any int at all.
+        const auto anyInt = [&random](int low, int high) {
+            return random.bounded(4) == 0 ? int(random.generate())
+                                          : low + int(random.bounded(quint32(high - low + 1)));
+        };
+        int frames = 0, errors = 0;
+        for (int n = 0; n < Cases / 5; ++n) {
+            const int slave = anyInt(-2, 66);
+            const int functions[] = {1, 2, 3, 4, 5, 6, 15, 16};
+            const int function = functions[random.bounded(8)];
+            const int address = anyInt(-2, 65537);
+            const int quantity = anyInt(-3, 2000);
+            FrameData data;
+            QList<int> items;
+            switch (random.bounded(3)) {
+            case 1:
+                data = anyInt(-70000, 70000);
+                break;
+            case 2:
+                for (int i = random.bounded(130); i > 0; --i)
+                    items.append(anyInt(-70000, 70000));
+                data = items;
+                break;
+            default:
+                break;
+            }
+            const bool list = data.index() == 2;
+            const int count = list ? int(items.size()) : data.index();
+            const int error =
+                slave < 0 || slave > 64          ? BadSlave
+                : address < 0 || address > 65535 ? BadAddress
+                : (function == 15 && quantity >= 1969) || (function == 16 && quantity >= 124)
+                    ? QuantityTooLarge
+                : function > 4 && count == 0                             ? MissingData
+                : (function == 15 || function == 16) && !list            ? DataNotList
+                : (function == 15 || function == 16) && quantity > count ? TooFewItems
+                : (function == 5 || function == 6) && quantity != 1      ? QuantityNotOne
+                                                                         : 0;
+            const QByteArray frame = FrameToSend(slave, function, address, quantity, data);
+            const int size = function == 15   ? (count + 7) / 8 + 9
+                             : function == 16 ? 2 * count + 9
+                                              : 8;
+            const bool right = error ? frame == QByteArray(1, char(error))
+                                     : frame.size() == size && at(frame, 0) == slave &&
+                                           at(frame, 1) == function &&
+                                           (at(frame, 2) << 8 | at(frame, 3)) == address &&
+                                           crcOf(frame, size - 2) ==
+                                               (at(frame, size - 2) | at(frame, size - 1) << 8);
+            if (!right)
+                QFAIL(qPrintable(QStringLiteral("slave %1 function %2 address %3 quantity %4 "
+                                                "items %5: %6")
+                                     .arg(slave)
+                                     .arg(function)
+                                     .arg(address)
+                                     .arg(quantity)
+                                     .arg(count)
+                                     .arg(QLatin1String(frame.toHex(' ')))));
+            (error ? errors : frames) += 1;
+        }
+        QVERIFY(frames > Cases / 50);
+        QVERIFY(errors > Cases / 50);
+    }
 };
 
 QTEST_GUILESS_MAIN(TestFramesFuzz)

@@ -238,7 +238,7 @@ private slots:
             << 'r' << WithCrc(hex("0603041234FFFE")) << false << false;
         QTest::newRow("read wrong function")
             << 'r' << WithCrc(hex("0504041234FFFE")) << false << false;
-        QTest::newRow("read exception") << 'r' << exception << false << true;
+        QTest::newRow("read exception ends the wait") << 'r' << exception << false << false;
         QTest::newRow("read noise before the answer")
             << 'r' << hex("FF00") + read << false << false;
         QTest::newRow("write echo, its crc not looked at")
@@ -309,12 +309,54 @@ private slots:
         QVERIFY2(clock.elapsed() < 1000, qPrintable(QString::number(clock.elapsed())));
         QVERIFY2(threadCpuMs() - cpuBefore < 100.0, qPrintable(QString::number(threadCpuMs())));
         QCOMPARE(words, QList<std::int16_t>(2, 7));
-        QVERIFY(!rig.line.isOpen());
-        // Later calls fail at once on the closed port.
+        QCOMPARE(rig.line.state(), ComCtrl::State::Lost);
+        // Later calls try the device once more and fail at once while it stays away.
         clock.restart();
         QVERIFY(!LitMots(rig.line, 1, 0, words));
         QVERIFY(clock.elapsed() < 100);
-        QCOMPARE(report.faults(), (QStringList{"8018 LitMots", "8012 LitMots"}));
+        QCOMPARE(report.faults(), (QStringList{"8018 LitMots", "8018 LitMots"}));
+        QVERIFY2(report.messages[1].contains(rig.pty.slavePath() + ": still absent"),
+                 qPrintable(report.messages[1]));
+    }
+
+    // The far end goes and a new one comes up under the same name (an adapter plugged back):
+    // the next read works without any action of the user, whether or not a read found the
+    // line lost meanwhile.
+    void lostPortComesBack_data()
+    {
+        QTest::addColumn<bool>("triedWhileAway");
+        QTest::newRow("read while away, then back") << true;
+        QTest::newRow("back before the next read") << false;
+    }
+    void lostPortComesBack()
+    {
+        QFETCH(bool, triedWhileAway);
+        ReportCapture report;
+        QTemporaryDir dir;
+        const QString link = dir.filePath("panel.tty");
+        auto far = std::make_unique<SimProcess>();
+        QVERIFY(far->start({"--link", link}));
+        ComCtrl line;
+        line.setPortName(link);
+        line.open();
+        QList<std::int16_t> words{0};
+        QVERIFY(LitMots(line, 1, 128, words));
+
+        far.reset();
+        if (triedWhileAway) {
+            QVERIFY(!LitMots(line, 1, 128, words));
+            QCOMPARE(line.state(), ComCtrl::State::Lost);
+        }
+        far = std::make_unique<SimProcess>();
+        QVERIFY(far->start({"--link", link}));
+        words = {0};
+        QVERIFY(LitMots(line, 1, 128, words));
+        QCOMPARE(words, QList<std::int16_t>{0xFE});
+        QCOMPARE(line.state(), ComCtrl::State::Open);
+        QCOMPARE(report.messages.size(), triedWhileAway ? 1 : 0);
+        if (triedWhileAway)
+            QVERIFY2(report.messages[0].contains(link + ": still absent"),
+                     qPrintable(report.messages[0]));
     }
 };
 

@@ -437,6 +437,18 @@ c.close()
         QVERIFY2(times[2] >= wireMs - 0.2 && times[2] < wireMs + 20,
                  qPrintable(
                      QString("median %1 ms, wire and turnaround %2 ms").arg(times[2]).arg(wireMs)));
+
+        // A request that comes while a late answer is still held back is answered after it,
+        // with its own turnaround and wire time.
+        QVERIFY(sim->reply("fault-next late:300").startsWith("fault off next "));
+        QVERIFY(line.send(request));
+        QTest::qWait(100);
+        QVERIFY(line.send(request));
+        QCOMPARE(line.receive(13, 1500, 2).size(), 13);
+        QCOMPARE(line.receive(13, 1000, 2).size(), 13);
+        // (the receive starts up to 5 ms after the first answer's last byte)
+        QVERIFY2(line.lastByteAt / 1e6 >= wireMs - 6,
+                 qPrintable(QString("second answer after %1 ms").arg(line.lastByteAt / 1e6)));
     }
 
 private:
