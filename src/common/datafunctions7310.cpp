@@ -304,6 +304,17 @@ QString GetText(int id)
     });
 }
 
+std::optional<QString> FindText(int id)
+{
+    if (!IsOpen())
+        return std::nullopt;
+    try {
+        return textByKey(Labels, id);
+    } catch (const RunTimeError&) {
+        return std::nullopt;
+    }
+}
+
 QString GetToolTip(const QString& id)
 {
     return reported(getToolTipName, [&] { return textById(ToolTips, id, noToolTip); });

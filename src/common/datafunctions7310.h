@@ -23,6 +23,10 @@ void SetCurrentLanguage(const QString& language);
 // report under "DataFunctions.GetText" and give "".
 QString GetText(const QString& id);
 QString GetText(int id);
+// Text by ID in the current language, without a report: std::nullopt when the ID has no row
+// or the text cannot be had (no data file, no column for the language). For the error report,
+// which must not report its own look-ups.
+std::optional<QString> FindText(int id);
 // Tooltip by ID; "" when the ID has no row. Failures are reported under
 // "DataFunctions.GetToolTip" and give "".
 QString GetToolTip(const QString& id);

@@ -1,7 +1,12 @@
 #include "errorhandling.h"
 
-#include <QHash>
+#include "datafunctions7310.h"
 
+#include <QElapsedTimer>
+#include <QHash>
+#include <QList>
+
+#include <algorithm>
 #include <cstdio>
 
 namespace {
@@ -12,12 +17,37 @@ ErrorReport::Presenter& presenter()
     return instance;
 }
 
+struct Shown
+{
+    QString message;
+    QElapsedTimer since; // from when the message's box was closed
+};
+
+QList<Shown>& recentlyShown()
+{
+    static QList<Shown> shown;
+    return shown;
+}
+
+// True when the message was shown within the repeat window; forgets older ones on the way.
+bool shownJustBefore(const QString& message)
+{
+    QList<Shown>& shown = recentlyShown();
+    shown.removeIf(
+        [](const Shown& entry) { return entry.since.hasExpired(ErrorReport::RepeatWindowMs); });
+    return std::any_of(shown.cbegin(), shown.cend(),
+                       [&](const Shown& entry) { return entry.message == message; });
+}
+
 } // namespace
 
 namespace ErrorReport {
 
 QString Description(int number)
 {
+    if (std::optional<QString> text = DataFunctions7310::FindText(DescriptionTextBase + number);
+        text && !text->isEmpty())
+        return *text;
     static const QHash<int, QString> descriptions = {
         {ErrorNumber::InvalidArgument, QStringLiteral("Invalid procedure call or argument")},
         {ErrorNumber::Overflow, QStringLiteral("Overflow")},
@@ -72,13 +102,27 @@ Presenter SetPresenter(Presenter newPresenter)
 
 } // namespace ErrorReport
 
+namespace ErrorReport {
+
+void ForgetShown()
+{
+    recentlyShown().clear();
+}
+
+} // namespace ErrorReport
+
 void ErrorHandling(const QString& procedure, int number, const QString& detail)
 {
     const QString message = ErrorReport::Message(procedure, number, detail);
+    if (shownJustBefore(message))
+        return;
     if (presenter())
         presenter()(message);
     else
         std::fprintf(stderr, "%s\n", qPrintable(message));
+    Shown shown{message, {}};
+    shown.since.start();
+    recentlyShown().append(std::move(shown));
 }
 
 void ErrorHandling(const QString& procedure, const RunTimeError& error)

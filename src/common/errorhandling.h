@@ -49,7 +49,11 @@ private:
 };
 
 namespace ErrorReport {
-// The standard description of an error number ("Unknown error" for numbers not in the table).
+// Text ID of an error number's description in the data file.
+constexpr int DescriptionTextBase = 90000;
+// The standard description of an error number: text DescriptionTextBase + number of the data
+// file in the current language; the built-in English text when the data file has none; a
+// general text for numbers not in the table.
 QString Description(int number);
 
 // The report's text: "Error Nr n : description", an empty line, then the Module / Object /
@@ -60,6 +64,13 @@ QString Message(const QString& procedure, int number, const QString& detail = {}
 // presenter the message goes to standard error. Returns the previous presenter.
 using Presenter = std::function<void(const QString& message)>;
 Presenter SetPresenter(Presenter presenter);
+
+// A message identical to one shown less than RepeatWindowMs before (counted from when its box
+// was closed) is not shown again: one fault met by several windows or steps of one user action
+// (each child saving its place, each caption of a dialog) gives one box, not one per step.
+constexpr int RepeatWindowMs = 2000;
+// Forgets the messages shown so far.
+void ForgetShown();
 } // namespace ErrorReport
 
 // The central error report: builds the message and hands it to the presenter.

@@ -175,6 +175,8 @@ void save(const QString& path, const Document& document)
         bytes += (line + eol).toUtf8();
 
     QSaveFile file(path);
+    // A writable file in a folder that is not: written in place rather than refused.
+    file.setDirectWriteFallback(true);
     if (!file.open(QIODevice::WriteOnly))
         throw RunTimeError(ErrorNumber::SettingsNotWritable,
                            path + QStringLiteral(": ") + file.errorString());

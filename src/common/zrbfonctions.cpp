@@ -5,6 +5,7 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QStandardPaths>
 
@@ -24,6 +25,18 @@ QString& explicitPath()
 {
     static QString path;
     return path;
+}
+
+// Where the two files lie; empty: beside the executable and in the per-user folder.
+struct Places
+{
+    QString beside;
+    QString perUser;
+};
+Places& placesOverride()
+{
+    static Places places;
+    return places;
 }
 
 QString programFolder()
@@ -59,24 +72,68 @@ std::optional<int> number(const QString& text)
     return ok ? std::optional<int>(value) : std::nullopt;
 }
 
+// A file (or, when there is none yet, its folder) that may be written in place. One without
+// any write permission bit counts as read-only even for a user whom the system would let
+// write it: the mark is the owner's wish.
+bool writableInPlace(const QString& path)
+{
+    constexpr QFile::Permissions anyWrite =
+        QFile::WriteOwner | QFile::WriteGroup | QFile::WriteOther;
+    const QFileInfo file(path);
+    const QFileInfo target = file.exists() ? file : QFileInfo(file.absolutePath());
+    return target.isWritable() && (target.permissions() & anyWrite);
+}
+
+Places places()
+{
+    if (!placesOverride().beside.isEmpty())
+        return placesOverride();
+    const QString fileName = programName() + QStringLiteral(".ini");
+    return {programFolder() + QLatin1Char('/') + fileName,
+            QStandardPaths::writableLocation(QStandardPaths::AppConfigLocation) + QLatin1Char('/') +
+                fileName};
+}
+
+// The file that writes go to. When the one beside the program cannot be written, the per-user
+// file takes over, starting as a copy of it so that nothing provisioned there is lost.
+QString writableIniFileName()
+{
+    if (!explicitPath().isEmpty())
+        return explicitPath();
+    const Places where = places();
+    if (writableInPlace(where.beside) || QFileInfo::exists(where.perUser))
+        return writableInPlace(where.beside) ? where.beside : where.perUser;
+    if (QFileInfo::exists(where.beside)) {
+        if (!QDir().mkpath(QFileInfo(where.perUser).absolutePath()) ||
+            !QFile::copy(where.beside, where.perUser))
+            throw RunTimeError(ErrorNumber::SettingsNotWritable,
+                               where.perUser + QStringLiteral(": cannot copy ") + where.beside);
+        QFile::setPermissions(where.perUser, QFile::ReadOwner | QFile::WriteOwner |
+                                                 QFile::ReadUser | QFile::WriteUser);
+    }
+    return where.perUser;
+}
+
 } // namespace
 
 QString IniFileName()
 {
     if (!explicitPath().isEmpty())
         return explicitPath();
-    const QString fileName = programName() + QStringLiteral(".ini");
-    const QString folder = programFolder();
-    const QFileInfo besideProgram(folder + QLatin1Char('/') + fileName);
-    if (besideProgram.exists() ? besideProgram.isWritable() : QFileInfo(folder).isWritable())
-        return besideProgram.filePath();
-    return QStandardPaths::writableLocation(QStandardPaths::AppConfigLocation) + QLatin1Char('/') +
-           fileName;
+    const Places where = places();
+    if (!writableInPlace(where.beside) && QFileInfo::exists(where.perUser))
+        return where.perUser;
+    return where.beside;
 }
 
 void SetIniFileName(const QString& path)
 {
     explicitPath() = path;
+}
+
+void SetIniPlaces(const QString& beside, const QString& perUser)
+{
+    placesOverride() = {beside, perUser};
 }
 
 QString GetIniParam(const QString& section, const QString& key, const QString& defaultValue)
@@ -90,17 +147,19 @@ QString GetIniParam(const QString& section, const QString& key, const QString& d
 bool SetIniParam(const QString& section, const QString& key, const QString& value)
 {
     return reported("SetIniParam",
-                    [&] { settingsFile().write(section, key, value, IniFileName()); });
+                    [&] { settingsFile().write(section, key, value, writableIniFileName()); });
 }
 
 bool DelIniParam(const QString& section, const QString& key)
 {
-    return reported("DelIniParam", [&] { settingsFile().removeKey(section, key, IniFileName()); });
+    return reported("DelIniParam",
+                    [&] { settingsFile().removeKey(section, key, writableIniFileName()); });
 }
 
 bool DelIniSection(const QString& section)
 {
-    return reported("DelIniSection", [&] { settingsFile().removeSection(section, IniFileName()); });
+    return reported("DelIniSection",
+                    [&] { settingsFile().removeSection(section, writableIniFileName()); });
 }
 
 QStringList GetIniParamsList(const QString& section)

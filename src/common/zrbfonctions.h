@@ -12,11 +12,16 @@
 // "ZRBfonctions.<function>"; the file is then left as it was.
 namespace ZRBfonctions {
 
-// Beside the executable (its folder, its name without extension, ".ini"); when that folder is
-// not writable, the same name in the per-user configuration folder. SetIniFileName() fixes the
-// path instead (tests, or a shell that wants another place); an empty path restores the rule.
+// The file that reads come from: beside the executable (its folder, its name without
+// extension, ".ini"), or the same name in the per-user configuration folder once the file
+// beside the program has proved read-only and a per-user copy exists. Writes go beside the
+// program when they can (a writable file in a read-only folder is written in place);
+// otherwise to the per-user file, which starts as a copy of the one beside the program.
+// SetIniFileName() fixes one path for both instead (tests, or a shell that wants another
+// place); an empty path restores the rule. SetIniPlaces() moves the two files (tests).
 QString IniFileName();
 void SetIniFileName(const QString& path);
+void SetIniPlaces(const QString& beside, const QString& perUser);
 
 // The stored value, or defaultValue when the file, the section or the key is missing.
 QString GetIniParam(const QString& section, const QString& key, const QString& defaultValue);

@@ -127,7 +127,7 @@ private slots:
     void cleanupTestCase() { sqlite3_close(m_db); }
     void init()
     {
-        m_reports.messages.clear();
+        m_reports.clear();
         SetCurrentLanguage(QString());
         QCOMPARE(OpenDataFile(builtFile), 0);
     }
@@ -225,6 +225,24 @@ private slots:
         SetCurrentLanguage("Français");
         QCOMPARE(GetText(10), QStringLiteral("Non"));
         QCOMPARE(reports.size(), 2);
+    }
+
+    // The error report's descriptions are texts of the data file; the built-in English ones
+    // serve where the file has none or is not open.
+    void errorDescriptionsFollowTheLanguage()
+    {
+        SetCurrentLanguage("Deutsch");
+        QCOMPARE(ErrorReport::Description(ErrorNumber::PortNotOpen),
+                 "Ungültiger Vorgang: die Schnittstelle ist nicht geöffnet");
+        QCOMPARE(ErrorReport::Description(4711), "Application-defined or object-defined error");
+        SetCurrentLanguage("Klingon");
+        QCOMPARE(ErrorReport::Description(ErrorNumber::PortNotOpen),
+                 "Operation not valid: the port is not open");
+        CloseDataFile();
+        SetCurrentLanguage("Deutsch");
+        QCOMPARE(ErrorReport::Description(ErrorNumber::PortLost),
+                 "The port was lost (adapter removed?)");
+        QVERIFY(m_reports.messages.isEmpty());
     }
 
     // The simulator's factory state relies on these: 9600 baud is the speed at position 3,

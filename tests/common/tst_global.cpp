@@ -135,6 +135,14 @@ private slots:
         QCOMPARE(capture.messages,
                  QStringList("Error Nr 8006 : Permission denied on the port (dialout)\r\n\r\n"
                              "Module : wMain\r\nObject : MDIForm\r\nEvent : Load"));
+        // The same fault met again within one action is not shown twice; another one is.
+        ErrorHandling("wMain.MDIForm_Load",
+                      RunTimeError(ErrorNumber::PortPermissionDenied, "dialout"));
+        ErrorHandling("wMain.MDIForm_Unload", ErrorNumber::PortPermissionDenied, "dialout");
+        QCOMPARE(capture.messages.size(), 2);
+        ErrorReport::ForgetShown();
+        ErrorHandling("wMain.MDIForm_Unload", ErrorNumber::PortPermissionDenied, "dialout");
+        QCOMPARE(capture.messages.size(), 3);
     }
 };
 

@@ -139,15 +139,6 @@ QByteArray WithCrc(QByteArray frame)
     return frame.append(static_cast<char>(crc & 0xFF)).append(static_cast<char>(crc >> 8));
 }
 
-QStringList ReportCapture::faults() const
-{
-    QStringList faults;
-    for (const QString& message : messages)
-        faults << message.section(QLatin1Char(' '), 2, 2) + QLatin1Char(' ') +
-                      message.section(QLatin1String(" : "), -1);
-    return faults;
-}
-
 int SimProcess::stop()
 {
     if (m_process.state() == QProcess::NotRunning)

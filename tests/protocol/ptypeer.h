@@ -1,5 +1,6 @@
 #pragma once
 
+#include "../common/testkit.h"
 #include "comctrl.h"
 #include "errorhandling.h"
 
@@ -87,22 +88,6 @@ struct ScriptedLine
 
 // The frame with the CRC appended, low byte first.
 QByteArray WithCrc(QByteArray frame);
-
-// Collects what the error report would show, for as long as it lives.
-class ReportCapture
-{
-public:
-    ReportCapture()
-        : m_previous(ErrorReport::SetPresenter([this](const QString& m) { messages.append(m); }))
-    {}
-    ~ReportCapture() { ErrorReport::SetPresenter(m_previous); }
-    // "<number> <procedure>" of each report, e.g. "8012 LitMots".
-    QStringList faults() const;
-    QStringList messages;
-
-private:
-    ErrorReport::Presenter m_previous;
-};
 
 // One k7310sim process on a pty of its own, tracing into a temporary folder.
 class SimProcess
