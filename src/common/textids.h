@@ -21,9 +21,12 @@ constexpr int Close = 16;
 
 // Main frame: title and status bar panels (a panel's tag is its ID).
 constexpr int MainTitle = 1000;
-constexpr int StatusPrompt = 1001; // panel with key "Prompt"
-constexpr int StatusPort = 1002;   // panel that shows the line settings
-constexpr int StatusSlave = 1003;  // panel that shows the last slave number
+constexpr int StatusPrompt = 1001;   // panel with key "Prompt"
+constexpr int StatusPort = 1002;     // panel that shows the line settings
+constexpr int StatusSlave = 1003;    // panel that shows the last slave number
+constexpr int StatusLineOpen = 1004; // states of the line in the line panel
+constexpr int StatusLineClosed = 1005;
+constexpr int StatusLineLost = 1006;
 
 // PC settings dialog wConfig.
 constexpr int ConfigTitle = 1100;

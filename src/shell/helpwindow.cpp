@@ -273,7 +273,7 @@ HelpWindow::HelpWindow(const QString& collectionFile, QHelpEngine* engine)
     setObjectName(QStringLiteral("wHelp"));
     // The engine owns the contents, index and search widgets that this window shows, so the
     // window is only hidden when closed and serves again for the rest of the run.
-    setWindowTitle(QApplication::applicationName());
+    setWindowTitle(QApplication::applicationDisplayName());
 
     m_sideTabs = new QTabWidget(this);
     m_sideTabs->setObjectName(QStringLiteral("tbsHelp"));

@@ -201,7 +201,11 @@ void wConfig::load()
     try {
         nationality();
 
-        FillPortList(m_cboPort, m_port.portName());
+        // With no port stored yet, a single serial adapter found is the likely choice.
+        const QString storedPort = storedOr(QStringLiteral("Port"), QString());
+        const QString soleDevice = SoleDevice(PortChoices());
+        const bool proposePort = storedPort.isNull() && !soleDevice.isEmpty();
+        FillPortList(m_cboPort, proposePort ? soleDevice : m_port.portName());
         const QString bauds = QString::number(CommFunctions::GetCommBauds(m_port));
         if (m_cboBauds->findText(bauds) < 0)
             m_cboBauds->addItem(bauds);
@@ -209,15 +213,36 @@ void wConfig::load()
         m_cboStops->setCurrentText(QString::number(CommFunctions::GetCommStops(m_port)));
         m_cboParity->setCurrentIndex(ParityPosition(m_port.settings()));
 
-        // The check box shows 0 or 1 only; anything else is a fault of the settings file.
-        const int rts = IniValue::Short(
-            ZRBfonctions::GetIniParam(communication, QStringLiteral("RTS"), QStringLiteral("0")));
-        if (rts != 0 && rts != 1)
-            throw RunTimeError(ErrorNumber::InvalidArgument, QStringLiteral("RTS"));
+        // RTS and its delay as stored. A stored value that cannot be used (reported at
+        // start-up) shows the value in force instead and is marked, so that OK repairs it.
+        unsigned repair = proposePort ? unsigned(Port) : 0u;
+        const auto usable = [&repair](Input input, const QString& text, int fallback, bool flag) {
+            try {
+                const int value = IniValue::Short(text);
+                if (!flag || value == 0 || value == 1)
+                    return value;
+            } catch (const RunTimeError&) {
+            }
+            repair |= input;
+            return fallback;
+        };
+        const int rts = usable(HalfDuplex, storedOr(QStringLiteral("RTS"), QStringLiteral("0")),
+                               CommFunctions::RtsHandshake() ? 1 : 0, true);
         m_chkHalfDuplex->setChecked(rts == 1);
         m_frmRtsDelay->setVisible(rts == 1);
-        m_updRtsDelay->setValue(IniValue::Short(ZRBfonctions::GetIniParam(
-            communication, QStringLiteral("RtsDelay"), QStringLiteral("5"))));
+        m_updRtsDelay->setValue(usable(RtsDelay,
+                                       storedOr(QStringLiteral("RtsDelay"), QStringLiteral("5")),
+                                       CommFunctions::RtsDelay(), false));
+        // The line's settings are those in force; a stored text that differs was not usable.
+        // (A port name is always usable: it is set even when the device cannot be opened.)
+        const auto mark = [&repair](Input input, const QString& key, const QString& inForce) {
+            const QString text = storedOr(key, QString());
+            if (!text.isNull() && text != inForce)
+                repair |= input;
+        };
+        mark(Bauds, QStringLiteral("Bauds"), bauds);
+        mark(Stops, QStringLiteral("Stops"), m_cboStops->currentText());
+        mark(Parity, QStringLiteral("Parity"), ParityLetter(m_cboParity->currentIndex()));
 
         // The language columns whose own name (the row of text 0) is not empty.
         m_cboLanguage->clear();
@@ -225,8 +250,8 @@ void wConfig::load()
         const int current = m_cboLanguage->findText(DataFunctions7310::CurrentLanguage());
         m_cboLanguage->setCurrentIndex(current >= 0 ? current : 0);
 
-        m_changed = 0;
-        m_cmdButtons[Apply]->setEnabled(false);
+        m_changed = repair;
+        m_cmdButtons[Apply]->setEnabled(m_changed != 0);
     } catch (const RunTimeError& error) {
         ErrorHandling(QStringLiteral("wConfig.Form_Load"), error);
     }
@@ -238,8 +263,20 @@ void wConfig::setFirstRun()
     m_cmdButtons[Cancel]->setVisible(false);
     m_cmdButtons[Apply]->setVisible(false);
     m_cmdButtons[Apply]->setEnabled(true);
-    // OK stores the language on view even when the user picks none.
-    m_changed |= Language;
+    // OK stores the language on view even when the user picks none, and the one adapter
+    // found when no port is stored yet. Nothing else: the line's values are not read from
+    // the settings file before this dialog, so they cannot be told apart from bad ones.
+    m_changed = (m_changed & Port) | Language;
+    m_firstRun = true;
+    m_tbsPages->setCurrentIndex(1);
+}
+
+QString wConfig::storedOr(const QString& key, const QString& absentValue)
+{
+    // A marker that no settings file holds tells "absent" from "empty".
+    static const QString absent = QStringLiteral("\x01absent");
+    const QString value = ZRBfonctions::GetIniParam(communication, key, absent);
+    return value == absent ? absentValue : value;
 }
 
 void wConfig::markChanged(Input input)
@@ -267,6 +304,9 @@ void wConfig::cmdButtons_Click(int index)
     switch (index) {
     case Ok:
         m_closeAfterApply = true;
+        // With nothing changed, OK on a closed or lost line is the user's "try again".
+        if (!m_port.isOpen() && !m_firstRun)
+            m_cmdButtons[Apply]->setEnabled(true);
         cmdButtons_Click(Apply);
         if (m_closeAfterApply)
             cmdButtons_Click(Cancel);
@@ -291,12 +331,19 @@ void wConfig::cmdButtons_Click(int index)
 
 void wConfig::applyChanges()
 {
+    bool lineChanged = false;
     if (m_changed & (Port | Bauds | Stops | Parity)) {
         if (m_port.isOpen())
             m_port.close();
         const QString portName = PortListText(m_cboPort);
         m_port.setPortName(portName);
         ZRBfonctions::SetIniParam(communication, QStringLiteral("Port"), portName);
+    }
+    if (m_firstRun) {
+        // The start-up sequence applies the stored speed, stop bits and parity next.
+        m_changed &= ~unsigned(Port);
+    } else if (m_changed & (Port | Bauds | Stops | Parity)) {
+        lineChanged = true;
         CommFunctions::SetCommBauds(m_port, IniValue::Long(m_cboBauds->currentText()));
         ZRBfonctions::SetIniParam(communication, QStringLiteral("Bauds"),
                                   m_cboBauds->currentText());
@@ -307,9 +354,12 @@ void wConfig::applyChanges()
         const QString letter = ParityLetter(m_cboParity->currentIndex());
         CommFunctions::SetCommParity(m_port, letter);
         ZRBfonctions::SetIniParam(communication, QStringLiteral("Parity"), letter);
-        m_port.open();
         m_changed &= ~unsigned(Port | Bauds | Stops | Parity);
     }
+    // At the first run the start-up sequence opens the line once the language is stored.
+    // Otherwise OK also opens a line that is closed or was lost: the user's "try again".
+    if (!m_port.isOpen() && !m_firstRun && (lineChanged || m_closeAfterApply))
+        m_port.open();
     if (m_changed & (HalfDuplex | RtsDelay)) {
         CommFunctions::SetRtsHandshake(m_chkHalfDuplex->isChecked());
         // A delay that is not a number counts as 0.

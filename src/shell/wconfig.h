@@ -71,6 +71,9 @@ private:
     void markChanged(Input input);
     void cmdButtons_Click(int index);
     void applyChanges();
+    // The stored text of a key of section "Communication", or absentValue when it is absent
+    // (a null text tells "absent" from "empty").
+    static QString storedOr(const QString& key, const QString& absentValue);
     void chkHalfDuplex_Click();
     void showHelp();
 
@@ -88,4 +91,5 @@ private:
     unsigned m_changed = 0;
     bool m_loading = false;
     bool m_closeAfterApply = false;
+    bool m_firstRun = false;
 };

@@ -68,6 +68,7 @@ wMain::wMain(Files files, QWidget* parent)
     buildMenus();
     buildToolBar();
     buildStatusBar();
+    m_comCtrl.setChangeHook([this] { showLineState(); });
     resize(1024, 720);
 }
 
@@ -75,6 +76,7 @@ wMain::~wMain()
 {
     // The children hold the serial line by reference: they go before it does.
     qDeleteAll(m_mdiArea->subWindowList());
+    m_comCtrl.setChangeHook({});
 }
 
 void wMain::registerChildren()
@@ -98,24 +100,30 @@ bool wMain::load()
     const QString dataFile =
         m_files.dataFile.isEmpty() ? DataFunctions7310::DataFilePath() : m_files.dataFile;
     if (DataFunctions7310::OpenDataFile(dataFile) != 0) {
-        QMessageBox::critical(nullptr, QApplication::applicationName(),
+        QMessageBox::critical(nullptr, QApplication::applicationDisplayName(),
                               QStringLiteral("Cannot open the Data file."));
         return false;
     }
 
     try {
-        DataFunctions7310::SetCurrentLanguage(ZRBfonctions::GetIniParam(
-            QStringLiteral("General"), QStringLiteral("Language"), QString()));
+        // A language that is no column of the data file is reported once; the console then
+        // goes on as on a first run, in the default column.
+        QString language =
+            ZRBfonctions::GetIniParam(QStringLiteral("General"), QStringLiteral("Language"), {});
+        if (!language.isEmpty() &&
+            !DataFunctions7310::LanguageColumns().contains(language, Qt::CaseInsensitive)) {
+            ErrorHandling(loadProcedure, ErrorNumber::DataItemNotFound,
+                          QStringLiteral("Language=") + language);
+            language.clear();
+        }
+        DataFunctions7310::SetCurrentLanguage(language);
         // Opens the label table once; the text itself is not needed.
         DataFunctions7310::GetText(TextId::LanguageName);
-        statusPanel(QStringLiteral("Prompt"))
-            ->setText(DataFunctions7310::GetText(TextId::StatusPrompt));
+        setPrompt(TextId::StatusPrompt);
         nationality();
         applyToolBarImages();
 
-        if (ZRBfonctions::GetIniParam(QStringLiteral("General"), QStringLiteral("Language"),
-                                      QString())
-                .isEmpty()) {
+        if (language.isEmpty()) {
             // First run: the language is chosen before anything else happens.
             show();
             wConfig firstRun(m_comCtrl, this);
@@ -124,23 +132,34 @@ bool wMain::load()
         }
         nationality();
 
+        // A stored value that cannot be used is reported, and its key's default serves.
+        const auto setting = [](const QString& key, const QString& fallback, const auto& convert) {
+            const QString text = ZRBfonctions::GetIniParam(communication, key, fallback);
+            try {
+                return convert(text);
+            } catch (const RunTimeError& error) {
+                ErrorHandling(loadProcedure, error.number(), key + QLatin1Char('=') + text);
+                return convert(fallback);
+            }
+        };
         m_comCtrl.setPortName(
             ZRBfonctions::GetIniParam(communication, QStringLiteral("Port"), m_comCtrl.portName()));
         CommFunctions::SetCommBauds(m_comCtrl,
-                                    IniValue::Long(ZRBfonctions::GetIniParam(
-                                        communication, QStringLiteral("Bauds"),
-                                        QString::number(CommFunctions::GetCommBauds(m_comCtrl)))));
+                                    setting(QStringLiteral("Bauds"),
+                                            QString::number(CommFunctions::GetCommBauds(m_comCtrl)),
+                                            IniValue::Long));
         CommFunctions::SetCommStops(
-            m_comCtrl, static_cast<std::int16_t>(IniValue::Short(ZRBfonctions::GetIniParam(
-                           communication, QStringLiteral("Stops"),
-                           QString::number(CommFunctions::GetCommStops(m_comCtrl))))));
+            m_comCtrl,
+            static_cast<std::int16_t>(
+                setting(QStringLiteral("Stops"),
+                        QString::number(CommFunctions::GetCommStops(m_comCtrl)), IniValue::Short)));
         CommFunctions::SetCommParity(
             m_comCtrl, ZRBfonctions::GetIniParam(communication, QStringLiteral("Parity"),
                                                  CommFunctions::GetCommParity(m_comCtrl)));
-        CommFunctions::SetRtsHandshake(IniValue::Boolean(
-            ZRBfonctions::GetIniParam(communication, QStringLiteral("RTS"), QStringLiteral("0"))));
-        CommFunctions::SetRtsDelay(IniValue::Short(ZRBfonctions::GetIniParam(
-            communication, QStringLiteral("RtsDelay"), QStringLiteral("5"))));
+        CommFunctions::SetRtsHandshake(
+            setting(QStringLiteral("RTS"), QStringLiteral("0"), IniValue::Boolean));
+        CommFunctions::SetRtsDelay(
+            setting(QStringLiteral("RtsDelay"), QStringLiteral("5"), IniValue::Short));
 
         // Without a line the console still serves: the calculator, the help, the settings.
         try {
@@ -151,8 +170,8 @@ bool wMain::load()
 
         waitForSplash();
 
-        CommFunctions::SetFrameDelay(IniValue::Short(ZRBfonctions::GetIniParam(
-            communication, QStringLiteral("FrameDelay"), QStringLiteral("50"))));
+        CommFunctions::SetFrameDelay(
+            setting(QStringLiteral("FrameDelay"), QStringLiteral("50"), IniValue::Short));
 
         // Loaded, unloaded and shown in this order; the configuration window comes last so
         // that it ends in front.
@@ -208,6 +227,7 @@ void wMain::nationality()
             panel->setToolTip(DataFunctions7310::GetToolTip(tag));
         }
     }
+    showLineState();
 
     // A button without a row keeps the tooltip it has.
     for (QAction* button : m_buttons) {
@@ -332,7 +352,7 @@ bool wMain::queryUnload()
         }
     }
     QMessageBox question(this);
-    question.setWindowTitle(QApplication::applicationName());
+    question.setWindowTitle(QApplication::applicationDisplayName());
     question.setStandardButtons(QMessageBox::Yes | QMessageBox::No);
     question.button(QMessageBox::Yes)->setText(DataFunctions7310::GetText(TextId::Yes));
     question.button(QMessageBox::No)->setText(DataFunctions7310::GetText(TextId::No));

@@ -48,6 +48,9 @@ public:
     QAction* toolButton(const QString& key) const;
     QAction* panelEntry(int index) const { return m_mnuFilePanel.value(index); }
     QLabel* statusPanel(const QString& key) const;
+    // The status bar prompt: a text of the data file, kept by its ID so that it follows a
+    // change of language.
+    void setPrompt(int textId);
 
     // The commands of the menus and the toolbar.
     void mnuFilePanel_Click(int index);
@@ -72,6 +75,8 @@ private:
     QAction* addEntry(QMenu* menu, const char* name);
     QAction* addSeparatorEntry(QMenu* menu, const char* name);
     void applyToolBarImages();
+    // The line and slave panels: port, settings text and state; the last slave that answered.
+    void showLineState();
     bool queryUnload();
     void waitForSplash();
 

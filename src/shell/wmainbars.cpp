@@ -2,6 +2,7 @@
 // and keys (a toolbar button's key is the name of the menu command it duplicates).
 #include "wmain.h"
 
+#include "datafunctions7310.h"
 #include "nationality.h"
 #include "textids.h"
 
@@ -125,6 +126,37 @@ void wMain::buildStatusBar()
     addPanel(QStringLiteral("Prompt"), 0, 1);
     addPanel(QStringLiteral("Line"), TextId::StatusPort, 0);
     addPanel(QStringLiteral("Slave"), TextId::StatusSlave, 0);
+}
+
+void wMain::setPrompt(int textId)
+{
+    QLabel* prompt = statusPanel(QStringLiteral("Prompt"));
+    Tags::Set(prompt, textId);
+    prompt->setText(DataFunctions7310::GetText(textId));
+    prompt->setToolTip(DataFunctions7310::GetToolTip(textId));
+}
+
+void wMain::showLineState()
+{
+    if (!DataFunctions7310::IsOpen())
+        return;
+    const auto captioned = [](int textId, const QString& value) {
+        return DataFunctions7310::GetText(textId) + QStringLiteral(": ") + value;
+    };
+    int state = TextId::StatusLineClosed;
+    if (m_comCtrl.state() == ComCtrl::State::Open)
+        state = TextId::StatusLineOpen;
+    else if (m_comCtrl.state() == ComCtrl::State::Lost)
+        state = TextId::StatusLineLost;
+    statusPanel(QStringLiteral("Line"))
+        ->setText(captioned(TextId::StatusPort, ComCtrl::SystemLocation(m_comCtrl.portName()) +
+                                                    QLatin1Char(' ') + m_comCtrl.settings() +
+                                                    QLatin1Char(' ') +
+                                                    DataFunctions7310::GetText(state)));
+    const int slave = m_comCtrl.lastSlave();
+    statusPanel(QStringLiteral("Slave"))
+        ->setText(captioned(TextId::StatusSlave,
+                            slave > 0 ? QString::number(slave) : QStringLiteral("-")));
 }
 
 QAction* wMain::menuEntry(const QString& name) const

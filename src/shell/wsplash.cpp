@@ -171,5 +171,5 @@ void wSplash::cmdAbout_Click()
 {
     const QString addresses = DataFunctions7310::GetText(TextId::AboutMaker) + QLatin1Char('\n') +
                               DataFunctions7310::GetText(TextId::AboutSoftware);
-    QMessageBox::information(this, QApplication::applicationName(), addresses);
+    QMessageBox::information(this, QApplication::applicationDisplayName(), addresses);
 }

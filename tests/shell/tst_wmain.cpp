@@ -107,21 +107,18 @@ private slots:
         QTest::addColumn<QString>("port"); // "": the pty
         QTest::addColumn<QString>("extra");
         QTest::addColumn<QStringList>("faults");
-        QTest::addColumn<bool>("childrenShown");
+        QTest::addColumn<QString>("repaired"); // the line OK in the PC settings writes
 
-        // The start-up's own trap; what follows the faulty step is skipped.
+        // Each unusable value is reported once; its default serves and start-up goes on.
         const QStringList typeError{"13 wMain.MDIForm.Load"};
-        row("speed not a number", "English", "", "Bauds=fast\n", typeError, false);
-        row("RTS=yes", "English", "", "RTS=yes\n", typeError, false);
-        row("RTS delay not a number", "English", "", "RtsDelay=short\n", typeError, false);
-        // The port's failure is reported and the start-up carries on.
+        row("speed not a number", "English", "", "Bauds=fast\n", typeError, "Bauds=9600");
+        row("RTS=yes", "English", "", "RTS=yes\n", typeError, "RTS=0");
+        row("RTS delay not a number", "English", "", "RtsDelay=short\n", typeError, "RtsDelay=5");
         row("absent port", "English", "/dev/k7310-no-such-port", "",
-            QStringList{"8002 wMain.MDIForm.Load"}, true);
-        // Texts 0 and 1001 report their own failures, then the menu captions fail the start-up.
-        row("unknown language", "Klingon", "", "",
-            QStringList{"3265 DataFunctions.GetText", "3265 DataFunctions.GetText",
-                        "3265 wMain.MDIForm.Load"},
-            false);
+            QStringList{"8002 wMain.MDIForm.Load"}, "");
+        // Reported once, then a first run in the default column, which stores a real language.
+        row("unknown language", "Klingon", "", "", QStringList{"3265 wMain.MDIForm.Load"},
+            "Language=English");
     }
 
     void badSettingsAreReportedNotFatal()
@@ -130,16 +127,61 @@ private slots:
         QFETCH(QString, port);
         QFETCH(QString, extra);
         QFETCH(QStringList, faults);
-        QFETCH(bool, childrenShown);
+        QFETCH(QString, repaired);
 
         ShellFixture fixture;
         fixture.writeIni(language, extra, port);
+        QString firstRun;
+        if (language == "Klingon")
+            OnNextModal([&](QWidget* modal) {
+                auto* dialog = qobject_cast<wConfig*>(modal);
+                QVERIFY(dialog);
+                firstRun = dialog->windowTitle() + '|' + dialog->languages()->currentText() + '|' +
+                           QString::number(dialog->pages()->currentIndex());
+                dialog->button(wConfig::Ok)->click();
+            });
         wMain frame(wMain::Files{fixture.dataFile, fixture.folder});
         QVERIFY(frame.load());
         QCOMPARE(fixture.faults(), faults);
-        // The console runs on: the main frame is up and usable, the port closed.
-        QVERIFY(frame.isVisible() && frame.isEnabled() && !frame.comCtrl().isOpen());
-        QCOMPARE(frame.mdiArea()->subWindowList().size(), childrenShown ? 2 : 0);
+        // The first-run dialog opens on its language page, captioned in the default column.
+        QCOMPARE(firstRun, language == "Klingon" ? "PC settings|English|1" : "");
+        QVERIFY(frame.isVisible() && frame.isEnabled());
+        QCOMPARE(frame.comCtrl().isOpen(), port.isEmpty());
+        QCOMPARE(frame.mdiArea()->subWindowList().size(), frame.children().kinds().size());
+
+        // The settings dialog shows the values in force; OK writes them in place of the bad ones.
+        wConfig dialog(frame.comCtrl(), &frame);
+        dialog.button(wConfig::Ok)->click();
+        const QString after = fixture.iniText();
+        const QString bad = extra.isEmpty() ? "Language=" + language + '\n' : extra;
+        QVERIFY2(after.contains(repaired) && (port.size() || !after.contains(bad)),
+                 qPrintable(after));
+        QCOMPARE(fixture.faults(),
+                 faults + (port.isEmpty() ? QStringList()
+                                          : QStringList{"8002 wConfig.cmdButtons.Click"}));
+    }
+
+    // OK with nothing changed opens the line again after it was lost: the user's "try again".
+    void settingsOkReopensTheLine()
+    {
+        ShellFixture fixture;
+        fixture.writeIni(QStringLiteral("English"));
+        wMain frame(wMain::Files{fixture.dataFile, fixture.folder});
+        QVERIFY(frame.load());
+        const QString before = fixture.iniText();
+        frame.comCtrl().close();
+        QVERIFY(frame.statusPanel("Line")->text().endsWith(" closed"));
+        wConfig dialog(frame.comCtrl(), &frame);
+        dialog.button(wConfig::Ok)->click();
+        QVERIFY(frame.comCtrl().isOpen());
+        QCOMPARE(fixture.iniText(), before);
+        // The status bar shows the line live: port, settings and state; then the last slave.
+        QCOMPARE(frame.statusPanel("Line")->text(),
+                 "Line: " + fixture.pty.slavePath() + " 9600,n,8,1 open");
+        QCOMPARE(frame.statusPanel("Slave")->text(), "Slave: -");
+        frame.comCtrl().noteAnswer(7);
+        QCOMPARE(frame.statusPanel("Slave")->text(), "Slave: 7");
+        QVERIFY(fixture.reports().isEmpty());
     }
 
     void captionsAndHelpEntries_data()
@@ -182,8 +224,9 @@ private slots:
                                 frame.toolButton(QStringLiteral("mnuFileQuit"))->toolTip(),
                                 frame.menuEntry(QStringLiteral("mnuHelpAbout"))->text()};
         QCOMPARE(shown, captions);
-        QCOMPARE(frame.statusPanel(QStringLiteral("Line"))->text(),
-                 DataFunctions7310::GetText(1002));
+        QVERIFY(frame.statusPanel(QStringLiteral("Line"))
+                    ->text()
+                    .startsWith(DataFunctions7310::GetText(1002) + ": "));
         QVERIFY(fixture.reports().isEmpty());
 
         // The help entries go with the collection; Find and What's This stay either way.

@@ -78,7 +78,7 @@ void ChildWindow::showEvent(QShowEvent* event)
 
 bool ConfirmDiscardChanges(QWidget* parent)
 {
-    QMessageBox box(QMessageBox::Warning, QApplication::applicationName(),
+    QMessageBox box(QMessageBox::Warning, QApplication::applicationDisplayName(),
                     WithLineBreaks(DataFunctions7310::GetText(discardChangesQuestion)),
                     QMessageBox::Yes | QMessageBox::No, parent);
     box.setDefaultButton(QMessageBox::No);

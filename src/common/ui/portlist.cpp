@@ -32,6 +32,12 @@ QStringList PortChoices()
     return choices;
 }
 
+QString SoleDevice(const QStringList& choices)
+{
+    constexpr qsizetype numberedPorts = 16;
+    return choices.size() == numberedPorts + 1 ? choices.last() : QString();
+}
+
 void FillPortList(QComboBox* list, const QString& current)
 {
     if (!list)

@@ -15,6 +15,10 @@ class QComboBox;
 // The entries above, in that order, without duplicates.
 QStringList PortChoices();
 
+// The one device among the choices besides the numbered ports, or "" when there are none or
+// several.
+QString SoleDevice(const QStringList& choices);
+
 // Fills an editable list with PortChoices() and shows `current` in it: the matching entry is
 // selected; a name that is not among the entries (a typed device path) is added at the end
 // and selected. An empty `current` selects "1".

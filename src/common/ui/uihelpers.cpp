@@ -22,7 +22,7 @@ void InstallMessageBoxPresenter()
     ErrorReport::SetPresenter([](const QString& message) {
         while (QApplication::overrideCursor())
             QApplication::restoreOverrideCursor();
-        QMessageBox::critical(QApplication::activeWindow(), QApplication::applicationName(),
+        QMessageBox::critical(QApplication::activeWindow(), QApplication::applicationDisplayName(),
                               message);
     });
 }
