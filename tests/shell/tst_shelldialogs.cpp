@@ -8,6 +8,7 @@
 #include <QHelpSearchResult>
 #include <QSpinBox>
 #include <QTabWidget>
+#include <QTextBlock>
 #include <QTextBrowser>
 #include <QWhatsThis>
 
@@ -21,6 +22,27 @@ namespace {
 const QString collection = QStringLiteral(K7310_BIN_DIR "/k7310console.qhc");
 const QString lineIni = QStringLiteral("Bauds=9600\nStops=1\nParity=n\n; kept as it is\n");
 const QString noSuchPort = QStringLiteral("/dev/k7310-no-such-port");
+
+// Where a click lands on the first link to href in the page shown, in viewport coordinates;
+// (-1, -1) when the page has none.
+QPoint linkPoint(QTextBrowser* browser, const QString& href)
+{
+    QTextDocument* page = browser->document();
+    for (QTextBlock block = page->begin(); block.isValid(); block = block.next()) {
+        for (auto it = block.begin(); !it.atEnd(); ++it) {
+            const QTextFragment fragment = it.fragment();
+            if (fragment.charFormat().anchorHref() != href)
+                continue;
+            QTextCursor cursor(page);
+            cursor.setPosition(fragment.position() + fragment.length() / 2);
+            browser->setTextCursor(cursor);
+            browser->ensureCursorVisible();
+            return browser->cursorRect(cursor).center();
+        }
+    }
+    return {-1, -1};
+}
+
 } // namespace
 
 class TestDialogs : public QObject
@@ -372,6 +394,56 @@ private slots:
                  QStringLiteral("getting-started.html"));
         QCOMPARE(DataFunctions7310::GetText(1100), heading);
         QVERIFY(m_fixture->reports().isEmpty());
+    }
+
+    void linksStayInTheViewer_data()
+    {
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<QString>("heading"); // of the page the link leads to
+        row("English", "k7310console.qhc", "PC settings");
+        row("French", "k7310console_fr.qhc", "Paramètres du PC");
+        row("German", "k7310console_de.qhc", "PC-Einstellungen");
+    }
+
+    void linksStayInTheViewer()
+    {
+        QFETCH(QString, file);
+        QFETCH(QString, heading);
+        QVERIFY(
+            Help::HtmlHelp(nullptr, QStringLiteral(K7310_BIN_DIR "/") + file, Help::DisplayToc, 0));
+        HelpWindow* window = HelpWindow::OpenWindows().value(0);
+        QVERIFY(window && QTest::qWaitForWindowExposed(window));
+        const QUrl home = window->currentPage();
+        QCOMPARE(home.fileName(), QStringLiteral("index.html"));
+        auto* browser = window->findChild<QTextBrowser*>();
+        const QPoint link = linkPoint(browser, QStringLiteral("settings.html"));
+        QVERIFY(link.x() >= 0);
+        QTest::mouseClick(browser->viewport(), Qt::LeftButton, {}, link);
+        QTRY_COMPARE(window->currentPage().fileName(), QStringLiteral("settings.html"));
+        QCOMPARE(window->currentPage().host(), home.host());
+        QVERIFY(browser->toPlainText().startsWith(heading));
+    }
+
+    void minimisedViewerComesBack_data()
+    {
+        QTest::addColumn<int>("command");
+        QTest::addColumn<int>("data");
+        row("Help > Contents", int(Help::DisplayToc), 0);
+        row("F1 on a window", int(Help::HelpContext), 232000);
+    }
+
+    void minimisedViewerComesBack()
+    {
+        QFETCH(int, command);
+        QFETCH(int, data);
+        QVERIFY(Help::HtmlHelp(nullptr, collection, Help::DisplayToc, 0));
+        HelpWindow* window = HelpWindow::OpenWindows().value(0);
+        QVERIFY(window && QTest::qWaitForWindowExposed(window));
+        window->showMinimized();
+        QTRY_VERIFY(window->isMinimized());
+        QVERIFY(Help::HtmlHelp(nullptr, collection, command, data));
+        QVERIFY(!window->isMinimized());
+        QTRY_COMPARE(QApplication::activeWindow(), window);
     }
 
 private:
