@@ -2,10 +2,12 @@
 #include "wwarning.h"
 
 #include <QCheckBox>
+#include <QDir>
 #include <QFileInfo>
 #include <QGroupBox>
 #include <QHelpSearchEngine>
 #include <QHelpSearchResult>
+#include <QMenuBar>
 #include <QSpinBox>
 #include <QTabWidget>
 #include <QTextBlock>
@@ -43,6 +45,10 @@ QPoint linkPoint(QTextBrowser* browser, const QString& href)
     return {-1, -1};
 }
 
+QString withoutMnemonic(QString caption)
+{
+    return caption.remove(QRegularExpression(QStringLiteral("&(?!&)")));
+}
 } // namespace
 
 class TestDialogs : public QObject
@@ -444,6 +450,55 @@ private slots:
         QVERIFY(Help::HtmlHelp(nullptr, collection, command, data));
         QVERIFY(!window->isMinimized());
         QTRY_COMPARE(QApplication::activeWindow(), window);
+    }
+
+    void helpQuotesTheMenus_data()
+    {
+        QTest::addColumn<QString>("language");
+        QTest::addColumn<QStringList>("files");
+        const auto pages = [](const QString& folder) {
+            QStringList files;
+            const QDir dir(QStringLiteral(K7310_SOURCE_DIR "/help/pages/") + folder);
+            for (const QString& name : dir.entryList({QStringLiteral("*.html")}))
+                files << dir.filePath(name);
+            return files;
+        };
+        row("English, and the README", "English",
+            pages({}) << QStringLiteral(K7310_SOURCE_DIR "/README.md"));
+        row("French", "Français", pages(QStringLiteral("fr")));
+        row("German", "Deutsch", pages(QStringLiteral("de")));
+    }
+
+    // A menu path written in bold ("<b>Options &gt; PC settings…</b>", "**Help > Contents**")
+    // names a menu and one of its entries exactly as the menu bar shows them.
+    void helpQuotesTheMenus()
+    {
+        QFETCH(QString, language);
+        QFETCH(QStringList, files);
+        DataFunctions7310::SetCurrentLanguage(language);
+        wMain frame(wMain::Files{m_fixture->dataFile, m_fixture->folder});
+        frame.nationality();
+        QHash<QString, QStringList> menus;
+        for (QAction* menu : frame.menuBar()->actions()) {
+            for (QAction* entry : menu->menu()->actions())
+                menus[withoutMnemonic(menu->text())] << withoutMnemonic(entry->text());
+        }
+        static const QRegularExpression path(
+            QStringLiteral(R"((?:<b>|\*\*)([^<*]+?) (?:&gt;|>) ([^<*]+?)(?:</b>|\*\*))"));
+        QStringList wrong;
+        int paths = 0;
+        for (const QString& name : files) {
+            QFile file(name);
+            QVERIFY(file.open(QIODevice::ReadOnly));
+            const QString text = QString::fromUtf8(file.readAll());
+            for (auto it = path.globalMatch(text); it.hasNext(); ++paths) {
+                const QRegularExpressionMatch found = it.next();
+                if (!menus.value(found.captured(1)).contains(found.captured(2)))
+                    wrong << QFileInfo(name).fileName() + ": " + found.captured(0);
+            }
+        }
+        QVERIFY2(wrong.isEmpty(), qPrintable(wrong.join(QLatin1Char('\n'))));
+        QVERIFY(paths >= 5);
     }
 
 private:

@@ -189,7 +189,7 @@ private slots:
                  DataFunctions7310::GetText(1002));
         QVERIFY(fixture.reports().isEmpty());
 
-        // The help entries go with the collection; Find and What's This stay either way.
+        // The help entries go with the collection; Find and Context help stay either way.
         for (const char* name : {"mnuHelpSummary", "mnuHelpIndex", "mnuHelpSep1"})
             QCOMPARE(frame.menuEntry(QLatin1String(name))->isVisible(), helpThere);
         QCOMPARE(frame.toolButton(QStringLiteral("mnuHelpContext"))->isVisible(), helpThere);
