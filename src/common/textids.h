@@ -94,7 +94,8 @@ constexpr int AskSlaveTitle = 35000;
 constexpr int AskSlavePort = 35001;
 constexpr int AskSlaveSlave = 35002;
 constexpr int AskSlaveAutoSearch = 35003;
-constexpr int AskSlaveHint = 35004; // what slave number 0 means
+constexpr int AskSlaveHint = 35004;  // what slave number 0 means
+constexpr int AskSlaveRange = 35005; // status bar: slave number refused
 constexpr int SearchTitle = 35010;
 constexpr int SearchSlave = 35011;
 constexpr int SearchSpeed = 35012;
@@ -134,6 +135,11 @@ constexpr int CrcCompute = 232210;      // cmdCrcCompute
 // Labels of txtCrcResult(i) are CrcResultFirst + i, i = 0..7: unsigned decimal, hexadecimal,
 // binary, as sent (low byte first), low byte hex, high byte hex, low byte dec, high byte dec.
 constexpr int CrcResultFirst = 232220;
+// Refusals, shown in the status bar.
+constexpr int CrcByteRange = 232301;
+constexpr int ConvertSignedRange = 232302;
+constexpr int ConvertUnsignedRange = 232303;
+constexpr int ConvertBinaryDigits = 232304; // a seventeenth binary digit
 
 // Frame builder wPanelFrame.
 constexpr int PanelFrameTitle = 233000; // also File menu entry 2
@@ -152,6 +158,16 @@ constexpr int FrameCompute = 233301;
 constexpr int FrameSend = 233302;
 constexpr int FrameRequest = 233311;
 constexpr int FrameAnswer = 233312;
+// Refusals and notes, shown in the status bar.
+constexpr int FrameSlaveRange = 233401;
+constexpr int FrameAddressNotNumber = 233402;
+constexpr int FrameAddressRange = 233403; // the address box's leave check
+constexpr int FrameCountNotNumber = 233404;
+constexpr int FrameCountRange = 233405; // the count box's leave check
+constexpr int FrameNothingToSend = 233406;
+constexpr int FramePartialBytes = 233407; // "%1": the number of bytes sent
+// Frames that FrameToSend refuses: FrameErrorFirst - 1 + its error code, 233411..233417.
+constexpr int FrameErrorFirst = 233411;
 // Exception answers: ExceptionBase + function code, 233801..233816.
 constexpr int ExceptionBase = 233800;
 

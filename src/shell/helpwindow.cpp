@@ -6,6 +6,7 @@
 
 #include <QApplication>
 #include <QCursor>
+#include <QDesktopServices>
 #include <QFile>
 #include <QFileInfo>
 #include <QHash>
@@ -106,7 +107,15 @@ public:
         : QTextBrowser(parent)
         , m_engine(engine)
     {
-        setOpenExternalLinks(true);
+        // Links come resolved against the page shown: those into the collection stay in the
+        // viewer, the rest (a web address) go to the desktop's own handler.
+        setOpenLinks(false);
+        connect(this, &QTextBrowser::anchorClicked, this, [this](const QUrl& url) {
+            if (url.scheme() == QLatin1String("qthelp"))
+                setSource(url);
+            else
+                QDesktopServices::openUrl(url);
+        });
         // One style for every page of every language, kept beside the help sources.
         QFile style(QStringLiteral(":/shell/help.css"));
         if (style.open(QIODevice::ReadOnly))
@@ -362,6 +371,8 @@ void HelpWindow::nationality()
 void HelpWindow::bringToFront()
 {
     nationality();
+    // A minimised viewer comes back as it was before, then to the front.
+    setWindowState(windowState() & ~Qt::WindowMinimized);
     show();
     raise();
     activateWindow();

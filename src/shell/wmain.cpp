@@ -6,6 +6,7 @@
 #include "helphook.h"
 #include "helpwindow.h"
 #include "nationality.h"
+#include "prompthook.h"
 #include "shellhelpers.h"
 #include "textids.h"
 #include "uihelpers.h"
@@ -69,6 +70,9 @@ wMain::wMain(Files files, QWidget* parent)
     buildToolBar();
     buildStatusBar();
     m_comCtrl.setChangeHook([this] { showLineState(); });
+    // Refusals and notes of the windows pass through the prompt panel for a few seconds.
+    PromptHook::Set([panel = QPointer<QLabel>(statusPanel(QStringLiteral("Prompt")))](
+                        const QString& text) { PromptHook::ShowPassing(panel, text); });
     resize(1024, 720);
 }
 

@@ -6,11 +6,13 @@
 #include "global.h"
 #include "keyfilters.h"
 #include "numbertext.h"
+#include "refusal.h"
+#include "textids.h"
 
-#include <QApplication>
 #include <QCheckBox>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QValidator>
 
 namespace {
 
@@ -24,6 +26,17 @@ int hexadecimalKeyFilter(int key)
 {
     return key == ' ' ? key : KeyFilters::HexKey(key);
 }
+
+// A 16-bit word has at most 16 binary digits; the blanks between groups of four are free.
+class BinaryDigitsValidator : public QValidator
+{
+public:
+    using QValidator::QValidator;
+    State validate(QString& input, int& /*position*/) const override
+    {
+        return input.size() - input.count(QLatin1Char(' ')) <= 16 ? Acceptable : Invalid;
+    }
+};
 
 } // namespace
 
@@ -53,6 +66,9 @@ void wPanelCalcul::connectControls()
     });
     BoxHook::InstallKeyFilter(m_txtConvert[Hexadecimal], hexadecimalKeyFilter);
     BoxHook::InstallKeyFilter(m_txtConvert[Binary], binaryKeyFilter);
+    m_txtConvert[Binary]->setValidator(new BinaryDigitsValidator(m_txtConvert[Binary]));
+    connect(m_txtConvert[Binary], &QLineEdit::inputRejected, this,
+            [this] { Refusal::Refuse(m_txtConvert[Binary], TextId::ConvertBinaryDigits); });
 
     for (QLineEdit* box : findChildren<QLineEdit*>())
         BoxHook::SelectAllOnEntry(box);
@@ -81,7 +97,7 @@ void wPanelCalcul::CrcCompute()
             continue;
         const std::int64_t value = NumberText::Val(box->text());
         if (value < 0 || value > 255) {
-            QApplication::beep();
+            Refusal::Refuse(box, TextId::CrcByteRange);
             box->setFocus(Qt::OtherFocusReason);
             box->selectAll();
             return;
@@ -129,7 +145,8 @@ void wPanelCalcul::txtConvert_Change(int index)
         const std::int64_t lowest = unsignedForm() ? 0 : -32768;
         const std::int64_t highest = unsignedForm() ? 65535 : 32767;
         if (value < lowest || value > highest) {
-            QApplication::beep();
+            Refusal::Refuse(m_txtConvert[Decimal], unsignedForm() ? TextId::ConvertUnsignedRange
+                                                                  : TextId::ConvertSignedRange);
             m_busy = false;
             return;
         }

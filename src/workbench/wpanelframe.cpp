@@ -1,5 +1,6 @@
 #include "wpanelframe.h"
 
+#include "comctrl.h"
 #include "commfunctions.h"
 #include "datafunctions7310.h"
 #include "errorhandling.h"
@@ -7,6 +8,8 @@
 #include "global.h"
 #include "keyfilters.h"
 #include "numbertext.h"
+#include "prompthook.h"
+#include "refusal.h"
 #include "textids.h"
 #include "uihelpers.h"
 #include "zrbgrid.h"
@@ -34,6 +37,10 @@ int clampedInt(std::int64_t value)
     return static_cast<int>(std::clamp<std::int64_t>(value, INT32_MIN, INT32_MAX));
 }
 
+bool isRead(int code)
+{
+    return code >= 1 && code <= 4;
+}
 bool isBitWrite(int code)
 {
     return code == 5 || code == 15;
@@ -101,15 +108,15 @@ void wPanelFrame::FrameCompute()
 
     const std::int64_t slave = NumberText::Val(m_txtFrameSlave->text());
     if (slave == 0 || slave > highestSlave) {
-        refuse(m_txtFrameSlave);
+        refuse(m_txtFrameSlave, TextId::FrameSlaveRange);
         return;
     }
     if (!NumberText::IsNumber(m_txtFrameAddress->text())) {
-        refuse(m_txtFrameAddress);
+        refuse(m_txtFrameAddress, TextId::FrameAddressNotNumber);
         return;
     }
     if (!NumberText::IsNumber(m_txtFrameNbData->text())) {
-        refuse(m_txtFrameNbData);
+        refuse(m_txtFrameNbData, TextId::FrameCountNotNumber);
         return;
     }
     const int function = functionCode();
@@ -130,14 +137,41 @@ void wPanelFrame::FrameCompute()
     if (bytes.size() >= 2)
         m_txtFrameData[Request]->setText(NumberText::FrameText(bytes));
     else
-        QApplication::beep();
+        refuseFrame(bytes.isEmpty() ? 0 : static_cast<std::uint8_t>(bytes.at(0)));
+}
+
+void wPanelFrame::refuseFrame(int errorCode)
+{
+    // The field that the codec's error code points at; the focus stays where it is.
+    QWidget* field = m_cboFrameType;
+    switch (errorCode) {
+    case CommFunctions::BadSlave:
+        field = m_updFrameSlave;
+        break;
+    case CommFunctions::BadAddress:
+        field = m_txtFrameAddress;
+        break;
+    case CommFunctions::QuantityTooLarge:
+    case CommFunctions::MissingData:
+    case CommFunctions::QuantityNotOne:
+        field = m_txtFrameNbData;
+        break;
+    case CommFunctions::DataNotList:
+    case CommFunctions::TooFewItems:
+        field = m_grdFrameData;
+        break;
+    default: // no frame and no code: the fault has been reported
+        Refusal::Refuse(field, 0);
+        return;
+    }
+    Refusal::Refuse(field, TextId::FrameErrorFirst - 1 + errorCode);
 }
 
 void wPanelFrame::FrameSend()
 {
     const QString text = m_txtFrameData[Request]->text();
     if (text.size() < 3) {
-        QApplication::beep();
+        Refusal::Refuse(m_txtFrameData[Request], TextId::FrameNothingToSend);
         return;
     }
     const QByteArray request = NumberText::ParseFrameText(text);
@@ -149,10 +183,19 @@ void wPanelFrame::FrameSend()
     m_txtFrameData[Answer]->setText(CommFunctions::FrameToText(answer));
     m_txtFrameData[Answer]->setCursorPosition(0);
 
+    // A hand-typed text that stops inside a byte loses its tail: say what went out.
+    if (text.size() % 3 != 0 && m_port.isOpen())
+        PromptHook::Show(DataFunctions7310::GetText(TextId::FramePartialBytes).arg(request.size()));
+
     if (const auto cells = FrameAnswer::DataOf(request, answer)) {
         m_grdFrameData->setRows(static_cast<int>(cells->values.size()) + 1);
         for (int row = 1; row < m_grdFrameData->rows(); ++row)
             m_grdFrameData->setTextMatrix(row, dataColumn, cells->values.at(row - 1));
+    } else if (request.size() >= 2 && isRead(static_cast<std::uint8_t>(request.at(1)))) {
+        // The grid of a read shows its answer; a read that brought none leaves no values
+        // of an earlier answer standing beside it.
+        for (int row = 1; row < m_grdFrameData->rows(); ++row)
+            m_grdFrameData->setTextMatrix(row, dataColumn, QString());
     }
 }
 
@@ -216,9 +259,9 @@ void wPanelFrame::focusChanged(QWidget* previous, QWidget* now)
     if (m_refocusing || !now || !isAncestorOf(now))
         return;
     if (previous == m_txtFrameAddress && !addressAcceptable())
-        refuse(m_txtFrameAddress, true);
+        refuse(m_txtFrameAddress, TextId::FrameAddressRange, true);
     else if (previous == m_txtFrameNbData && !txtFrameNbData_Validate())
-        refuse(m_txtFrameNbData, true);
+        refuse(m_txtFrameNbData, TextId::FrameCountRange, true);
 }
 
 bool wPanelFrame::fieldsAcceptable()
@@ -227,22 +270,22 @@ bool wPanelFrame::fieldsAcceptable()
     if (m_refocusing)
         return false;
     if (!addressAcceptable()) {
-        refuse(m_txtFrameAddress);
+        refuse(m_txtFrameAddress, TextId::FrameAddressRange);
         return false;
     }
     if (!countAcceptable()) {
-        refuse(m_txtFrameNbData);
+        refuse(m_txtFrameNbData, TextId::FrameCountRange);
         return false;
     }
     return true;
 }
 
-void wPanelFrame::refuse(QLineEdit* box, bool deferred)
+void wPanelFrame::refuse(QLineEdit* box, int reasonId, bool deferred)
 {
-    QApplication::beep();
     // The slave's text belongs to its up-down control, which holds the focus for it.
     auto* spin = qobject_cast<QAbstractSpinBox*>(box->parentWidget());
     QWidget* target = spin ? static_cast<QWidget*>(spin) : box;
+    Refusal::Refuse(target, reasonId);
     m_refocusing = box;
     auto giveBack = [this, target, box] {
         target->setFocus(Qt::OtherFocusReason);

@@ -46,9 +46,11 @@ private:
     bool countAcceptable() const;
     // Resizes the grid to count + 1 rows; false (and nothing changed) for a refused count.
     bool txtFrameNbData_Validate();
-    // Beeps, then gives the box the focus back with its text selected.
-    // Deferred when called while the focus is moving.
-    void refuse(QLineEdit* box, bool deferred = false);
+    // Refuses the box (Refusal, with the text reasonId), then gives it the focus back with its
+    // text selected. Deferred when called while the focus is moving.
+    void refuse(QLineEdit* box, int reasonId, bool deferred = false);
+    // Refuses the field that an error code of FrameToSend points at (0: none).
+    void refuseFrame(int errorCode);
     // The leave checks again before a command runs; false when one refuses.
     bool fieldsAcceptable();
     int functionCode() const;

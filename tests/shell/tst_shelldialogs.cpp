@@ -2,12 +2,15 @@
 #include "wwarning.h"
 
 #include <QCheckBox>
+#include <QDir>
 #include <QFileInfo>
 #include <QGroupBox>
 #include <QHelpSearchEngine>
 #include <QHelpSearchResult>
+#include <QMenuBar>
 #include <QSpinBox>
 #include <QTabWidget>
+#include <QTextBlock>
 #include <QTextBrowser>
 #include <QWhatsThis>
 
@@ -21,6 +24,31 @@ namespace {
 const QString collection = QStringLiteral(K7310_BIN_DIR "/k7310console.qhc");
 const QString lineIni = QStringLiteral("Bauds=9600\nStops=1\nParity=n\n; kept as it is\n");
 const QString noSuchPort = QStringLiteral("/dev/k7310-no-such-port");
+
+// Where a click lands on the first link to href in the page shown, in viewport coordinates;
+// (-1, -1) when the page has none.
+QPoint linkPoint(QTextBrowser* browser, const QString& href)
+{
+    QTextDocument* page = browser->document();
+    for (QTextBlock block = page->begin(); block.isValid(); block = block.next()) {
+        for (auto it = block.begin(); !it.atEnd(); ++it) {
+            const QTextFragment fragment = it.fragment();
+            if (fragment.charFormat().anchorHref() != href)
+                continue;
+            QTextCursor cursor(page);
+            cursor.setPosition(fragment.position() + fragment.length() / 2);
+            browser->setTextCursor(cursor);
+            browser->ensureCursorVisible();
+            return browser->cursorRect(cursor).center();
+        }
+    }
+    return {-1, -1};
+}
+
+QString withoutMnemonic(QString caption)
+{
+    return caption.remove(QRegularExpression(QStringLiteral("&(?!&)")));
+}
 } // namespace
 
 class TestDialogs : public QObject
@@ -374,6 +402,105 @@ private slots:
                  QStringLiteral("getting-started.html"));
         QCOMPARE(DataFunctions7310::GetText(1100), heading);
         QVERIFY(m_fixture->reports().isEmpty());
+    }
+
+    void linksStayInTheViewer_data()
+    {
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<QString>("heading"); // of the page the link leads to
+        row("English", "k7310console.qhc", "PC settings");
+        row("French", "k7310console_fr.qhc", "Paramètres du PC");
+        row("German", "k7310console_de.qhc", "PC-Einstellungen");
+    }
+
+    void linksStayInTheViewer()
+    {
+        QFETCH(QString, file);
+        QFETCH(QString, heading);
+        QVERIFY(
+            Help::HtmlHelp(nullptr, QStringLiteral(K7310_BIN_DIR "/") + file, Help::DisplayToc, 0));
+        HelpWindow* window = HelpWindow::OpenWindows().value(0);
+        QVERIFY(window && QTest::qWaitForWindowExposed(window));
+        const QUrl home = window->currentPage();
+        QCOMPARE(home.fileName(), QStringLiteral("index.html"));
+        auto* browser = window->findChild<QTextBrowser*>();
+        const QPoint link = linkPoint(browser, QStringLiteral("settings.html"));
+        QVERIFY(link.x() >= 0);
+        QTest::mouseClick(browser->viewport(), Qt::LeftButton, {}, link);
+        QTRY_COMPARE(window->currentPage().fileName(), QStringLiteral("settings.html"));
+        QCOMPARE(window->currentPage().host(), home.host());
+        QVERIFY(browser->toPlainText().startsWith(heading));
+    }
+
+    void minimisedViewerComesBack_data()
+    {
+        QTest::addColumn<int>("command");
+        QTest::addColumn<int>("data");
+        row("Help > Contents", int(Help::DisplayToc), 0);
+        row("F1 on a window", int(Help::HelpContext), 232000);
+    }
+
+    void minimisedViewerComesBack()
+    {
+        QFETCH(int, command);
+        QFETCH(int, data);
+        QVERIFY(Help::HtmlHelp(nullptr, collection, Help::DisplayToc, 0));
+        HelpWindow* window = HelpWindow::OpenWindows().value(0);
+        QVERIFY(window && QTest::qWaitForWindowExposed(window));
+        window->showMinimized();
+        QTRY_VERIFY(window->isMinimized());
+        QVERIFY(Help::HtmlHelp(nullptr, collection, command, data));
+        QVERIFY(!window->isMinimized());
+        QTRY_COMPARE(QApplication::activeWindow(), window);
+    }
+
+    void helpQuotesTheMenus_data()
+    {
+        QTest::addColumn<QString>("language");
+        QTest::addColumn<QStringList>("files");
+        const auto pages = [](const QString& folder) {
+            QStringList files;
+            const QDir dir(QStringLiteral(K7310_SOURCE_DIR "/help/pages/") + folder);
+            for (const QString& name : dir.entryList({QStringLiteral("*.html")}))
+                files << dir.filePath(name);
+            return files;
+        };
+        row("English, and the README", "English",
+            pages({}) << QStringLiteral(K7310_SOURCE_DIR "/README.md"));
+        row("French", "Français", pages(QStringLiteral("fr")));
+        row("German", "Deutsch", pages(QStringLiteral("de")));
+    }
+
+    // A menu path written in bold ("<b>Options &gt; PC settings…</b>", "**Help > Contents**")
+    // names a menu and one of its entries exactly as the menu bar shows them.
+    void helpQuotesTheMenus()
+    {
+        QFETCH(QString, language);
+        QFETCH(QStringList, files);
+        DataFunctions7310::SetCurrentLanguage(language);
+        wMain frame(wMain::Files{m_fixture->dataFile, m_fixture->folder});
+        frame.nationality();
+        QHash<QString, QStringList> menus;
+        for (QAction* menu : frame.menuBar()->actions()) {
+            for (QAction* entry : menu->menu()->actions())
+                menus[withoutMnemonic(menu->text())] << withoutMnemonic(entry->text());
+        }
+        static const QRegularExpression path(
+            QStringLiteral(R"((?:<b>|\*\*)([^<*]+?) (?:&gt;|>) ([^<*]+?)(?:</b>|\*\*))"));
+        QStringList wrong;
+        int paths = 0;
+        for (const QString& name : files) {
+            QFile file(name);
+            QVERIFY(file.open(QIODevice::ReadOnly));
+            const QString text = QString::fromUtf8(file.readAll());
+            for (auto it = path.globalMatch(text); it.hasNext(); ++paths) {
+                const QRegularExpressionMatch found = it.next();
+                if (!menus.value(found.captured(1)).contains(found.captured(2)))
+                    wrong << QFileInfo(name).fileName() + ": " + found.captured(0);
+            }
+        }
+        QVERIFY2(wrong.isEmpty(), qPrintable(wrong.join(QLatin1Char('\n'))));
+        QVERIFY(paths >= 5);
     }
 
 private:

@@ -1,5 +1,8 @@
+#include "prompthook.h"
 #include "shelltestkit.h"
+#include "textids.h"
 
+#include <QLineEdit>
 #include <QMdiArea>
 #include <QMdiSubWindow>
 
@@ -229,7 +232,7 @@ private slots:
                     .startsWith(DataFunctions7310::GetText(1002) + ": "));
         QVERIFY(fixture.reports().isEmpty());
 
-        // The help entries go with the collection; Find and What's This stay either way.
+        // The help entries go with the collection; Find and Context help stay either way.
         for (const char* name : {"mnuHelpSummary", "mnuHelpIndex", "mnuHelpSep1"})
             QCOMPARE(frame.menuEntry(QLatin1String(name))->isVisible(), helpThere);
         QCOMPARE(frame.toolButton(QStringLiteral("mnuHelpContext"))->isVisible(), helpThere);
@@ -376,6 +379,36 @@ private slots:
         QTest::qWait(1);
         frame.mnuHelpContext_Click();
         QCOMPARE(activePage(), QStringLiteral("index.html"));
+    }
+
+    void refusalPassesThroughThePrompt_data()
+    {
+        QTest::addColumn<QString>("meanwhile"); // written into the prompt while the reason shows
+        row("the standing text comes back", QString());
+        row("a newer standing text stays", QStringLiteral("newer"));
+    }
+
+    void refusalPassesThroughThePrompt()
+    {
+        QFETCH(QString, meanwhile);
+        ShellFixture fixture;
+        QVERIFY(fixture.openData());
+        wMain frame(wMain::Files{fixture.dataFile, fixture.folder});
+        frame.show();
+        QLabel* prompt = frame.statusPanel(QStringLiteral("Prompt"));
+        prompt->setText(QStringLiteral("standing"));
+        ChildWindow* calculator = frame.children().show(1);
+        QTest::keyClicks(calculator->findChild<QLineEdit*>(QStringLiteral("txtCrcFrame_0")), "256");
+        QTest::mouseClick(calculator->findChild<QPushButton*>(QStringLiteral("cmdCrcCompute")),
+                          Qt::LeftButton);
+        const QString reason = DataFunctions7310::GetText(TextId::CrcByteRange);
+        QCOMPARE(prompt->text(), reason);
+        if (!meanwhile.isEmpty())
+            prompt->setText(meanwhile);
+        QTest::qWait(PromptHook::PassingMilliseconds - 1000);
+        QCOMPARE(prompt->text(), meanwhile.isEmpty() ? reason : meanwhile);
+        QTRY_COMPARE_WITH_TIMEOUT(
+            prompt->text(), meanwhile.isEmpty() ? QStringLiteral("standing") : meanwhile, 2500);
     }
 };
 

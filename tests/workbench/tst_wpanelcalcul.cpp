@@ -1,6 +1,8 @@
+#include "../common/promptcapture.h"
 #include "comctrl.h"
 #include "datafunctions7310.h"
 #include "nationality.h"
+#include "textids.h"
 #include "wpanelcalcul.h"
 #include "wpanelframe.h"
 #include "zrbgrid.h"
@@ -35,6 +37,7 @@ private slots:
     {
         delete m_window;
         m_window = nullptr;
+        m_prompts.texts.clear();
     }
 
     void crcOfTypedBytes_data()
@@ -91,6 +94,12 @@ private slots:
         QCOMPARE(crcByte(badBox)->selectedText(), badValue);
         QCOMPARE(box("txtFrame")->text(), QString());
         QCOMPARE(crcResults(), QStringList(wPanelCalcul::CrcResultBoxes, QString()));
+        QVERIFY(FramedRed(crcByte(badBox)));
+        QCOMPARE(m_prompts.texts, QStringList{DataFunctions7310::GetText(TextId::CrcByteRange)});
+        // The frame goes after about a second.
+        QTest::qWait(700);
+        QVERIFY(Refusal::IsCued(crcByte(badBox)));
+        QTRY_VERIFY_WITH_TIMEOUT(!Refusal::IsCued(crcByte(badBox)), 1000);
     }
 
     void editingAByteClearsTheResults()
@@ -110,27 +119,38 @@ private slots:
         QTest::addColumn<bool>("unsignedForm");
         QTest::addColumn<bool>("toggled");      // the unsigned box flipped after typing
         QTest::addColumn<QStringList>("shown"); // decimal, hexadecimal, binary afterwards
+        QTest::addColumn<int>("reason");        // of a refusal, in the status bar
 
-        QTest::newRow("65535 unsigned") << 0 << "65535" << true << false
-                                        << QStringList{"65535", "FF FF", "1111 1111 1111 1111"};
-        QTest::newRow("65535 signed beeps and keeps the last word")
-            << 0 << "65535" << false << false << QStringList{"65535", "19 99", "1 1001 1001 1001"};
-        QTest::newRow("-1 signed")
-            << 0 << "-1" << false << false << QStringList{"-1", "FF FF", "1111 1111 1111 1111"};
+        QTest::newRow("65535 unsigned")
+            << 0 << "65535" << true << false << QStringList{"65535", "FF FF", "1111 1111 1111 1111"}
+            << 0;
+        QTest::newRow("65535 signed refused, the last word kept")
+            << 0 << "65535" << false << false << QStringList{"65535", "19 99", "1 1001 1001 1001"}
+            << TextId::ConvertSignedRange;
+        QTest::newRow("65536 unsigned refused")
+            << 0 << "65536" << true << false << QStringList{"65536", "19 99", "1 1001 1001 1001"}
+            << TextId::ConvertUnsignedRange;
+        QTest::newRow("-1 signed") << 0 << "-1" << false << false
+                                   << QStringList{"-1", "FF FF", "1111 1111 1111 1111"} << 0;
         QTest::newRow("minus dropped when unsigned")
-            << 0 << "-12" << true << false << QStringList{"12", "00 0C", "1100"};
+            << 0 << "-12" << true << false << QStringList{"12", "00 0C", "1100"} << 0;
         QTest::newRow("hex lower case, signed")
-            << 1 << "ff ff" << false << false << QStringList{"-1", "FF FF", "1111 1111 1111 1111"};
+            << 1 << "ff ff" << false << false << QStringList{"-1", "FF FF", "1111 1111 1111 1111"}
+            << 0;
         QTest::newRow("hex unsigned, junk dropped")
-            << 1 << "8g0-00" << true << false
-            << QStringList{"32768", "8000", "1000 0000 0000 0000"};
+            << 1 << "8g0-00" << true << false << QStringList{"32768", "8000", "1000 0000 0000 0000"}
+            << 0;
         QTest::newRow("binary ignores the digit 2")
-            << 2 << "1021" << false << false << QStringList{"5", "00 05", "101"};
+            << 2 << "1021" << false << false << QStringList{"5", "00 05", "101"} << 0;
         QTest::newRow("binary sixteen digits signed")
             << 2 << "1000000000000000" << false << false
-            << QStringList{"-32768", "80 00", "1000000000000000"};
+            << QStringList{"-32768", "80 00", "1000000000000000"} << 0;
+        QTest::newRow("binary seventeenth digit refused")
+            << 2 << "11111111111111111" << true << false
+            << QStringList{"65535", "FF FF", "1111111111111111"} << TextId::ConvertBinaryDigits;
         QTest::newRow("unsigned box rewrites the decimal box")
-            << 1 << "FFFE" << false << true << QStringList{"65534", "FFFE", "1111 1111 1111 1110"};
+            << 1 << "FFFE" << false << true << QStringList{"65534", "FFFE", "1111 1111 1111 1110"}
+            << 0;
     }
 
     void converterTyping()
@@ -140,10 +160,14 @@ private slots:
         QFETCH(bool, unsignedForm);
         QFETCH(bool, toggled);
         QFETCH(QStringList, shown);
+        QFETCH(int, reason);
         unsignedBox()->setChecked(unsignedForm);
         QTest::keyClicks(convert(typedBox), keys);
         unsignedBox()->setChecked(unsignedForm != toggled);
         QCOMPARE(texts(QStringLiteral("txtConvert_"), 3), shown);
+        QCOMPARE(FramedRed(convert(typedBox)), reason != 0);
+        QCOMPARE(m_prompts.texts,
+                 reason ? QStringList{DataFunctions7310::GetText(reason)} : QStringList());
     }
 
     void enteringABoxSelectsItsText_data()
@@ -226,6 +250,7 @@ private:
     }
 
     wPanelCalcul* m_window = nullptr;
+    PromptCapture m_prompts;
 };
 
 QTEST_MAIN(TestPanelCalcul)

@@ -1,6 +1,8 @@
+#include "../common/promptcapture.h"
 #include "comctrl.h"
 #include "datafunctions7310.h"
 #include "ptypeer.h"
+#include "textids.h"
 #include "wpanelframe.h"
 #include "zrbgrid.h"
 
@@ -50,6 +52,7 @@ private slots:
     {
         delete m_window;
         m_window = nullptr;
+        m_prompts.texts.clear();
     }
 
     void compute_data()
@@ -61,23 +64,35 @@ private slots:
         QTest::addColumn<QStringList>("data");
         QTest::addColumn<QByteArray>("frame"); // without its CRC; empty when nothing is built
         QTest::addColumn<QString>("refused");  // the box that gets the focus back
+        QTest::addColumn<QString>("framed");   // the control framed in red, "" for none
+        QTest::addColumn<int>("reason");       // text in the status bar
 
         const QStringList none;
         QTest::newRow("slave 0 refused")
-            << "0" << 3 << "0" << 1 << none << QByteArray() << "TxtFrameSlave";
+            << "0" << 3 << "0" << 1 << none << QByteArray() << "TxtFrameSlave"
+            << "updFrameSlave" << TextId::FrameSlaveRange;
         QTest::newRow("slave 65 refused")
-            << "65" << 3 << "0" << 1 << none << QByteArray() << "TxtFrameSlave";
+            << "65" << 3 << "0" << 1 << none << QByteArray() << "TxtFrameSlave"
+            << "updFrameSlave" << TextId::FrameSlaveRange;
         QTest::newRow("address not a number")
-            << "1" << 3 << "12x" << 1 << none << QByteArray() << "txtFrameAddress";
+            << "1" << 3 << "12x" << 1 << none << QByteArray() << "txtFrameAddress"
+            << "txtFrameAddress" << TextId::FrameAddressNotNumber;
         QTest::newRow("reads never carry data")
-            << "1" << 4 << "7" << 2 << QStringList{"5", "6"} << hex("010400070002") << "";
+            << "1" << 4 << "7" << 2 << QStringList{"5", "6"} << hex("010400070002") << ""
+            << "" << 0;
         QTest::newRow("single bit write")
-            << "1" << 5 << "10" << 1 << QStringList{"1"} << hex("0105000AFF00") << "";
+            << "1" << 5 << "10" << 1 << QStringList{"1"} << hex("0105000AFF00") << ""
+            << "" << 0;
         QTest::newRow("slave 64, word writes, negative as two's complement")
             << "64" << 16 << "0" << 2 << QStringList{"258", "-1"} << hex("401000000002040102FFFF")
-            << "";
+            << ""
+            << "" << 0;
         QTest::newRow("address 65536 passes the box but not the codec")
-            << "1" << 3 << "65536" << 1 << none << QByteArray() << "";
+            << "1" << 3 << "65536" << 1 << none << QByteArray() << ""
+            << "txtFrameAddress" << TextId::FrameErrorFirst + 1;
+        QTest::newRow("a write of no items, the codec points at the count")
+            << "1" << 16 << "0" << 0 << none << QByteArray() << ""
+            << "txtFrameNbData" << TextId::FrameErrorFirst + 3;
     }
 
     void compute()
@@ -89,6 +104,8 @@ private slots:
         QFETCH(QStringList, data);
         QFETCH(QByteArray, frame);
         QFETCH(QString, refused);
+        QFETCH(QString, framed);
+        QFETCH(int, reason);
 
         selectFunction(function);
         retype("TxtFrameSlave", slave);
@@ -111,6 +128,15 @@ private slots:
             QTRY_VERIFY(holdsFocus(refused));
             QCOMPARE(control(refused)->selectedText(), control(refused)->text());
         }
+        // A refusal shows: the field framed in red for about a second, the reason in the
+        // status bar.
+        QCOMPARE(m_prompts.texts,
+                 reason ? QStringList{DataFunctions7310::GetText(reason)} : QStringList());
+        if (!framed.isEmpty()) {
+            QWidget* field = control<QWidget>(framed);
+            QVERIFY(FramedRed(field));
+            QTRY_VERIFY_WITH_TIMEOUT(!Refusal::IsCued(field), 2000);
+        }
     }
 
     void leaveChecks_data()
@@ -118,17 +144,19 @@ private slots:
         QTest::addColumn<QString>("box");
         QTest::addColumn<QString>("typed");
         QTest::addColumn<bool>("stays");
-        QTest::addColumn<int>("rows"); // of the grid afterwards
+        QTest::addColumn<int>("rows");   // of the grid afterwards
+        QTest::addColumn<int>("reason"); // in the status bar when held
 
-        QTest::newRow("address 65536 passes")
-            << QStringLiteral("txtFrameAddress") << "65536" << false << 2;
+        const QString address = QStringLiteral("txtFrameAddress");
+        const QString count = QStringLiteral("txtFrameNbData");
+        QTest::newRow("address 65536 passes") << address << "65536" << false << 2 << 0;
         QTest::newRow("address 65537 held")
-            << QStringLiteral("txtFrameAddress") << "65537" << true << 2;
-        QTest::newRow("address -1 held") << QStringLiteral("txtFrameAddress") << "-1" << true << 2;
-        QTest::newRow("count 5 gives six rows")
-            << QStringLiteral("txtFrameNbData") << "5" << false << 6;
+            << address << "65537" << true << 2 << TextId::FrameAddressRange;
+        QTest::newRow("address -1 held")
+            << address << "-1" << true << 2 << TextId::FrameAddressRange;
+        QTest::newRow("count 5 gives six rows") << count << "5" << false << 6 << 0;
         QTest::newRow("count -1 held, grid kept")
-            << QStringLiteral("txtFrameNbData") << "-1" << true << 2;
+            << count << "-1" << true << 2 << TextId::FrameCountRange;
     }
 
     void leaveChecks()
@@ -137,12 +165,16 @@ private slots:
         QFETCH(QString, typed);
         QFETCH(bool, stays);
         QFETCH(int, rows);
+        QFETCH(int, reason);
 
         control(box)->setFocus();
         retype(box, typed);
         control("txtFrameData_0")->setFocus();
         QTest::qWait(20);
         QTRY_COMPARE(holdsFocus(box), stays);
+        QCOMPARE(FramedRed(control(box)), stays);
+        QCOMPARE(m_prompts.texts,
+                 reason ? QStringList{DataFunctions7310::GetText(reason)} : QStringList());
         QStringList numbers;
         for (int r = 1; r < rows; ++r)
             numbers << QString::number(r);
@@ -217,19 +249,23 @@ private slots:
         QTest::addColumn<QString>("typed");
         QTest::addColumn<QByteArray>("heard"); // what the panel received
         QTest::addColumn<QString>("shown");
+        QTest::addColumn<QStringList>("prompts"); // in the status bar
 
         const QByteArray frame = WithCrc(hex("010300810001"));
         QTest::newRow("with the trailing blank: all bytes, the answer shown")
-            << QByteArray() << asText(frame) << frame << asText(WithCrc(hex("0103020001")));
-        QTest::newRow("without it: one byte less, no answer")
-            << QByteArray() << asText(frame).chopped(1) << frame.chopped(1) << "(Time-out)";
+            << QByteArray() << asText(frame) << frame << asText(WithCrc(hex("0103020001")))
+            << QStringList();
+        QTest::newRow("without it: one byte less, no answer, the bytes sent noted")
+            << QByteArray() << asText(frame).chopped(1) << frame.chopped(1) << "(Time-out)"
+            << QStringList{DataFunctions7310::GetText(TextId::FramePartialBytes).arg(7)};
         QTest::newRow("silent simulator")
-            << QByteArray("none") << asText(frame) << frame << "(Time-out)";
+            << QByteArray("none") << asText(frame) << frame << "(Time-out)" << QStringList();
         // The panel has no bits to read: function 1 is refused with exception 01.
         const QByteArray bits = WithCrc(hex("010100000001"));
         QTest::newRow("exception answer with its text")
             << QByteArray() << asText(bits) << bits
-            << asText(WithCrc(hex("018101"))) + '(' + DataFunctions7310::GetText(233801) + ')';
+            << asText(WithCrc(hex("018101"))) + '(' + DataFunctions7310::GetText(233801) + ')'
+            << QStringList();
     }
 
     void typedFrameSent()
@@ -238,6 +274,7 @@ private slots:
         QFETCH(QString, typed);
         QFETCH(QByteArray, heard);
         QFETCH(QString, shown);
+        QFETCH(QStringList, prompts);
         QVERIFY(fault.isEmpty() || m_sim.command("fault-next " + fault));
         QTest::qWait(100);
         const qsizetype traced = m_sim.heardFrames().size();
@@ -246,6 +283,7 @@ private slots:
         clock.start();
         click("cmdFrameData_1");
         QCOMPARE(answer(), shown);
+        QCOMPARE(m_prompts.texts, prompts);
         // The answer wait is 1 second.
         QVERIFY2(shown != "(Time-out)" || (clock.elapsed() >= 900 && clock.elapsed() < 2500),
                  qPrintable(QString::number(clock.elapsed())));
@@ -254,6 +292,44 @@ private slots:
         // "<KIND> <baud>/<stop> <hex bytes>"
         QCOMPARE(QByteArray::fromHex(m_sim.heardFrames().at(traced).section(' ', 2).toLatin1()),
                  heard);
+    }
+
+    void answerWithoutDataClearsAReadsGrid_data()
+    {
+        QTest::addColumn<QByteArray>("fault");
+        QTest::addColumn<QByteArray>("request"); // without its CRC
+        QTest::addColumn<QStringList>("cells");  // data column afterwards
+
+        const QStringList cleared(4, QString());
+        QTest::newRow("time-out") << QByteArray("none") << hex("010300800004") << cleared;
+        QTest::newRow("exception") << QByteArray() << hex("010100000001") << cleared;
+        QTest::newRow("a write's exception keeps the values to write")
+            << QByteArray() << hex("010F0000000101FF") << QStringList{"254", "1", "1", "0"};
+    }
+
+    void answerWithoutDataClearsAReadsGrid()
+    {
+        QFETCH(QByteArray, fault);
+        QFETCH(QByteArray, request);
+        QFETCH(QStringList, cells);
+        control("txtFrameData_0")->setText(asText(WithCrc(hex("010300800004"))));
+        click("cmdFrameData_1");
+        QCOMPARE(column(grid()), (QStringList{"254", "1", "1", "0"}));
+        QVERIFY(fault.isEmpty() || m_sim.command("fault-next " + fault));
+        QTest::qWait(100);
+        control("txtFrameData_0")->setText(asText(WithCrc(request)));
+        click("cmdFrameData_1");
+        QVERIFY(!answer().startsWith("01 03"));
+        QCOMPARE(column(grid()), cells);
+    }
+
+    void sendWithoutAFrameIsRefused()
+    {
+        control("txtFrameData_0")->setText("01");
+        click("cmdFrameData_1");
+        QVERIFY(FramedRed(control("txtFrameData_0")));
+        QCOMPARE(m_prompts.texts,
+                 QStringList{DataFunctions7310::GetText(TextId::FrameNothingToSend)});
     }
 
     void scriptedAnswerIntoGrid_data()
@@ -347,6 +423,7 @@ private:
     SimProcess m_sim;
     ComCtrl m_port;
     wPanelFrame* m_window = nullptr;
+    PromptCapture m_prompts;
 };
 
 QTEST_MAIN(TestPanelFrame)

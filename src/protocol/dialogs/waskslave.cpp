@@ -3,11 +3,11 @@
 #include "helphook.h"
 #include "nationality.h"
 #include "portlist.h"
+#include "refusal.h"
 #include "textids.h"
 #include "uihelpers.h"
 #include "zrbfonctions.h"
 
-#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QGridLayout>
@@ -175,7 +175,7 @@ void wAskSlave::cmdBoutons_Click(int index)
     switch (index) {
     case Ok: {
         if (ParseSlave(m_txtSlave->text()) < 0) {
-            QApplication::beep();
+            Refusal::Refuse(m_txtSlave, TextId::AskSlaveRange);
             m_txtSlave->setFocus();
             SelectAll(m_txtSlave);
             return;

@@ -1,5 +1,6 @@
 // The slave dialog (presets, what OK and Cancel store, help) and the search's progress
 // dialog (labels, the modal wait once a panel answered, Cancel during a real scan).
+#include "../../common/promptcapture.h"
 #include "comctrl.h"
 #include "commfunctions.h"
 #include "datafunctions7310.h"
@@ -92,6 +93,7 @@ private slots:
             QVERIFY(ini.open(QIODevice::WriteOnly) && ini.write(file) == file.size());
         }
         const QByteArray before = readFile(m_ini);
+        PromptCapture prompts;
         wAskSlave dialog(openPort);
         dialog.show();
         QVERIFY(QTest::qWaitForWindowExposed(&dialog));
@@ -108,8 +110,14 @@ private slots:
         QTest::keyClicks(dialog.slaveBox(), typed);
         QTest::keyClick(dialog.slaveBox(), Qt::Key(key));
         QCOMPARE(dialog.Result(), accepted);
-        // A refused slave keeps the dialog open; Cancel closes it; neither writes anything.
-        QCOMPARE(dialog.isVisible(), !accepted && key == Qt::Key_Return);
+        // A refused slave keeps the dialog open, framed in red with the reason in the status
+        // bar; Cancel closes it; neither writes anything.
+        const bool refused = !accepted && key == Qt::Key_Return;
+        QCOMPARE(dialog.isVisible(), refused);
+        QCOMPARE(FramedRed(dialog.slaveBox()), refused);
+        QCOMPARE(prompts.texts, refused
+                                    ? QStringList{DataFunctions7310::GetText(TextId::AskSlaveRange)}
+                                    : QStringList());
         QCOMPARE(readFile(m_ini) == before, !accepted);
         if (!accepted)
             return;
