@@ -189,4 +189,26 @@ constexpr int ToolsCommParams = 234201;   // followed by the line settings text
 constexpr int SequenceFirst = 234210;     // cboToolsSequence items 0..5
 constexpr int SequenceHelpFirst = 234230; // lblHelp for sequence 0..5
 
+// Line monitor (a dock of the main frame) and the words its meaning column uses.
+constexpr int MonitorTitle = 236000;
+constexpr int MonitorTime = 236001; // columns 236001..236006, then the export's own columns
+constexpr int MonitorDelta = 236002;
+constexpr int MonitorOrigin = 236003;
+constexpr int MonitorRequest = 236004;
+constexpr int MonitorAnswer = 236005;
+constexpr int MonitorMeaning = 236006;
+constexpr int MonitorPort = 236007;
+constexpr int MonitorSettings = 236008;
+constexpr int MonitorDuration = 236009;
+constexpr int MonitorPause = 236010;
+constexpr int MonitorClear = 236011;
+constexpr int MonitorExport = 236012;
+constexpr int MonitorOutcome = 236013;
+constexpr int MonitorExportFilter = 236014;
+constexpr int MonitorExportFailed = 236015;
+constexpr int MonitorComplete = 236020; // outcomes 236020..236026 in Exchange::Outcome order
+constexpr int MonitorPortFault = 236026;
+constexpr int MonitorWord = 236030; // meanings 236030..236044
+constexpr int MonitorRequestText = 236044;
+
 } // namespace TextId

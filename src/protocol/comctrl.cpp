@@ -282,6 +282,25 @@ void ComCtrl::noteAnswer(int slave)
     changed();
 }
 
+int ComCtrl::addObserver(ExchangeObserver observer)
+{
+    m_observers.append({m_nextObserver, std::move(observer)});
+    return m_nextObserver++;
+}
+
+void ComCtrl::removeObserver(int id)
+{
+    m_observers.removeIf([id](const auto& entry) { return entry.first == id; });
+}
+
+void ComCtrl::notifyObservers(const Exchange& exchange) const
+{
+    // A copy: an observer may remove itself while it is called.
+    const auto observers = m_observers;
+    for (const auto& entry : observers)
+        entry.second(exchange);
+}
+
 void ComCtrl::changed()
 {
     if (m_changed)

@@ -1,11 +1,15 @@
 #pragma once
 
+#include "exchange.h"
+
 #include <QByteArray>
 #include <QDeadlineTimer>
+#include <QList>
 #include <QSerialPort>
 #include <QString>
 
 #include <functional>
+#include <utility>
 
 class RunTimeError;
 
@@ -132,6 +136,32 @@ public:
     // is opened again once; PortLost with "still absent" when the device is not back.
     void sendRequest(const QByteArray& frame, bool handshake, int rtsDelayMs);
 
+    // Observers of finished transactions (the line monitor). With none, nothing is recorded
+    // and a transaction costs not one call more. addObserver returns the id to remove it by.
+    int addObserver(ExchangeObserver observer);
+    void removeObserver(int id);
+    bool observed() const { return !m_observers.isEmpty(); }
+    void notifyObservers(const Exchange& exchange) const;
+
+    // Who asks for the transactions that follow: the text ID of a window's title, or of the
+    // search; kept in each Exchange. OriginScope sets it for its lifetime.
+    int origin() const { return m_origin; }
+    class OriginScope
+    {
+    public:
+        OriginScope(ComCtrl& line, int origin)
+            : m_line(line)
+            , m_previous(std::exchange(line.m_origin, origin))
+        {}
+        ~OriginScope() { m_line.m_origin = m_previous; }
+        OriginScope(const OriginScope&) = delete;
+        OriginScope& operator=(const OriginScope&) = delete;
+
+    private:
+        ComCtrl& m_line;
+        int m_previous;
+    };
+
     // Observer of the transmission steps, for tests; empty by default.
     void setStepHook(StepHook hook) { m_hook = std::move(hook); }
 
@@ -154,4 +184,7 @@ private:
     int m_lastSlave = 0;
     StepHook m_hook;
     ChangeHook m_changed;
+    QList<std::pair<int, ExchangeObserver>> m_observers;
+    int m_nextObserver = 1;
+    int m_origin = 0;
 };

@@ -3,6 +3,7 @@
 #include "comctrl.h"
 #include "datafunctions7310.h"
 #include "errorhandling.h"
+#include "exchange.h"
 #include "global.h"
 
 #include <QDeadlineTimer>
@@ -94,12 +95,19 @@ void noteAnswer(ComCtrl& line, const QByteArray& answer)
 // every byte waiting then.
 QByteArray wordTransaction(ComCtrl& line, const QByteArray& request, int expected)
 {
-    line.sendRequest(request, RtsHandshake(), RtsDelay());
-    line.waitForBytes(expected, QDeadlineTimer(WordTimeoutMs), exceptionAnswerIn);
-    line.bytesWaiting();
-    QByteArray answer = line.read();
-    noteAnswer(line, answer);
-    return answer;
+    ExchangeRecorder record(line, request);
+    try {
+        line.sendRequest(request, RtsHandshake(), RtsDelay());
+        line.waitForBytes(expected, QDeadlineTimer(WordTimeoutMs), exceptionAnswerIn);
+        line.bytesWaiting();
+        QByteArray answer = line.read();
+        noteAnswer(line, answer);
+        record.answered(answer);
+        return answer;
+    } catch (const RunTimeError& error) {
+        record.failed(error);
+        throw;
+    }
 }
 
 } // namespace
@@ -262,6 +270,7 @@ int ExpectedAnswerLength(const QByteArray& request, const QByteArray& answerSoFa
 QByteArray FrameReceived(ComCtrl& line, const QByteArray& frame, float timeoutSeconds)
 {
     QByteArray answer;
+    ExchangeRecorder record(line, frame);
     try {
         const double seconds = std::isfinite(timeoutSeconds) ? std::max(0.0f, timeoutSeconds) : 0.0;
         line.sendRequest(frame, RtsHandshake(), RtsDelay());
@@ -274,7 +283,9 @@ QByteArray FrameReceived(ComCtrl& line, const QByteArray& frame, float timeoutSe
             expected = ExpectedAnswerLength(frame, answer);
         }
         noteAnswer(line, answer);
+        record.answered(answer);
     } catch (const RunTimeError& error) {
+        record.failed(error);
         ErrorHandling(QStringLiteral("CommFunctions.FrameReceived"), error);
     }
     if (answer.isEmpty())

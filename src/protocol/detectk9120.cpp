@@ -3,6 +3,7 @@
 #include "comctrl.h"
 #include "commfunctions.h"
 #include "errorhandling.h"
+#include "exchange.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
@@ -38,16 +39,26 @@ int probe(ComCtrl& line, std::int16_t slave)
     }
     // The probe goes out with the RTS cycle of any request, so that it also reaches a
     // half-duplex line; sending clears what was waiting.
-    line.sendRequest(ProbeRequest(), RtsHandshake(), RtsDelay());
-    line.waitForBytes(ProbeAnswerLength, QDeadlineTimer(ProbeTimeoutMs));
-    frameDelay();
-    // Anything but exactly one answer (none, or two panels talking at once) is no answer.
-    if (line.bytesWaiting() != ProbeAnswerLength)
-        return 0;
-    const QByteArray answer = line.read();
-    if (answer.size() != ProbeAnswerLength)
-        return 0;
-    return static_cast<std::uint8_t>(answer.at(1));
+    ExchangeRecorder record(line, ProbeRequest());
+    try {
+        line.sendRequest(ProbeRequest(), RtsHandshake(), RtsDelay());
+        line.waitForBytes(ProbeAnswerLength, QDeadlineTimer(ProbeTimeoutMs));
+        frameDelay();
+        // Anything but exactly one answer (none, or two panels talking at once) is no answer.
+        if (line.bytesWaiting() != ProbeAnswerLength) {
+            if (line.observed())
+                record.answered(line.read());
+            return 0;
+        }
+        const QByteArray answer = line.read();
+        record.answered(answer);
+        if (answer.size() != ProbeAnswerLength)
+            return 0;
+        return static_cast<std::uint8_t>(answer.at(1));
+    } catch (const RunTimeError& error) {
+        record.failed(error);
+        throw;
+    }
 }
 
 void restoreSettings(ComCtrl& line, const QString& settings)
@@ -96,6 +107,7 @@ std::uint8_t DetectK9120(ComCtrl& line, std::int16_t slave, bool autoSearch,
                          SearchObserver* observer)
 {
     const QString original = line.settings();
+    const ComCtrl::OriginScope origin(line, SearchOrigin);
     std::uint8_t result = NothingFound;
     bool found = false;
     try {

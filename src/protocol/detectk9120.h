@@ -43,6 +43,8 @@ constexpr std::int32_t ProbeWordAddress = 130;
 constexpr int ProbeTimeoutMs = 2000;
 // Length of the slave-0 probe's answer: 0x41, slave number, firmware major, minor.
 constexpr int ProbeAnswerLength = 4;
+// The search's transactions carry the title of its progress dialog as their origin.
+constexpr int SearchOrigin = 35010;
 
 // The slave-0 probe: 0x41 0x7F 0x70, no CRC. Every panel on the line answers it.
 QByteArray ProbeRequest();

@@ -178,6 +178,7 @@ void wPanelFrame::FrameSend()
     QByteArray answer;
     {
         WaitCursor wait;
+        const ComCtrl::OriginScope origin(m_port, TextId::PanelFrameTitle);
         answer = CommFunctions::FrameReceived(m_port, request, AnswerTimeout);
     }
     m_txtFrameData[Answer]->setText(CommFunctions::FrameToText(answer));

@@ -1,0 +1,241 @@
+#include "exchangelog.h"
+
+#include "detectk9120.h"
+
+#include <QSaveFile>
+
+#include <array>
+
+ExchangeLog::ExchangeLog(qsizetype capacity)
+    : m_capacity(std::max<qsizetype>(capacity, 1))
+{}
+
+void ExchangeLog::append(const Exchange& exchange)
+{
+    if (m_items.size() < m_capacity) {
+        m_items.append(exchange);
+        return;
+    }
+    m_items[m_first] = exchange;
+    m_first = (m_first + 1) % m_capacity;
+}
+
+void ExchangeLog::clear()
+{
+    m_items.clear();
+    m_first = 0;
+}
+
+const Exchange& ExchangeLog::at(qsizetype index) const
+{
+    return m_items.at((m_first + index) % m_items.size());
+}
+
+namespace ExchangeText {
+
+namespace {
+
+using CommFunctions::TextLookup;
+
+int byteAt(const QByteArray& bytes, qsizetype index)
+{
+    return static_cast<std::uint8_t>(bytes.at(index));
+}
+
+int wordAt(const QByteArray& bytes, qsizetype index)
+{
+    return byteAt(bytes, index) * 256 + byteAt(bytes, index + 1);
+}
+
+// The configuration words by their labels in the configuration window.
+int configWordLabel(int address)
+{
+    switch (address) {
+    case 128:
+        return 231102;
+    case 129:
+        return 231103;
+    case 130:
+        return 231101;
+    case 131:
+        return 231104;
+    case 65:
+        return 231201;
+    case 67:
+        return 231202;
+    case 69:
+        return 231203;
+    case 70:
+        return 231204;
+    default:
+        return 0;
+    }
+}
+
+QString wordText(int address, int value, const TextLookup& text)
+{
+    const int label = configWordLabel(address);
+    QString shown = QString::number(value);
+    // Word 128 holds a speed code: the speed follows in brackets.
+    static constexpr std::array<std::pair<int, int>, 5> speeds{
+        {{240, 1200}, {248, 2400}, {252, 4800}, {254, 9600}, {255, 19200}}};
+    if (address == 128)
+        for (const auto& [code, speed] : speeds)
+            if (code == value)
+                shown += QStringLiteral(" (%1)").arg(speed);
+    return text(Word).arg(address).arg(label ? text(label) : QString(), shown).simplified();
+}
+
+// LEDs lit in the five packed words at `offset`: 3 bits each at (3 × n) mod 15 of word n / 5.
+QString imageText(int textId, const QByteArray& bytes, qsizetype offset, const TextLookup& text)
+{
+    int lit = 0;
+    for (int n = 0; n < 24; ++n)
+        lit += ((wordAt(bytes, offset + 2 * (n / 5)) >> ((3 * n) % 15)) & 7) != 0;
+    const bool horn = (wordAt(bytes, offset + 8) & 0x1000) != 0;
+    return text(textId).arg(lit) + (horn ? text(WithHorn) : QString());
+}
+
+QString functionName(int function, const TextLookup& text)
+{
+    static constexpr std::array<int, 8> listed{1, 2, 3, 4, 5, 6, 15, 16};
+    for (std::size_t i = 0; i < listed.size(); ++i)
+        if (listed[i] == function)
+            return text(FunctionNames + static_cast<int>(i));
+    return QString::number(function);
+}
+
+QString requestMeaning(const Exchange& e, const TextLookup& text)
+{
+    const QByteArray& q = e.request;
+    const QByteArray& a = e.answer;
+    const bool complete = e.outcome == Exchange::Outcome::Complete;
+    if (q == CommFunctions::ProbeRequest())
+        return complete ? text(ProbeAnswer).arg(byteAt(a, 1)).arg(byteAt(a, 2)).arg(byteAt(a, 3))
+                        : text(Probe);
+    if (q.size() < 8)
+        return {};
+    const int function = byteAt(q, 1);
+    const int address = wordAt(q, 2);
+    const int field = wordAt(q, 4);
+    if (function == 6) {
+        if (address == 0)
+            return text(AllLedsOff);
+        if (address <= 24)
+            return text(LedState).arg(address - 1).arg(field);
+        if (address == 64)
+            return text(field ? HornOn : HornOff);
+        if (address == 66)
+            return text(LampTest);
+        return wordText(address, static_cast<std::int16_t>(field), text);
+    }
+    if (function == 16 && address == 25 && field == 5 && q.size() >= 19)
+        return imageText(ImageWritten, q, 7, text);
+    if (function == 3 && complete && a.size() == 2 * field + 5) {
+        if (address == 25 && field == 5)
+            return imageText(ImageRead, a, 3, text);
+        if (address == 68 && field == 1)
+            return text(byteAt(a, 4) == 1 ? AckDone : AckNotYet);
+        QStringList words;
+        for (int i = 0; i < field; ++i)
+            words << wordText(address + i, static_cast<std::int16_t>(wordAt(a, 3 + 2 * i)), text);
+        return words.join(QStringLiteral("; "));
+    }
+    return text(Request).arg(functionName(function, text)).arg(address).arg(field);
+}
+
+QString hex(const QByteArray& bytes)
+{
+    return QString::fromLatin1(bytes.toHex(' ').toUpper());
+}
+
+QString csvField(QString field)
+{
+    if (field.contains(QLatin1Char(',')) || field.contains(QLatin1Char('"')) ||
+        field.contains(QLatin1Char('\n')) || field.contains(QLatin1Char('\r'))) {
+        field.replace(QLatin1String("\""), QLatin1String("\"\""));
+        return QLatin1Char('"') + field + QLatin1Char('"');
+    }
+    return field;
+}
+
+// The fields of one exchange, as exported.
+QStringList fields(const ExchangeLog& log, qsizetype index, const TextLookup& text)
+{
+    const Exchange& e = log.at(index);
+    const QString delta =
+        index == 0 ? QString() : QString::number(log.at(index - 1).started.msecsTo(e.started));
+    const QString outcome =
+        e.outcome == Exchange::Outcome::Complete ? text(Outcomes) : OutcomeText(e, text);
+    return {e.started.toString(Qt::ISODateWithMs),
+            delta,
+            e.origin ? text(e.origin) : QString(),
+            e.port,
+            e.settings,
+            hex(e.request),
+            hex(e.answer),
+            QString::number(e.durationUs / 1000.0, 'f', 3),
+            outcome,
+            requestMeaning(e, text)};
+}
+
+} // namespace
+
+QString OutcomeText(const Exchange& exchange, const TextLookup& text)
+{
+    switch (exchange.outcome) {
+    case Exchange::Outcome::Complete:
+        return {};
+    case Exchange::Outcome::Exception:
+        return text(Outcomes + static_cast<int>(exchange.outcome)).arg(exchange.exceptionCode);
+    case Exchange::Outcome::PortFault:
+        return text(Outcomes + static_cast<int>(exchange.outcome)) + QStringLiteral(": ") +
+               exchange.fault;
+    default:
+        return text(Outcomes + static_cast<int>(exchange.outcome));
+    }
+}
+
+QString Meaning(const Exchange& exchange, const TextLookup& text)
+{
+    const QString meaning = requestMeaning(exchange, text);
+    const QString outcome = OutcomeText(exchange, text);
+    if (outcome.isEmpty() || meaning.isEmpty())
+        return meaning + outcome;
+    return meaning + QStringLiteral(" - ") + outcome;
+}
+
+QByteArray Csv(const ExchangeLog& log, const QStringList& header, const TextLookup& text)
+{
+    const auto line = [](const QStringList& values) {
+        QStringList quoted;
+        for (const QString& value : values)
+            quoted << csvField(value);
+        return quoted.join(QLatin1Char(',')) + QStringLiteral("\r\n");
+    };
+    QString csv = line(header);
+    for (qsizetype i = 0; i < log.size(); ++i)
+        csv += line(fields(log, i, text));
+    return csv.toUtf8();
+}
+
+QByteArray PlainText(const ExchangeLog& log, const TextLookup& text)
+{
+    QString plain;
+    for (qsizetype i = 0; i < log.size(); ++i)
+        plain += fields(log, i, text).join(QStringLiteral("  ")) + QLatin1Char('\n');
+    return plain.toUtf8();
+}
+
+bool SaveAtomically(const QString& path, const QByteArray& bytes, QString* error)
+{
+    QSaveFile file(path);
+    if (file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.commit())
+        return true;
+    if (error)
+        *error = path + QStringLiteral(": ") + file.errorString();
+    file.cancelWriting();
+    return false;
+}
+
+} // namespace ExchangeText

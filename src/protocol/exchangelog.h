@@ -1,0 +1,71 @@
+#pragma once
+
+#include "commfunctions.h"
+#include "exchange.h"
+
+#include <QList>
+#include <QString>
+
+// The last exchanges on the line, oldest first, in a ring of fixed size so that a console left
+// running for days keeps its memory bounded: the oldest goes first.
+class ExchangeLog
+{
+public:
+    static constexpr qsizetype DefaultCapacity = 10000;
+    explicit ExchangeLog(qsizetype capacity = DefaultCapacity);
+
+    void append(const Exchange& exchange);
+    void clear();
+    qsizetype size() const { return m_items.size(); }
+    qsizetype capacity() const { return m_capacity; }
+    // 0 is the oldest exchange kept.
+    const Exchange& at(qsizetype index) const;
+
+private:
+    qsizetype m_capacity;
+    QList<Exchange> m_items;
+    qsizetype m_first = 0; // index of the oldest once the ring is full
+};
+
+namespace ExchangeText {
+
+// Text IDs of the monitor's words (the data file holds them in every language).
+enum : int {
+    Outcomes =
+        236020,    // + Exchange::Outcome: complete, time-out, short, too long, CRC, exception, port
+    Word = 236030, // "word %1 %2 = %3"
+    LedState = 236032, // "LED %1 → state %2"
+    AllLedsOff = 236033,
+    HornOn = 236034,
+    HornOff = 236035,
+    LampTest = 236036,
+    AckNotYet = 236037,
+    AckDone = 236038,
+    ImageWritten = 236039,  // "panel image written: %1 LEDs lit"
+    ImageRead = 236040,     // "panel image read: %1 LEDs lit"
+    WithHorn = 236041,      // ", horn on"
+    Probe = 236042,         // "probe"
+    ProbeAnswer = 236043,   // "probe: slave %1, firmware %2.%3"
+    Request = 236044,       // "%1: address %2, count %3"
+    FunctionNames = 233250, // the frame builder's function list, in list order
+};
+
+// What an exchange means, in words: the function, address, count and values, with the K7310's
+// own words named ("word 128 Line speed = 254 (9600)", "LED 5 → state 2", "horn on",
+// "probe: slave 1, firmware 2.8"); then the outcome when it is not a complete answer.
+QString Meaning(const Exchange& exchange, const CommFunctions::TextLookup& text);
+// The outcome in words ("" for a complete answer); an exception names its code.
+QString OutcomeText(const Exchange& exchange, const CommFunctions::TextLookup& text);
+
+// The whole log as CSV (RFC 4180: CRLF line ends, fields with a comma, quote or line break
+// quoted, quotes doubled; UTF-8), one header line then one line per exchange: ISO 8601 time
+// with milliseconds, milliseconds since the previous exchange, origin, port, settings,
+// request and answer in hexadecimal, duration in milliseconds, outcome, meaning.
+QByteArray Csv(const ExchangeLog& log, const QStringList& header,
+               const CommFunctions::TextLookup& text);
+// The same as aligned plain text, one exchange a line.
+QByteArray PlainText(const ExchangeLog& log, const CommFunctions::TextLookup& text);
+// Writes bytes to path atomically: false and *error set when it could not, with no half file.
+bool SaveAtomically(const QString& path, const QByteArray& bytes, QString* error);
+
+} // namespace ExchangeText

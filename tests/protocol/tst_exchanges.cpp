@@ -1,0 +1,200 @@
+// The line's observers, the meaning of exchanges, the ring of the last exchanges and its CSV.
+#include "datafunctions7310.h"
+#include "detectk9120.h"
+#include "exchangelog.h"
+#include "ptypeer.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QtTest>
+
+using namespace CommFunctions;
+
+namespace {
+
+QString text(int id)
+{
+    return DataFunctions7310::GetText(id);
+}
+
+Exchange made(const char* request, const char* answer, Exchange::Outcome outcome)
+{
+    Exchange e;
+    e.request = WithCrc(QByteArray::fromHex(request));
+    e.answer = answer ? WithCrc(QByteArray::fromHex(answer)) : QByteArray();
+    e.outcome = outcome;
+    return e;
+}
+
+} // namespace
+
+class TestExchanges : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase()
+    {
+        QCOMPARE(DataFunctions7310::OpenDataFile(K7310_BIN_DIR "/k7310console.dat"), 0);
+        DataFunctions7310::SetCurrentLanguage("English");
+    }
+
+    // What an observer gets is what the panel heard and said, byte for byte, with the outcome.
+    void observersSeeTheLine_data()
+    {
+        QTest::addColumn<QString>("fault"); // "fault-next" of the simulator; "gone": killed
+        QTest::addColumn<char>("call");     // r: LitMots, w: EcritMots
+        QTest::addColumn<int>("address");
+        QTest::addColumn<Exchange::Outcome>("outcome");
+        using O = Exchange::Outcome;
+        row("read", "", 'r', 128, O::Complete);
+        row("write", "", 'w', 65, O::Complete);
+        row("time-out", "none", 'r', 128, O::TimeOut);
+        row("exception", "", 'r', 300, O::Exception);
+        row("CRC fault", "bad-crc", 'r', 128, O::CrcError);
+        row("lost port", "gone", 'r', 128, O::PortFault);
+    }
+    void observersSeeTheLine()
+    {
+        QFETCH(QString, fault);
+        QFETCH(char, call);
+        QFETCH(int, address);
+        QFETCH(Exchange::Outcome, outcome);
+        ReportCapture reports;
+        SimProcess sim;
+        QVERIFY(sim.start());
+        ComCtrl line;
+        line.setPortName(sim.path());
+        line.open();
+        QList<Exchange> seen;
+        const int id = line.addObserver([&seen](const Exchange& e) { seen << e; });
+        if (fault == "gone")
+            sim.stop();
+        else if (!fault.isEmpty())
+            QVERIFY(sim.reply("fault-next " + fault.toLatin1()).startsWith("fault off next "));
+        const ComCtrl::OriginScope origin(line, 231000);
+        QList<std::int16_t> words(4);
+        QCOMPARE(call == 'w' ? EcritMots(line, 1, address, 1) : LitMots(line, 1, address, words),
+                 outcome == Exchange::Outcome::Complete);
+        line.removeObserver(id);
+        QList<std::int16_t> after(1);
+        LitMots(line, 1, 128, after); // not observed any more
+
+        QCOMPARE(seen.size(), 1);
+        const Exchange& e = seen[0];
+        QCOMPARE(e.outcome, outcome);
+        QCOMPARE(e.origin, 231000);
+        QCOMPARE(e.port, sim.path());
+        QCOMPARE(e.settings, QStringLiteral("9600,n,8,1"));
+        QVERIFY(qAbs(e.started.msecsTo(QDateTime::currentDateTime())) < 5000);
+        const auto hexOf = [](const QByteArray& b) {
+            return QString(b.toHex(' ').toUpper());
+        };
+        if (outcome == Exchange::Outcome::PortFault) {
+            QVERIFY(e.answer.isEmpty() && e.fault.contains(sim.path()));
+        } else {
+            const QStringList heard = sim.traced("RX"), said = sim.traced("TX");
+            QVERIFY2(heard.value(0).contains(hexOf(e.request)), qPrintable(heard.join('\n')));
+            // The unobserved read afterwards is answered too.
+            QCOMPARE(said.size(), e.answer.isEmpty() ? 1 : 2);
+            QVERIFY2(e.answer.isEmpty() || said[0].contains(hexOf(e.answer)),
+                     qPrintable(said.join('\n')));
+            QVERIFY(e.durationUs > 0 && e.durationUs < 3'000'000);
+        }
+        QCOMPARE(e.exceptionCode, outcome == Exchange::Outcome::Exception ? 2 : 0);
+    }
+
+    void meaning_data()
+    {
+        QTest::addColumn<Exchange>("exchange");
+        QTest::addColumn<QString>("meaning");
+        using O = Exchange::Outcome;
+        row("speed word read", made("010300800002", "01030400FE0001", O::Complete),
+            "word 128 Line speed = 254 (9600); word 129 Stop bits = 1");
+        row("configuration word written", made("010600820005", "010600820005", O::Complete),
+            "word 130 Slave number = 5");
+        row("one LED", made("010600060002", "010600060002", O::Complete), "LED 5 → state 2");
+        row("horn", made("010600400001", "010600400001", O::Complete), "horn on");
+        row("all off", made("010600000000", "010600000000", O::Complete), "all LEDs off");
+        row("lamp test", made("010600420001", "010600420001", O::Complete), "lamp test");
+        row("panel image written with the horn",
+            made("011000190005"
+                 "0A"
+                 "0009"
+                 "000000000000"
+                 "1A00",
+                 nullptr, O::TimeOut),
+            "panel image written: 3 LEDs lit; horn on - time-out");
+        row("acknowledgement", made("010300440001", "0103020001", O::Complete),
+            "acknowledgement: acknowledged");
+        row("other word, exception", made("0103012C0001", nullptr, O::Exception),
+            "03 Read holding registers: address 300, count 1 - exception 0");
+        Exchange probe;
+        probe.request = ProbeRequest();
+        probe.answer = QByteArray::fromHex("41010208");
+        probe.outcome = O::Complete;
+        row("probe", probe, "probe: slave 1, firmware 2.8");
+    }
+    void meaning()
+    {
+        QFETCH(Exchange, exchange);
+        QFETCH(QString, meaning);
+        QCOMPARE(ExchangeText::Meaning(exchange, text), meaning);
+    }
+
+    // The ring keeps the newest exchanges; its CSV reads back through Python's csv module.
+    void ringAndCsv()
+    {
+        ExchangeLog log;
+        const QDateTime t0 = QDateTime::currentDateTime();
+        for (int i = 0; i < ExchangeLog::DefaultCapacity + 5; ++i) {
+            Exchange e = made("010300800001", "01030200FE", Exchange::Outcome::Complete);
+            e.started = t0.addMSecs(i);
+            e.origin = 231000;
+            e.port = QStringLiteral("/dev/ttyUSB0");
+            e.settings = QStringLiteral("9600,n,8,1");
+            log.append(e);
+        }
+        QCOMPARE(log.size(), ExchangeLog::DefaultCapacity);
+        QCOMPARE(log.at(0).started, t0.addMSecs(5));
+        QCOMPARE(log.at(log.size() - 1).started, t0.addMSecs(ExchangeLog::DefaultCapacity + 4));
+
+        ExchangeLog few(4);
+        for (qsizetype i = 0; i < 3; ++i)
+            few.append(log.at(i));
+        few.append(made("0106000A0001", nullptr, Exchange::Outcome::TimeOut));
+        const QStringList header{"Time",    "Δ ms",   "Origin, window", "Port",          "Settings",
+                                 "Request", "Answer", "Duration",       "Outcome \"x\"", "Meaning"};
+        QTemporaryDir dir;
+        const QString file = dir.filePath("log.csv");
+        QString error;
+        QVERIFY(ExchangeText::SaveAtomically(file, ExchangeText::Csv(few, header, text), &error));
+        QVERIFY(!ExchangeText::SaveAtomically(dir.filePath("no/such/folder.csv"), "x", &error));
+        QVERIFY(error.contains("no/such/folder.csv"));
+        QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList("log.csv"));
+
+        QProcess python;
+        python.start("/usr/bin/python3",
+                     {"-c",
+                      "import csv,json,sys; print(json.dumps(list(csv.reader(open(sys.argv[1],"
+                      " newline='', encoding='utf-8')))))",
+                      file});
+        QVERIFY(python.waitForFinished(10000));
+        const QJsonArray rows = QJsonDocument::fromJson(python.readAllStandardOutput()).array();
+        QCOMPARE(rows.size(), 5);
+        QCOMPARE(rows[0].toVariant().toStringList(), header);
+        QCOMPARE(rows[1].toVariant().toStringList(),
+                 (QStringList{t0.addMSecs(5).toString(Qt::ISODateWithMs), "", "Panel configuration",
+                              "/dev/ttyUSB0", "9600,n,8,1", "01 03 00 80 00 01 85 E2",
+                              "01 03 02 00 FE 39 C4", "0.000", "complete",
+                              "word 128 Line speed = 254 (9600)"}));
+        QCOMPARE(rows[2].toArray()[1].toString(), "1");
+        QCOMPARE(rows[4].toArray()[8].toString(), "time-out");
+        QCOMPARE(rows[4].toArray()[9].toString(), "LED 9 → state 1");
+    }
+};
+
+QTEST_GUILESS_MAIN(TestExchanges)
+#include "tst_exchanges.moc"
