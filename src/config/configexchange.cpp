@@ -85,21 +85,30 @@ Outcome Write(ComCtrl& line, std::uint8_t slave, const Values& values)
                 outcome.ok = false;
                 return outcome;
             }
+            // A setting that the port refuses has been reported; the panel cannot be followed.
+            bool followed = true;
             if (parameter.index == Speed) {
                 const QString bauds = SpeedItems().at(value);
-                followPanel(line, [&] { return CommFunctions::SetCommBauds(line, bauds.toInt()); });
-                ZRBfonctions::SetIniParam(communication, QStringLiteral("Bauds"), bauds);
+                followed = followPanel(
+                    line, [&] { return CommFunctions::SetCommBauds(line, bauds.toInt()); });
+                if (followed)
+                    ZRBfonctions::SetIniParam(communication, QStringLiteral("Bauds"), bauds);
             } else if (parameter.index == Stops) {
                 const QString stops = StopItems().at(value);
-                followPanel(line, [&] {
+                followed = followPanel(line, [&] {
                     return CommFunctions::SetCommStops(line,
                                                        static_cast<std::int16_t>(stops.toInt()));
                 });
-                ZRBfonctions::SetIniParam(communication, QStringLiteral("Stops"), stops);
+                if (followed)
+                    ZRBfonctions::SetIniParam(communication, QStringLiteral("Stops"), stops);
             } else if (parameter.index == Slave) {
                 slave = static_cast<std::uint8_t>(value);
                 ZRBfonctions::SetIniParam(communication, QStringLiteral("LastSlave"),
                                           QString::number(value));
+            }
+            if (!followed) {
+                outcome.ok = false;
+                return outcome;
             }
         }
     } catch (const RunTimeError& error) {
