@@ -8,6 +8,7 @@
 
 #include <QCheckBox>
 #include <QLineEdit>
+#include <QRegularExpression>
 #include <QSpinBox>
 
 namespace {
@@ -382,39 +383,60 @@ private slots:
             QVERIFY(!m_window->marked(i) && m_window->control(i)->styleSheet().isEmpty());
     }
 
-    // Files: what is saved opens again as it was; a refused file leaves the controls alone.
+    // Files: what the window saved opens again as it was, unless an edit of the file makes it
+    // refused ("key=value" replaces that key's line, "key" alone drops it); a refused file
+    // leaves the controls as they were.
     void files_data()
     {
-        QTest::addColumn<QString>("content"); // "" to open what the window saved
-        QTest::addColumn<QString>("message");
-        row("saved and opened again", "", "");
-        row("another device", "[K7310]\nDevice=K9120\n", "10153:K9120");
-        row("speed code outside the list",
-            "[K7310]\nDevice=K7310\nFormat=1\n[Words]\n128=250\n129=1\n130=1\n131=0\n65=0\n"
-            "67=0\n69=0\n70=0\n",
-            "10154:Line speed");
-        row("not a configuration file", "hello\n", "10152:Device");
+        QTest::addColumn<QString>("edit");
+        QTest::addColumn<QString>("message"); // "%1" stands for the file's path
+        QTest::addColumn<QString>("after");   // "" when the factory values stay
+        row("saved and opened again", "", "", "2 1 17 3 1 0 1 0");
+        row("LED test with K/L left empty", "70=", "", "2 1 17 3 1 0 1 -1");
+        row("no such file", "missing", "10151:%1", "");
+        row("not such a file at all", "binary", "10152:Device", "");
+        row("another device", "Device=K9120", "10153:K9120", "");
+        row("a newer format", "Format=2", "10152:Format", "");
+        row("unknown firmware", "Firmware=3.1", "10152:Firmware", "");
+        row("word 131 missing", "131", "10152:131", "");
+        row("word 65 not a number", "65=yes", "10152:65", "");
+        row("slave number empty", "130=", "10152:130", "");
+        row("speed code outside the list", "128=250", "10154:Line speed", "");
+        row("slave 65", "130=65", "10154:Slave number", "");
     }
 
     void files()
     {
-        QFETCH(QString, content);
+        QFETCH(QString, edit);
         QFETCH(QString, message);
+        QFETCH(QString, after);
         QVERIFY(start({}, "9600,n,8,1"));
         const QString path = m_fixture.dir.filePath("panel.k7310");
         setValues(*m_window, "2 1 17 3 1 0 1 0");
         QVERIFY(m_window->saveFile(path));
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        // The words are kept as the panel codes them, in the order they are written.
+        QString text = QString::fromUtf8(file.readAll());
+        QVERIFY(text.contains("[Words]\n128=252\n129=2\n130=17\n131=3\n65=1\n67=0\n70=0\n69=1"));
+        const QRegularExpression line('^' + edit.section('=', 0, 0) + "=.*\\n",
+                                      QRegularExpression::MultilineOption);
+        if (edit == "binary")
+            text = QString(300, QChar(7));
+        else
+            text.replace(line, edit.contains('=') ? edit + '\n' : QString());
+        file.resize(0);
+        file.write(text.toUtf8());
+        file.close();
+        if (edit == "missing")
+            QFile::remove(path);
+
         m_window->cmdConfigInit_Click();
-        const QString before = shown(*m_window);
-        if (!content.isEmpty()) {
-            QFile file(path);
-            QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-            file.write(content.toUtf8());
-        }
+        const QString factory = shown(*m_window);
         User user;
         QCOMPARE(m_window->openFile(path), message.isEmpty());
-        QCOMPARE(user.messages, message.isEmpty() ? QStringList{} : texts({message}));
-        QCOMPARE(shown(*m_window), message.isEmpty() ? "2 1 17 3 1 0 1 0 v" : before);
+        QCOMPARE(user.messages, message.isEmpty() ? QStringList{} : texts({message.arg(path)}));
+        QCOMPARE(shown(*m_window), after.isEmpty() ? factory : after + " v");
         QVERIFY(words(*m_sim).isEmpty());
     }
 
