@@ -233,6 +233,7 @@ private slots:
         QCOMPARE(user.messages, texts(messages));
         QCOMPARE(m_window->findChild<QLabel*>("lblVersionK7310")->text(),
                  messages.first().section(':', 1));
+        QVERIFY(!QApplication::overrideCursor());
     }
 
     // The common opening: the slave dialog, the search, and what nothing found shows.
@@ -331,6 +332,21 @@ private slots:
         QVERIFY(words(*m_sim).isEmpty());
         QWidget* focused = m_window->focusWidget();
         QCOMPARE(focused ? focused->objectName() : QString(), focus);
+    }
+
+    // The up-down button steps within the slave numbers, whatever the box shows.
+    void slaveUpDown()
+    {
+        ComCtrl port;
+        wPanelConfig window(port);
+        auto* slave = qobject_cast<QSpinBox*>(window.control(ConfigMap::Slave));
+        QStringList reached;
+        for (const auto& [from, step] : {std::pair{64, 1}, {1, -1}, {200, -1}, {0, 1}}) {
+            slave->setValue(from);
+            slave->stepBy(step);
+            reached << QString::number(slave->value());
+        }
+        QCOMPARE(reached.join(' '), "64 1 64 1");
     }
 
     // Compare marks exactly the controls that differ, with the panel's value in the tooltip;
