@@ -126,12 +126,18 @@ void wPanelConfig::ending(const ConfigExchange::Outcome& outcome, std::optional<
         m_lblVersionK7310->clear();
         message(TextId::NoAnswer, QMessageBox::Critical);
     }
-    if (m_lblVersionK7310->text() != version) {
-        QString text = DataFunctions7310::GetText(TextId::VersionFound);
-        text.replace(QStringLiteral("$.$"), version);
-        message(0, QMessageBox::Critical, text);
-        m_lblVersionK7310->setText(version);
-    }
+    showVersion(version);
+}
+
+// The version found, told the first time and whenever it changes, not when read again.
+void wPanelConfig::showVersion(const QString& version)
+{
+    if (m_lblVersionK7310->text() == version)
+        return;
+    QString text = DataFunctions7310::GetText(TextId::VersionFound);
+    text.replace(QStringLiteral("$.$"), version);
+    message(0, QMessageBox::Critical, text);
+    m_lblVersionK7310->setText(version);
 }
 
 void wPanelConfig::cmdReadConfig_Click()
@@ -202,12 +208,7 @@ void wPanelConfig::cmdCompare_Click()
             message(TextId::NoAnswer, QMessageBox::Critical);
             return;
         }
-        if (m_lblVersionK7310->text() != version) {
-            QString text = DataFunctions7310::GetText(TextId::VersionFound);
-            text.replace(QStringLiteral("$.$"), version);
-            message(0, QMessageBox::Critical, text);
-            m_lblVersionK7310->setText(version);
-        }
+        showVersion(version);
         compareWith(panel, outcome.versionCode);
     });
 }

@@ -65,6 +65,7 @@ private:
     std::optional<std::uint8_t> opening(int nothingFoundText, std::optional<WaitCursor>& wait);
     // The end of Read and Write: lists of missing words emptied, the version label, messages.
     void ending(const ConfigExchange::Outcome& outcome, std::optional<WaitCursor>& wait);
+    void showVersion(const QString& version);
     // A write with an empty list or a slave number outside 1..64: told, focus on it.
     bool writable(const ConfigMap::Values& values);
     void compareWith(const ConfigMap::Values& panel, int versionCode);
