@@ -56,6 +56,9 @@ Timing and faults
                       --line-timing)
   --fault KIND        put this fault into every answer
   --fault-next KIND   put this fault into the next answer only
+  --fault-word WORD:KIND
+                      put this fault into every answer to a request for WORD (a read
+                      that starts there, a write to it), e.g. 129:none
   --seed N            seed of the noise bytes (default 1)
 
   Fault KINDs: none (no answer), bad-crc (last CRC byte inverted), extra-byte (0x55
@@ -63,7 +66,8 @@ Timing and faults
   correct), wrong-function (function code + 1 echoed, CRC correct), late[:MS] (answer
   after MS more ms, default 1500), noise[:N] (N random bytes just before the answer,
   default 4), off (no fault). The request is carried out whatever the fault; a "next"
-  fault takes precedence over an "every" fault. Faults touch Modbus answers and the
+  fault takes precedence over a word's fault, which takes precedence over an "every"
+  fault. Faults touch Modbus answers and the
   probe answer (its wrong-slave fault changes byte 1, bad-crc the last byte, and
   wrong-function leaves it as it is).
 
@@ -203,6 +207,15 @@ Options parseOptions(int argc, char** argv)
             o.every = fault();
         } else if (arg == "--fault-next") {
             o.next = fault();
+        } else if (arg == "--fault-word") {
+            const std::string text = take();
+            const auto colon = text.find(':');
+            const auto f =
+                colon == std::string::npos ? std::nullopt : parseFault(text.substr(colon + 1));
+            if (!f)
+                usageError("--fault-word needs WORD:KIND, not '" + text + "'");
+            o.faultWord = static_cast<unsigned>(toNumber(arg, text.substr(0, colon), 0, 65535));
+            o.faultOnWord = *f;
         } else if (arg == "--seed") {
             o.seed = static_cast<unsigned>(toNumber(arg, take(), 0, 4294967295.0));
         } else if (arg == "--reopen-wait") {

@@ -26,6 +26,9 @@ struct Options
     double turnaroundMs = 0.0;
     Fault every;
     Fault next;
+    // A fault for the answers to requests for one word (a read starting there, a write to it).
+    std::optional<unsigned> faultWord;
+    Fault faultOnWord;
     unsigned seed = 1;
     std::string trace;
     double reopenWaitSeconds = 10.0;

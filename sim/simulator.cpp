@@ -218,7 +218,7 @@ void Simulator::onFrame(Clock::time_point now)
             requestEnd =
                 m_firstRx + duration_cast<Clock::duration>(static_cast<double>(frame.size()) *
                                                            charTime(ls.baud, ls.stopBits));
-        send(reply, requestEnd);
+        send(reply, requestEnd, requestsFaultWord(frame));
     }
     if (reply.configChanged || m_slave.storedLineSettings() != m_slave.lineSettings())
         saveState();
@@ -230,9 +230,17 @@ void Simulator::onFrame(Clock::time_point now)
     }
 }
 
-void Simulator::send(const Reply& reply, Clock::time_point requestEnd)
+bool Simulator::requestsFaultWord(const Bytes& frame) const
 {
-    Fault fault = m_opt.every;
+    // Reads (3) name their first word, writes (6, 16) the word written first.
+    if (!m_opt.faultWord || frame.size() < 4 || (frame[1] != 3 && frame[1] != 6 && frame[1] != 16))
+        return false;
+    return ((unsigned{frame[2]} << 8) | frame[3]) == *m_opt.faultWord;
+}
+
+void Simulator::send(const Reply& reply, Clock::time_point requestEnd, bool onFaultWord)
+{
+    Fault fault = onFaultWord ? m_opt.faultOnWord : m_opt.every;
     if (m_opt.next.kind != Fault::Kind::Off) {
         fault = m_opt.next;
         m_opt.next = Fault{};

@@ -33,7 +33,8 @@ private:
     bool writeAll(const std::uint8_t* data, std::size_t size);
     void onBytes(Clock::time_point now);
     void onFrame(Clock::time_point now);
-    void send(const Reply& reply, Clock::time_point requestEnd);
+    void send(const Reply& reply, Clock::time_point requestEnd, bool onFaultWord);
+    bool requestsFaultWord(const Bytes& frame) const;
     void onCommand(const std::string& line);
     void saveState();
     std::string status() const;

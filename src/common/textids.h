@@ -67,8 +67,18 @@ constexpr int CloseUnsaved = 10111;
 constexpr int NoAnswer = 10120;
 constexpr int VersionFound = 10121;
 constexpr int NoSlaveFoundRead = 10122; // read, slave typed as 0, nothing answered
-constexpr int LogRequest = 10200;       // frame log heading 1
-constexpr int LogAnswer = 10201;        // frame log heading 2
+// Configuration window: "$$" in these texts is replaced by a caption, a count or a path.
+constexpr int WriteNeedsValue = 10130; // a list has no item chosen
+constexpr int WriteSlaveRange = 10131; // slave number outside 1..64
+constexpr int CompareSame = 10140;     // the panel holds the values shown
+constexpr int CompareDiffers = 10141;  // "$$" values differ and are marked
+constexpr int FileNotSaved = 10150;    // "$$": the path
+constexpr int FileUnreadable = 10151;  // "$$": the path
+constexpr int FileMalformed = 10152;   // "$$": the key at fault
+constexpr int FileOtherDevice = 10153; // "$$": the device the file names
+constexpr int FileOutOfRange = 10154;  // "$$": the parameter's caption
+constexpr int LogRequest = 10200;      // frame log heading 1
+constexpr int LogAnswer = 10201;       // frame log heading 2
 
 // Configuration window wPanelConfig.
 constexpr int PanelConfigTitle = 231000; // tag of frmPages; also File menu entry 0
@@ -76,6 +86,13 @@ constexpr int ConfigInit = 231011;
 constexpr int ReadConfig = 231012;
 constexpr int WriteConfig = 231013;
 constexpr int PrintConfig = 231014;
+constexpr int SaveFile = 231015;       // cmdSaveFile
+constexpr int OpenFile = 231016;       // cmdOpenFile
+constexpr int Compare = 231017;        // cmdCompare
+constexpr int FileFilter = 231018;     // name of the configuration files in the file dialogs
+constexpr int PanelValue = 231019;     // tooltip of a marked control; "$$": the panel's value
+constexpr int PanelLacks = 231020;     // the panel's firmware has no such word
+constexpr int PanelInvalid = 231021;   // the panel's word matches no item
 constexpr int ParamSlave = 231101;     // word 130
 constexpr int ParamSpeed = 231102;     // word 128
 constexpr int ParamStops = 231103;     // word 129

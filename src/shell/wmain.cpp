@@ -12,6 +12,7 @@
 #include "uihelpers.h"
 #include "wconfig.h"
 #include "wpanelcalcul.h"
+#include "wpanelconfig.h"
 #include "wpanelframe.h"
 #include "wsplash.h"
 #include "zrbfonctions.h"
@@ -86,8 +87,12 @@ wMain::~wMain()
 void wMain::registerChildren()
 {
     // Each child window is one entry: File menu index, toolbar key and image, caption, help
-    // context number and how to make one. The configuration (index 0) and test tools
-    // (index 3) windows join here when they exist.
+    // context number and how to make one. The test tools window (index 3) joins here when it
+    // exists.
+    m_children.add({0, QStringLiteral("mnuFileConfig"), QStringLiteral(":/shell/images/config.svg"),
+                    TextId::PanelConfigTitle, TextId::PanelConfigTitle, [this] {
+                        return new wPanelConfig(m_comCtrl);
+                    }});
     m_children.add({1, QStringLiteral("mnuFileCalcul"), QStringLiteral(":/shell/images/calcul.svg"),
                     TextId::PanelCalculTitle, TextId::PanelCalculTitle, [] {
                         return new wPanelCalcul;

@@ -5,6 +5,7 @@
 #include <QLineEdit>
 #include <QMdiArea>
 #include <QMdiSubWindow>
+#include <QWhatsThis>
 
 namespace {
 
@@ -295,7 +296,7 @@ private slots:
         QCOMPARE(seen, asked);
         QCOMPARE(frame.isVisible(), !answerYes);
         // Closing unloads the children and every help window.
-        QCOMPARE(frame.children().openWindows().size(), answerYes ? 0 : 2);
+        QCOMPARE(frame.children().openWindows().size(), answerYes ? 0 : 3);
         QTest::qWait(1);
         QCOMPARE(HelpWindow::OpenWindows().size(), answerYes ? 0 : 1);
         if (!answerYes)
@@ -322,12 +323,12 @@ private slots:
                  fixture.pty.slavePath() + " 19200,n,8,2 1 7 20");
         QCOMPARE(frame.statusPanel(QStringLiteral("Prompt"))->text(),
                  DataFunctions7310::GetText(1001));
-        QVERIFY(frame.mdiArea()->activeSubWindow()->widget()->inherits("wPanelFrame"));
+        // The configuration window is loaded last and stands in front.
+        QVERIFY(frame.mdiArea()->activeSubWindow()->widget()->inherits("wPanelConfig"));
         // The entries of windows that do not exist yet are absent, not dead.
-        QVERIFY(!frame.panelEntry(0) && !frame.panelEntry(3) &&
-                !frame.toolButton(QStringLiteral("mnuFileConfig")) &&
-                !frame.toolButton(QStringLiteral("mnuFileTools")));
-        for (const char* key : {"mnuFileCalcul", "mnuFileFrame", "mnuHelpContext", "mnuFileQuit"})
+        QVERIFY(!frame.panelEntry(3) && !frame.toolButton(QStringLiteral("mnuFileTools")));
+        for (const char* key :
+             {"mnuFileConfig", "mnuFileCalcul", "mnuFileFrame", "mnuHelpContext", "mnuFileQuit"})
             QVERIFY2(!frame.toolButton(QLatin1String(key))->icon().isNull(), key);
 
         // A second File click or toolbar key raises the one window.
@@ -338,7 +339,7 @@ private slots:
         QCOMPARE(frame.mdiArea()->activeSubWindow()->widget(), calculator);
         frame.toolButton(QStringLiteral("mnuFileFrame"))->trigger();
         QVERIFY(frame.mdiArea()->activeSubWindow()->widget()->inherits("wPanelFrame"));
-        QCOMPARE(frame.mdiArea()->subWindowList().size(), 2);
+        QCOMPARE(frame.mdiArea()->subWindowList().size(), 3);
 
         // Closed by the user, it comes back once, where it was left.
         const QRect placed(30, 20, 520, 330);
@@ -349,7 +350,7 @@ private slots:
         frame.toolButton(QStringLiteral("mnuFileCalcul"))->trigger();
         QTest::qWait(1);
         const auto frames = frame.mdiArea()->subWindowList();
-        QCOMPARE(frames.size(), 2);
+        QCOMPARE(frames.size(), 3);
         QCOMPARE(frame.children().window(1)->frameWidget()->geometry(), placed);
         frame.mnuWindowCascade_Click();
         QVERIFY(frames.at(0)->pos() != frames.at(1)->pos());
@@ -361,6 +362,19 @@ private slots:
         frame.children().show(2);
         frame.mnuHelpContext_Click();
         QCOMPARE(activePage(), QStringLiteral("frame-builder.html"));
+        // In the configuration window a field's help is its pop-up, a button's the page.
+        frame.toolButton(QStringLiteral("mnuFileConfig"))->trigger();
+        ChildWindow* config = frame.children().window(0);
+        config->findChild<QWidget*>(QStringLiteral("cmdReadConfig"))->setFocus();
+        frame.mnuHelpContext_Click();
+        QCOMPARE(activePage(), QStringLiteral("configuration.html"));
+        config->findChild<QWidget*>(QStringLiteral("cboConfParam_0"))->setFocus();
+        frame.mnuHelpContext_Click();
+        const QWidgetList popups = QApplication::topLevelWidgets();
+        QVERIFY(std::any_of(popups.begin(), popups.end(), [](QWidget* window) {
+            return window->inherits("QWhatsThat") && window->isVisible();
+        }));
+        QWhatsThis::hideText();
 
         // A language applied in the settings dialog re-captions the frame and every child at once.
         wConfig dialog(frame.comCtrl(), &frame);

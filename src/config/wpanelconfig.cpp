@@ -1,0 +1,247 @@
+#include "wpanelconfig.h"
+
+#include "comctrl.h"
+#include "datafunctions7310.h"
+#include "detectk9120.h"
+#include "errorhandling.h"
+#include "slavespinbox.h"
+#include "textids.h"
+#include "uihelpers.h"
+#include "waskslave.h"
+#include "wsearchslave.h"
+#include "zrbfonctions.h"
+
+#include <QApplication>
+#include <QCloseEvent>
+#include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QScopeGuard>
+
+using namespace ConfigMap;
+
+namespace {
+
+// Runs one command of the window, unless another is still talking to the panel (the search
+// lets window events run), with its faults trapped under the command's name.
+template<typename Action> void guarded(bool& busy, const char* procedure, Action action)
+{
+    if (busy)
+        return;
+    busy = true;
+    const auto release = qScopeGuard([&busy] { busy = false; });
+    try {
+        action();
+    } catch (const RunTimeError& error) {
+        ErrorHandling(QStringLiteral("wPanelConfig.") + QLatin1String(procedure), error);
+    }
+}
+
+} // namespace
+
+wPanelConfig::wPanelConfig(ComCtrl& port, QWidget* parent)
+    : ChildWindow(parent)
+    , m_port(port)
+{
+    buildControls();
+    connectControls();
+    nationality();
+    cmdConfigInit_Click();
+    setModified(false);
+    resize(sizeHint());
+}
+
+void wPanelConfig::connectControls()
+{
+    connect(m_cmdConfigInit, &QPushButton::clicked, this, &wPanelConfig::cmdConfigInit_Click);
+    connect(m_cmdReadConfig, &QPushButton::clicked, this, &wPanelConfig::cmdReadConfig_Click);
+    connect(m_cmdWriteConfig, &QPushButton::clicked, this, &wPanelConfig::cmdWriteConfig_Click);
+    connect(m_cmdCompare, &QPushButton::clicked, this, &wPanelConfig::cmdCompare_Click);
+    connect(m_cmdSaveFile, &QPushButton::clicked, this, &wPanelConfig::cmdSaveFile_Click);
+    connect(m_cmdOpenFile, &QPushButton::clicked, this, &wPanelConfig::cmdOpenFile_Click);
+}
+
+void wPanelConfig::closeEvent(QCloseEvent* event)
+{
+    // The search lets window events run: the window stays until its action is over.
+    if (m_busy) {
+        event->ignore();
+        return;
+    }
+    ChildWindow::closeEvent(event);
+}
+
+void wPanelConfig::cmdConfigInit_Click()
+{
+    guarded(m_busy, "cmdConfigInit_Click", [this] {
+        Values defaults{};
+        for (const Parameter& parameter : Parameters())
+            defaults[parameter.index] = DataFunctions7310::GetDefaultValue(parameter.address);
+        showValues(defaults);
+        clearMarks();
+    });
+}
+
+std::optional<std::uint8_t> wPanelConfig::opening(int nothingFoundText,
+                                                  std::optional<WaitCursor>& wait)
+{
+    QWidget* main = window();
+    wAskSlave ask(m_port.portName(), main);
+    // Centred over the main window, so that it shows on the same screen.
+    ask.adjustSize();
+    ask.move(main->geometry().center() - QPoint(ask.width() / 2, ask.height() / 2));
+    ask.exec();
+    if (!ask.Result())
+        return std::nullopt;
+    const std::int16_t typed = ask.slave();
+    const bool autoSearch = ask.autoSearch();
+
+    QCoreApplication::processEvents();
+    wait.emplace();
+    wSearchSlave search(main);
+    const std::uint8_t found = CommFunctions::DetectK9120(m_port, typed, autoSearch, &search);
+    if (found == CommFunctions::NothingFound) {
+        wait.reset();
+        message(typed == 0 ? nothingFoundText : TextId::NoAnswer, QMessageBox::Critical);
+        return std::nullopt;
+    }
+    if (found == CommFunctions::AbandonedSearch) {
+        wait.reset();
+        return std::nullopt;
+    }
+    const std::uint8_t slave = typed == 0 ? found : static_cast<std::uint8_t>(typed);
+    ZRBfonctions::SetIniParam(QStringLiteral("Communication"), QStringLiteral("LastSlave"),
+                              QString::number(slave));
+    return slave;
+}
+
+void wPanelConfig::ending(const ConfigExchange::Outcome& outcome, std::optional<WaitCursor>& wait)
+{
+    wait.reset();
+    Values shown = values();
+    const QString version = ConfigExchange::Conclude(outcome, shown);
+    showValues(shown);
+    if (version.isEmpty()) {
+        m_lblVersionK7310->clear();
+        message(TextId::NoAnswer, QMessageBox::Critical);
+    }
+    showVersion(version);
+}
+
+// The version found, told the first time and whenever it changes, not when read again.
+void wPanelConfig::showVersion(const QString& version)
+{
+    if (m_lblVersionK7310->text() == version)
+        return;
+    QString text = DataFunctions7310::GetText(TextId::VersionFound);
+    text.replace(QStringLiteral("$.$"), version);
+    message(0, QMessageBox::Critical, text);
+    m_lblVersionK7310->setText(version);
+}
+
+void wPanelConfig::cmdReadConfig_Click()
+{
+    guarded(m_busy, "cmdReadConfig_Click", [this] {
+        std::optional<WaitCursor> wait;
+        const auto slave = opening(TextId::NoSlaveFoundRead, wait);
+        if (!slave)
+            return;
+        clearMarks();
+        Values read = values();
+        const ConfigExchange::Outcome outcome = ConfigExchange::Read(m_port, *slave, read);
+        showValues(read);
+        ending(outcome, wait);
+    });
+}
+
+bool wPanelConfig::writable(const Values& values)
+{
+    const int shownVersion = VersionCodeOf(m_lblVersionK7310->text());
+    for (const Parameter& parameter : Parameters()) {
+        const int value = values[parameter.index];
+        if (Acceptable(parameter, value))
+            continue;
+        // A list that the panel's firmware lacks stays empty; it is not written.
+        if (value == NoValue && shownVersion != 0 && !VersionServes(shownVersion, parameter))
+            continue;
+        const QString caption = DataFunctions7310::GetText(parameter.labelId);
+        message(parameter.index == Slave ? TextId::WriteSlaveRange : TextId::WriteNeedsValue,
+                QMessageBox::Warning, caption);
+        control(parameter.index)->setFocus(Qt::OtherFocusReason);
+        if (parameter.index == Slave)
+            m_txtConfParam2->selectAll();
+        return false;
+    }
+    return true;
+}
+
+void wPanelConfig::cmdWriteConfig_Click()
+{
+    guarded(m_busy, "cmdWriteConfig_Click", [this] {
+        const Values written = values();
+        if (!writable(written))
+            return;
+        std::optional<WaitCursor> wait;
+        const auto slave = opening(TextId::NoSlaveFoundWrite, wait);
+        if (!slave)
+            return;
+        clearMarks();
+        ending(ConfigExchange::Write(m_port, *slave, written), wait);
+    });
+}
+
+void wPanelConfig::cmdCompare_Click()
+{
+    guarded(m_busy, "cmdCompare_Click", [this] {
+        std::optional<WaitCursor> wait;
+        const auto slave = opening(TextId::NoSlaveFoundRead, wait);
+        if (!slave)
+            return;
+        Values panel;
+        panel.fill(NoValue);
+        const ConfigExchange::Outcome outcome = ConfigExchange::Read(m_port, *slave, panel);
+        wait.reset();
+        const QString version = ConfigExchange::Conclude(outcome, panel);
+        // Only a panel whose every essential word answered can be compared.
+        if (!outcome.lineWordsRead || version.isEmpty()) {
+            message(TextId::NoAnswer, QMessageBox::Critical);
+            return;
+        }
+        showVersion(version);
+        compareWith(panel, outcome.versionCode);
+    });
+}
+
+void wPanelConfig::compareWith(const Values& panel, int versionCode)
+{
+    const Values shown = values();
+    int differing = 0;
+    for (const Parameter& parameter : Parameters()) {
+        const int index = parameter.index;
+        const bool lacks = !VersionServes(versionCode, parameter);
+        if (shown[index] == panel[index] || (lacks && shown[index] == NoValue)) {
+            m_panelValue[index].reset();
+            continue;
+        }
+        m_panelValue[index] = lacks ? PanelLacksWord : panel[index];
+        ++differing;
+    }
+    applyMarks();
+    if (differing == 0)
+        message(TextId::CompareSame, QMessageBox::Information);
+    else
+        message(TextId::CompareDiffers, QMessageBox::Information, QString::number(differing));
+}
+
+// A message from the text database ("|" as line breaks, "$$" replaced by insert); textId 0
+// shows insert as the text itself.
+void wPanelConfig::message(int textId, QMessageBox::Icon icon, const QString& insert)
+{
+    QString text = textId == 0 ? insert : DataFunctions7310::GetText(textId);
+    if (textId != 0)
+        text.replace(QStringLiteral("$$"), insert);
+    QMessageBox box(icon, QApplication::applicationName(), WithLineBreaks(text), QMessageBox::Ok,
+                    this);
+    box.exec();
+}

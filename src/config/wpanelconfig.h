@@ -1,0 +1,99 @@
+#pragma once
+
+#include "childwindow.h"
+#include "configexchange.h"
+#include "configmap.h"
+
+#include <QMessageBox>
+
+#include <array>
+#include <optional>
+
+class ComCtrl;
+class QComboBox;
+class QFrame;
+class QGroupBox;
+class QLabel;
+class QLineEdit;
+class QPushButton;
+class SlaveSpinBox;
+class WaitCursor;
+
+// The panel's configuration: its line speed, stop bits, slave number, bus mode and four
+// options, and its firmware version. Initialise shows the factory values, Read and Write move
+// them between the panel and the controls, Compare marks what differs from the panel, and
+// configuration files keep them for another panel.
+class wPanelConfig : public ChildWindow
+{
+    Q_OBJECT
+
+public:
+    explicit wPanelConfig(ComCtrl& port, QWidget* parent = nullptr);
+
+    void nationality() override;
+
+    void cmdConfigInit_Click();
+    void cmdReadConfig_Click();
+    void cmdWriteConfig_Click();
+    void cmdCompare_Click();
+    void cmdSaveFile_Click();
+    void cmdOpenFile_Click();
+
+    // The file commands without their file dialogs. False when nothing was saved or opened
+    // (the user has been told why).
+    bool saveFile(const QString& path);
+    bool openFile(const QString& path);
+
+    // What the controls hold, by control index.
+    ConfigMap::Values values() const;
+    // The control of a parameter: a list, or the slave number's box.
+    QWidget* control(int index) const;
+    // True while Compare's mark is on a control.
+    bool marked(int index) const { return m_panelValue[index].has_value(); }
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+
+private:
+    void buildControls();
+    QGroupBox* buildOptions();
+    QGroupBox* buildCommunication();
+    void connectControls();
+
+    // Steps 1 to 5 shared by Read, Write and Compare: the slave dialog, the search, the
+    // hourglass and "LastSlave". The slave to use, or nothing when the action stops here.
+    std::optional<std::uint8_t> opening(int nothingFoundText, std::optional<WaitCursor>& wait);
+    // The end of Read and Write: lists of missing words emptied, the version label, messages.
+    void ending(const ConfigExchange::Outcome& outcome, std::optional<WaitCursor>& wait);
+    void showVersion(const QString& version);
+    // A write with an empty list or a slave number outside 1..64: told, focus on it.
+    bool writable(const ConfigMap::Values& values);
+    void compareWith(const ConfigMap::Values& panel, int versionCode);
+    QString panelText(int index) const;
+
+    void showValues(const ConfigMap::Values& values);
+    void clearMarks();
+    void applyMarks();
+    void message(int textId, QMessageBox::Icon icon, const QString& insert = {});
+
+    ComCtrl& m_port;
+    QFrame* m_frmPages = nullptr;
+    std::array<QGroupBox*, 2> m_frmFrames{};
+    std::array<QComboBox*, ConfigMap::ParameterCount> m_cboConfParam{}; // index 2 unused
+    SlaveSpinBox* m_updCommSlave = nullptr;
+    QLineEdit* m_txtConfParam2 = nullptr; // the slave number's text, inside updCommSlave
+    QLabel* m_lblVersionK7310 = nullptr;
+    QList<QLabel*> m_lblLabels;
+    QPushButton* m_cmdConfigInit = nullptr;
+    QPushButton* m_cmdReadConfig = nullptr;
+    QPushButton* m_cmdWriteConfig = nullptr;
+    QPushButton* m_cmdCompare = nullptr;
+    QPushButton* m_cmdSaveFile = nullptr;
+    QPushButton* m_cmdOpenFile = nullptr;
+    // Compare's marks: the panel's value for each marked control (a list position, NoValue for
+    // a word that matches no item, PanelLacksWord); empty when the control is not marked.
+    static constexpr int PanelLacksWord = -2;
+    std::array<std::optional<int>, ConfigMap::ParameterCount> m_panelValue;
+    QString m_lastFolder;
+    bool m_busy = false; // an action is talking to the panel
+};

@@ -1,0 +1,243 @@
+// Controls and layout of the configuration window, the values they hold, and Compare's marks.
+#include "datafunctions7310.h"
+#include "nationality.h"
+#include "slavespinbox.h"
+#include "textids.h"
+#include "wpanelconfig.h"
+
+#include <QComboBox>
+#include <QFrame>
+#include <QGridLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+using namespace ConfigMap;
+
+namespace {
+
+constexpr const char* helpContextProperty = "helpContextId";
+// A marked control: its value differs from the panel's.
+const QString markStyle = QStringLiteral("background-color: #ffd27f; color: #000000;");
+
+template<typename Control> Control* named(Control* control, const QString& name, int textId = 0)
+{
+    control->setObjectName(name);
+    if (textId != 0)
+        Tags::Set(control, textId);
+    return control;
+}
+
+QPushButton* button(QWidget* parent, const char* name, int textId)
+{
+    auto* command = named(new QPushButton(parent), QLatin1String(name), textId);
+    command->setAutoDefault(false);
+    return command;
+}
+
+} // namespace
+
+void wPanelConfig::buildControls()
+{
+    setObjectName(QStringLiteral("wPanelConfig"));
+    Tags::Set(this, TextId::PanelConfigTitle);
+    setHelpContextId(TextId::PanelConfigTitle);
+
+    m_frmPages = named(new QFrame(this), QStringLiteral("frmPages"), TextId::PanelConfigTitle);
+    m_frmPages->setFrameShape(QFrame::NoFrame);
+    m_frmFrames[0] = buildOptions();
+    m_frmFrames[1] = buildCommunication();
+
+    auto* versionRow = new QHBoxLayout;
+    auto* versionCaption =
+        named(new QLabel(m_frmPages), QStringLiteral("lblLabels_%1").arg(m_lblLabels.size()),
+              TextId::FirmwareVersion);
+    m_lblLabels.append(versionCaption);
+    m_lblVersionK7310 = named(new QLabel(m_frmPages), QStringLiteral("lblVersionK7310"));
+    m_lblVersionK7310->setFrameShape(QFrame::Panel);
+    m_lblVersionK7310->setFrameShadow(QFrame::Sunken);
+    m_lblVersionK7310->setMinimumWidth(60);
+    m_lblVersionK7310->setAlignment(Qt::AlignCenter);
+    versionRow->addWidget(versionCaption);
+    versionRow->addWidget(m_lblVersionK7310);
+    versionRow->addStretch();
+
+    m_cmdConfigInit = button(m_frmPages, "cmdConfigInit", TextId::ConfigInit);
+    m_cmdReadConfig = button(m_frmPages, "cmdReadConfig", TextId::ReadConfig);
+    m_cmdWriteConfig = button(m_frmPages, "cmdWriteConfig", TextId::WriteConfig);
+    m_cmdCompare = button(m_frmPages, "cmdCompare", TextId::Compare);
+    m_cmdSaveFile = button(m_frmPages, "cmdSaveFile", TextId::SaveFile);
+    m_cmdOpenFile = button(m_frmPages, "cmdOpenFile", TextId::OpenFile);
+    auto* commands = new QGridLayout;
+    commands->addWidget(m_cmdConfigInit, 0, 0);
+    commands->addWidget(m_cmdReadConfig, 0, 1);
+    commands->addWidget(m_cmdWriteConfig, 0, 2);
+    commands->addWidget(m_cmdCompare, 1, 0);
+    commands->addWidget(m_cmdOpenFile, 1, 1);
+    commands->addWidget(m_cmdSaveFile, 1, 2);
+
+    auto* frames = new QHBoxLayout;
+    frames->addWidget(m_frmFrames[1]);
+    frames->addWidget(m_frmFrames[0]);
+    auto* pages = new QVBoxLayout(m_frmPages);
+    pages->addLayout(frames);
+    pages->addLayout(versionRow);
+    pages->addStretch();
+    pages->addLayout(commands);
+
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(m_frmPages);
+
+    // Each control's pop-up help is its caption's.
+    for (const Parameter& parameter : Parameters()) {
+        control(parameter.index)->setProperty(helpContextProperty, parameter.labelId);
+        if (parameter.index == Slave)
+            m_txtConfParam2->setProperty(helpContextProperty, parameter.labelId);
+    }
+}
+
+// The options of the firmware: synchronisation, acknowledgement and the K/L inputs.
+QGroupBox* wPanelConfig::buildOptions()
+{
+    auto* group = named(new QGroupBox(m_frmPages), QStringLiteral("frmFrames_0"));
+    auto* grid = new QGridLayout(group);
+    int row = 0;
+    for (const int index : {Synchro, Ack, BusKL, LedTestKL}) {
+        const Parameter& parameter = ParameterAt(index);
+        auto* list = named(new QComboBox(group), QStringLiteral("cboConfParam_%1").arg(index),
+                           parameter.firstItemId);
+        for (int i = 0; i < parameter.itemCount; ++i)
+            list->addItem(QString());
+        m_cboConfParam[index] = list;
+        auto* caption =
+            named(new QLabel(group), QStringLiteral("lblLabels_%1").arg(m_lblLabels.size()),
+                  parameter.labelId);
+        caption->setBuddy(list);
+        m_lblLabels.append(caption);
+        grid->addWidget(caption, row, 0);
+        grid->addWidget(list, row++, 1);
+    }
+    grid->setRowStretch(row, 1);
+    return group;
+}
+
+// The line: speed, stop bits, bus mode and slave number.
+QGroupBox* wPanelConfig::buildCommunication()
+{
+    auto* group =
+        named(new QGroupBox(m_frmPages), QStringLiteral("frmFrames_1"), TextId::GroupCommunication);
+    auto* grid = new QGridLayout(group);
+
+    auto* speed = named(new QComboBox(group), QStringLiteral("cboConfParam_0"));
+    for (int i = 0; i < SpeedItems().size(); ++i)
+        speed->addItem(SpeedItems()[i], SpeedCodes()[static_cast<std::size_t>(i)]);
+    auto* stops = named(new QComboBox(group), QStringLiteral("cboConfParam_1"));
+    stops->addItems(StopItems());
+    const Parameter& busMode = ParameterAt(BusMode);
+    auto* bus = named(new QComboBox(group), QStringLiteral("cboConfParam_3"), busMode.firstItemId);
+    for (int i = 0; i < busMode.itemCount; ++i)
+        bus->addItem(QString());
+    m_cboConfParam[Speed] = speed;
+    m_cboConfParam[Stops] = stops;
+    m_cboConfParam[BusMode] = bus;
+
+    m_updCommSlave = named(new SlaveSpinBox(group), QStringLiteral("updCommSlave"));
+    m_updCommSlave->setValue(1);
+    m_txtConfParam2 = m_updCommSlave->findChild<QLineEdit*>();
+    m_txtConfParam2->setObjectName(QStringLiteral("txtConfParam_2"));
+
+    int row = 0;
+    for (const int index : {Speed, Stops, BusMode, Slave}) {
+        auto* caption =
+            named(new QLabel(group), QStringLiteral("lblLabels_%1").arg(m_lblLabels.size()),
+                  ParameterAt(index).labelId);
+        caption->setBuddy(control(index));
+        m_lblLabels.append(caption);
+        grid->addWidget(caption, row, 0);
+        grid->addWidget(control(index), row, 1);
+        if (index == Speed) {
+            // The unit keeps its literal caption in every language.
+            auto* unit = named(new QLabel(QStringLiteral("Bauds"), group),
+                               QStringLiteral("lblLabels_%1").arg(m_lblLabels.size()));
+            m_lblLabels.append(unit);
+            grid->addWidget(unit, row, 2);
+        }
+        ++row;
+    }
+    grid->setRowStretch(row, 1);
+    return group;
+}
+
+QWidget* wPanelConfig::control(int index) const
+{
+    if (index == Slave)
+        return m_updCommSlave;
+    return m_cboConfParam[static_cast<std::size_t>(index)];
+}
+
+void wPanelConfig::nationality()
+{
+    ChildWindow::nationality();
+    for (const Parameter& parameter : Parameters())
+        control(parameter.index)->setToolTip(DataFunctions7310::GetToolTip(parameter.labelId));
+    applyMarks();
+}
+
+Values wPanelConfig::values() const
+{
+    Values values{};
+    for (const Parameter& parameter : Parameters()) {
+        values[parameter.index] = parameter.index == Slave
+                                      ? m_updCommSlave->value()
+                                      : m_cboConfParam[parameter.index]->currentIndex();
+    }
+    return values;
+}
+
+void wPanelConfig::showValues(const Values& values)
+{
+    for (const Parameter& parameter : Parameters()) {
+        const int value = values[parameter.index];
+        if (parameter.index == Slave) {
+            m_updCommSlave->setValue(value);
+        } else {
+            m_cboConfParam[parameter.index]->setCurrentIndex(
+                value >= 0 && value < parameter.itemCount ? value : NoValue);
+        }
+    }
+}
+
+// The panel's value as the control would show it: the item's caption, or the number.
+QString wPanelConfig::panelText(int index) const
+{
+    const int value = *m_panelValue[index];
+    if (value == PanelLacksWord)
+        return DataFunctions7310::GetText(TextId::PanelLacks);
+    if (index == Slave)
+        return QString::number(value);
+    if (value == NoValue)
+        return DataFunctions7310::GetText(TextId::PanelInvalid);
+    return m_cboConfParam[index]->itemText(value);
+}
+
+void wPanelConfig::clearMarks()
+{
+    m_panelValue.fill(std::nullopt);
+    applyMarks();
+}
+
+void wPanelConfig::applyMarks()
+{
+    for (const Parameter& parameter : Parameters()) {
+        QWidget* shown = control(parameter.index);
+        const bool mark = marked(parameter.index);
+        shown->setStyleSheet(mark ? markStyle : QString());
+        shown->setToolTip(mark ? DataFunctions7310::GetText(TextId::PanelValue)
+                                     .replace(QStringLiteral("$$"), panelText(parameter.index))
+                               : DataFunctions7310::GetToolTip(parameter.labelId));
+    }
+}
