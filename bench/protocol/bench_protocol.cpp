@@ -5,11 +5,13 @@
 #include "comctrl.h"
 #include "commfunctions.h"
 #include "errorhandling.h"
+#include "exchangelog.h"
 #include "modbuspeer.h"
 #include "ptypeer.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QFile>
 
 #include <modbus.h>
 
@@ -66,6 +68,18 @@ bool idleWait(const char* what, const std::function<void(ComCtrl&)>& transaction
     return true;
 }
 
+// Resident set size of this process, in kB.
+long residentKb()
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return 0;
+    for (const QByteArray& line : status.readAll().split('\n'))
+        if (line.startsWith("VmRSS:"))
+            return line.mid(6).trimmed().split(' ').value(0).toLong();
+    return 0;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -94,19 +108,22 @@ int main(int argc, char** argv)
     for (int i = 0; i < 4; ++i)
         server.setReg(i, static_cast<std::uint16_t>(1000 + i));
 
-    std::vector<double> ours, theirs;
+    std::vector<double> ours, observed, theirs;
     int oursFailed = 0, theirsFailed = 0;
     QElapsedTimer clock;
+    ExchangeLog monitorLog; // what the line monitor keeps
     for (int round = 0; round < Transactions / Block; ++round) {
-        {
+        for (const bool watched : {false, true}) {
             ComCtrl line;
             line.setPortName(pty.slavePath());
             line.open();
+            if (watched)
+                line.addObserver([&monitorLog](const Exchange& e) { monitorLog.append(e); });
             for (int i = 0; i < Block; ++i) {
                 QList<std::int16_t> words(4, 0);
                 clock.start();
                 const bool ok = LitMots(line, Slave, 0, words);
-                ours.push_back(double(clock.nsecsElapsed()) / 1e3);
+                (watched ? observed : ours).push_back(double(clock.nsecsElapsed()) / 1e3);
                 oursFailed += !ok || words[3] != 1003;
             }
         }
@@ -135,5 +152,20 @@ int main(int argc, char** argv)
     std::printf("libmodbus master  median %7.1f us, 90th %7.1f us, failed %d\n", theirsMedian,
                 percentile(theirs, 0.9), theirsFailed);
     std::printf("ratio ours / libmodbus: %.3f (target <= 1.10)\n", oursMedian / theirsMedian);
+    const double observedMedian = median(observed);
+    std::printf("LitMots observed  median %7.1f us, 90th %7.1f us\n", observedMedian,
+                percentile(observed, 0.9));
+    std::printf("ratio observed / not observed: %.3f (target <= 1.05)\n",
+                observedMedian / oursMedian);
+
+    std::printf("\n== 3. Memory of %lld stored exchanges (four-word reads)\n",
+                static_cast<long long>(ExchangeLog::DefaultCapacity));
+    const long before = residentKb();
+    {
+        ExchangeLog full;
+        for (qsizetype i = 0; i < ExchangeLog::DefaultCapacity && monitorLog.size() > 0; ++i)
+            full.append(monitorLog.at(i % monitorLog.size()));
+        std::printf("resident memory grew by %.1f MB\n", (residentKb() - before) / 1024.0);
+    }
     return oursFailed || theirsFailed ? 1 : 0;
 }

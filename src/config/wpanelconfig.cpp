@@ -143,6 +143,7 @@ void wPanelConfig::showVersion(const QString& version)
 void wPanelConfig::cmdReadConfig_Click()
 {
     guarded(m_busy, "cmdReadConfig_Click", [this] {
+        const ComCtrl::OriginScope origin(m_port, TextId::PanelConfigTitle);
         std::optional<WaitCursor> wait;
         const auto slave = opening(TextId::NoSlaveFoundRead, wait);
         if (!slave)
@@ -179,6 +180,7 @@ bool wPanelConfig::writable(const Values& values)
 void wPanelConfig::cmdWriteConfig_Click()
 {
     guarded(m_busy, "cmdWriteConfig_Click", [this] {
+        const ComCtrl::OriginScope origin(m_port, TextId::PanelConfigTitle);
         const Values written = values();
         if (!writable(written))
             return;
@@ -194,6 +196,7 @@ void wPanelConfig::cmdWriteConfig_Click()
 void wPanelConfig::cmdCompare_Click()
 {
     guarded(m_busy, "cmdCompare_Click", [this] {
+        const ComCtrl::OriginScope origin(m_port, TextId::PanelConfigTitle);
         std::optional<WaitCursor> wait;
         const auto slave = opening(TextId::NoSlaveFoundRead, wait);
         if (!slave)

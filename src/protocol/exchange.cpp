@@ -70,7 +70,7 @@ ExchangeRecorder::ExchangeRecorder(ComCtrl& line, const QByteArray& request)
 {
     if (!m_on)
         return;
-    m_exchange.started = QDateTime::currentDateTime();
+    m_exchange.startedMs = QDateTime::currentMSecsSinceEpoch();
     m_startNs = monotonicNs();
     m_exchange.port = ComCtrl::SystemLocation(line.portName());
     m_exchange.settings = line.settings();
@@ -82,7 +82,9 @@ void ExchangeRecorder::answered(const QByteArray& answer)
 {
     if (!m_on)
         return;
-    m_exchange.answer = answer;
+    // A copy of just the bytes: the port's read buffer behind `answer` has room for kilobytes,
+    // which a log of thousands of exchanges must not keep alive.
+    m_exchange.answer = QByteArray(answer.constData(), answer.size());
     m_exchange.outcome = ClassifyAnswer(m_exchange.request, answer, &m_exchange.exceptionCode);
     finish();
 }

@@ -19,7 +19,8 @@ struct Exchange
         PortFault, // the line failed (fault)
     };
 
-    QDateTime started; // wall clock, milliseconds
+    qint64 startedMs = 0; // wall clock, milliseconds since the epoch (cheap to take)
+    QDateTime started() const { return QDateTime::fromMSecsSinceEpoch(startedMs); }
     qint64 durationUs = 0;
     QString port;     // device path
     QString settings; // "9600,n,8,1"

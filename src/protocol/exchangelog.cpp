@@ -12,23 +12,32 @@ ExchangeLog::ExchangeLog(qsizetype capacity)
 
 void ExchangeLog::append(const Exchange& exchange)
 {
-    if (m_items.size() < m_capacity) {
-        m_items.append(exchange);
+    if (m_slots.empty())
+        m_slots.resize(static_cast<std::size_t>(m_capacity));
+    if (full())
+        dropOldest();
+    m_slots[static_cast<std::size_t>((m_first + m_count) % m_capacity)] = exchange;
+    ++m_count;
+}
+
+void ExchangeLog::dropOldest()
+{
+    if (m_count == 0)
         return;
-    }
-    m_items[m_first] = exchange;
     m_first = (m_first + 1) % m_capacity;
+    --m_count;
 }
 
 void ExchangeLog::clear()
 {
-    m_items.clear();
     m_first = 0;
+    m_count = 0;
 }
 
 const Exchange& ExchangeLog::at(qsizetype index) const
 {
-    return m_items.at((m_first + index) % m_items.size());
+    Q_ASSERT(index >= 0 && index < m_count);
+    return m_slots[static_cast<std::size_t>((m_first + index) % m_capacity)];
 }
 
 namespace ExchangeText {
@@ -164,10 +173,10 @@ QStringList fields(const ExchangeLog& log, qsizetype index, const TextLookup& te
 {
     const Exchange& e = log.at(index);
     const QString delta =
-        index == 0 ? QString() : QString::number(log.at(index - 1).started.msecsTo(e.started));
+        index == 0 ? QString() : QString::number(e.startedMs - log.at(index - 1).startedMs);
     const QString outcome =
         e.outcome == Exchange::Outcome::Complete ? text(Outcomes) : OutcomeText(e, text);
-    return {e.started.toString(Qt::ISODateWithMs),
+    return {e.started().toString(Qt::ISODateWithMs),
             delta,
             e.origin ? text(e.origin) : QString(),
             e.port,

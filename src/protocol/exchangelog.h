@@ -3,8 +3,9 @@
 #include "commfunctions.h"
 #include "exchange.h"
 
-#include <QList>
 #include <QString>
+
+#include <vector>
 
 // The last exchanges on the line, oldest first, in a ring of fixed size so that a console left
 // running for days keeps its memory bounded: the oldest goes first.
@@ -14,17 +15,23 @@ public:
     static constexpr qsizetype DefaultCapacity = 10000;
     explicit ExchangeLog(qsizetype capacity = DefaultCapacity);
 
+    // Adds the newest exchange, dropping the oldest when the log is full.
     void append(const Exchange& exchange);
+    void dropOldest();
     void clear();
-    qsizetype size() const { return m_items.size(); }
+    qsizetype size() const { return m_count; }
     qsizetype capacity() const { return m_capacity; }
+    bool full() const { return size() >= m_capacity; }
     // 0 is the oldest exchange kept.
     const Exchange& at(qsizetype index) const;
 
 private:
+    // A ring over slots made once, on the first append: storing an exchange then allocates
+    // nothing, so an observed transaction costs no more than a copy.
     qsizetype m_capacity;
-    QList<Exchange> m_items;
-    qsizetype m_first = 0; // index of the oldest once the ring is full
+    std::vector<Exchange> m_slots;
+    qsizetype m_first = 0;
+    qsizetype m_count = 0;
 };
 
 namespace ExchangeText {

@@ -5,6 +5,7 @@
 #include "errorhandling.h"
 #include "helphook.h"
 #include "helpwindow.h"
+#include "linemonitor.h"
 #include "nationality.h"
 #include "prompthook.h"
 #include "shellhelpers.h"
@@ -34,6 +35,7 @@
 namespace {
 
 const QString communication = QStringLiteral("Communication");
+const QString monitorSection = QStringLiteral("LineMonitor");
 constexpr const char* keyProperty = "key";
 constexpr const char* helpContextProperty = "helpContextId";
 
@@ -182,6 +184,10 @@ bool wMain::load()
         CommFunctions::SetFrameDelay(
             setting(QStringLiteral("FrameDelay"), QStringLiteral("50"), IniValue::Short));
 
+        if (ZRBfonctions::GetIniParam(monitorSection, QStringLiteral("Visible"), {}) ==
+            QLatin1String("1"))
+            mnuWindowMonitor_Click(true);
+
         // Loaded, unloaded and shown in this order; the configuration window comes last so
         // that it ends in front.
         for (int index : {1, 2, 3, 0}) {
@@ -237,6 +243,8 @@ void wMain::nationality()
         }
     }
     showLineState();
+    if (m_monitor)
+        m_monitor->nationality();
 
     // A button without a row keeps the tooltip it has.
     for (QAction* button : m_buttons) {
@@ -286,6 +294,22 @@ void wMain::mnuOptionsPrefs_Click()
 void wMain::mnuWindowCascade_Click()
 {
     m_mdiArea->cascadeSubWindows();
+}
+
+void wMain::mnuWindowMonitor_Click(bool shown)
+{
+    if (!m_monitor && shown) {
+        m_monitor = new LineMonitor(m_comCtrl, this);
+        addDockWidget(Qt::BottomDockWidgetArea, m_monitor);
+        connect(m_monitor, &QDockWidget::visibilityChanged, menuEntry("mnuWindowMonitor"),
+                [this](bool visible) {
+                    if (isVisible())
+                        menuEntry(QStringLiteral("mnuWindowMonitor"))->setChecked(visible);
+                });
+    }
+    if (m_monitor)
+        m_monitor->setVisible(shown);
+    menuEntry(QStringLiteral("mnuWindowMonitor"))->setChecked(shown);
 }
 
 void wMain::mnuHelpSummary_Click()
@@ -383,7 +407,10 @@ void wMain::closeEvent(QCloseEvent* event)
         event->ignore();
         return;
     }
-    // Each child saves its own position as it goes.
+    // Each child saves its own position as it goes; the monitor's state is kept for the next run.
+    ZRBfonctions::SetIniParam(monitorSection, QStringLiteral("Visible"),
+                              m_monitor && m_monitor->isVisible() ? QStringLiteral("1")
+                                                                  : QStringLiteral("0"));
     m_children.unloadAll();
     Help::HtmlHelp(this, Help::ApplicationHelpFile(), Help::CloseAll, 0);
     event->accept();

@@ -2,6 +2,7 @@
 
 #include "childregistry.h"
 #include "comctrl.h"
+#include "linemonitor.h"
 
 #include <QHash>
 #include <QIcon>
@@ -57,6 +58,9 @@ public:
     void mnuFileQuit_Click();
     void mnuOptionsPrefs_Click();
     void mnuWindowCascade_Click();
+    // Shows or hides the line monitor (made on first use); its state is kept between runs.
+    void mnuWindowMonitor_Click(bool shown);
+    LineMonitor* lineMonitor() const { return m_monitor; }
     void mnuHelpSummary_Click();
     void mnuHelpIndex_Click();
     void mnuHelpFind_Click();
@@ -92,4 +96,5 @@ private:
     QHash<QString, QIcon> m_images;
     QList<QLabel*> m_panels;
     QPointer<wSplash> m_splash;
+    QPointer<LineMonitor> m_monitor;
 };

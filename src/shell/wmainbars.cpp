@@ -3,6 +3,7 @@
 #include "wmain.h"
 
 #include "datafunctions7310.h"
+#include "linemonitor.h"
 #include "nationality.h"
 #include "textids.h"
 
@@ -63,6 +64,9 @@ void wMain::buildMenus()
     QMenu* mnuWindow = addMenu("mnuWindow");
     connect(addEntry(mnuWindow, "mnuWindowCascade"), &QAction::triggered, this,
             &wMain::mnuWindowCascade_Click);
+    QAction* monitor = addEntry(mnuWindow, "mnuWindowMonitor");
+    monitor->setCheckable(true);
+    connect(monitor, &QAction::triggered, this, &wMain::mnuWindowMonitor_Click);
 
     QMenu* mnuHelp = addMenu("mnuHelp");
     connect(addEntry(mnuHelp, "mnuHelpSummary"), &QAction::triggered, this,

@@ -88,17 +88,17 @@ private slots:
         QCOMPARE(e.origin, 231000);
         QCOMPARE(e.port, sim.path());
         QCOMPARE(e.settings, QStringLiteral("9600,n,8,1"));
-        QVERIFY(qAbs(e.started.msecsTo(QDateTime::currentDateTime())) < 5000);
+        QVERIFY(qAbs(e.started().msecsTo(QDateTime::currentDateTime())) < 5000);
         const auto hexOf = [](const QByteArray& b) {
             return QString(b.toHex(' ').toUpper());
         };
         if (outcome == Exchange::Outcome::PortFault) {
             QVERIFY(e.answer.isEmpty() && e.fault.contains(sim.path()));
         } else {
+            // The simulator traces an answer once it is sent: wait for the file to catch up.
+            QTRY_COMPARE_WITH_TIMEOUT(sim.traced("TX").size(), e.answer.isEmpty() ? 1 : 2, 2000);
             const QStringList heard = sim.traced("RX"), said = sim.traced("TX");
             QVERIFY2(heard.value(0).contains(hexOf(e.request)), qPrintable(heard.join('\n')));
-            // The unobserved read afterwards is answered too.
-            QCOMPARE(said.size(), e.answer.isEmpty() ? 1 : 2);
             QVERIFY2(e.answer.isEmpty() || said[0].contains(hexOf(e.answer)),
                      qPrintable(said.join('\n')));
             QVERIFY(e.durationUs > 0 && e.durationUs < 3'000'000);
@@ -151,15 +151,15 @@ private slots:
         const QDateTime t0 = QDateTime::currentDateTime();
         for (int i = 0; i < ExchangeLog::DefaultCapacity + 5; ++i) {
             Exchange e = made("010300800001", "01030200FE", Exchange::Outcome::Complete);
-            e.started = t0.addMSecs(i);
+            e.startedMs = t0.addMSecs(i).toMSecsSinceEpoch();
             e.origin = 231000;
             e.port = QStringLiteral("/dev/ttyUSB0");
             e.settings = QStringLiteral("9600,n,8,1");
             log.append(e);
         }
         QCOMPARE(log.size(), ExchangeLog::DefaultCapacity);
-        QCOMPARE(log.at(0).started, t0.addMSecs(5));
-        QCOMPARE(log.at(log.size() - 1).started, t0.addMSecs(ExchangeLog::DefaultCapacity + 4));
+        QCOMPARE(log.at(0).started(), t0.addMSecs(5));
+        QCOMPARE(log.at(log.size() - 1).started(), t0.addMSecs(ExchangeLog::DefaultCapacity + 4));
 
         ExchangeLog few(4);
         for (qsizetype i = 0; i < 3; ++i)
