@@ -119,6 +119,13 @@ public:
     // Observer of the transmission steps, for tests; empty by default.
     void setStepHook(StepHook hook) { m_hook = std::move(hook); }
 
+    // Set while a transaction, or an operation made of several, owns the line. Every caller
+    // that starts one checks it first and leaves the line alone while it is set; callers
+    // whose waits let the window run can meet a line taken by another window. LineLock
+    // (linelock.h) takes and gives it back around a block.
+    bool busy() const { return m_busy; }
+    void setBusy(bool busy) { m_busy = busy; }
+
 private:
     void note(LineStep step);
     void requireOpen() const;
@@ -131,5 +138,6 @@ private:
     bool m_rts = false;
     bool m_hasRts = true;
     bool m_answerPending = false;
+    bool m_busy = false;
     StepHook m_hook;
 };

@@ -12,6 +12,7 @@
 #include "wconfig.h"
 #include "wpanelcalcul.h"
 #include "wpanelframe.h"
+#include "wpaneltools.h"
 #include "wsplash.h"
 #include "zrbfonctions.h"
 
@@ -80,8 +81,8 @@ wMain::~wMain()
 void wMain::registerChildren()
 {
     // Each child window is one entry: File menu index, toolbar key and image, caption, help
-    // context number and how to make one. The configuration (index 0) and test tools
-    // (index 3) windows join here when they exist.
+    // context number and how to make one. The configuration window (index 0) joins here when
+    // it exists.
     m_children.add({1, QStringLiteral("mnuFileCalcul"), QStringLiteral(":/shell/images/calcul.svg"),
                     TextId::PanelCalculTitle, TextId::PanelCalculTitle, [] {
                         return new wPanelCalcul;
@@ -89,6 +90,10 @@ void wMain::registerChildren()
     m_children.add({2, QStringLiteral("mnuFileFrame"), QStringLiteral(":/shell/images/frame.svg"),
                     TextId::PanelFrameTitle, TextId::PanelFrameTitle, [this] {
                         return new wPanelFrame(m_comCtrl);
+                    }});
+    m_children.add({3, QStringLiteral("mnuFileTools"), QStringLiteral(":/shell/images/tools.svg"),
+                    TextId::PanelToolsTitle, TextId::PanelToolsTitle, [this] {
+                        return new wPanelTools(m_comCtrl);
                     }});
 }
 

@@ -139,7 +139,7 @@ private slots:
         QCOMPARE(fixture.faults(), faults);
         // The console runs on: the main frame is up and usable, the port closed.
         QVERIFY(frame.isVisible() && frame.isEnabled() && !frame.comCtrl().isOpen());
-        QCOMPARE(frame.mdiArea()->subWindowList().size(), childrenShown ? 2 : 0);
+        QCOMPARE(frame.mdiArea()->subWindowList().size(), childrenShown ? 3 : 0);
     }
 
     void captionsAndHelpEntries_data()
@@ -249,7 +249,7 @@ private slots:
         QCOMPARE(seen, asked);
         QCOMPARE(frame.isVisible(), !answerYes);
         // Closing unloads the children and every help window.
-        QCOMPARE(frame.children().openWindows().size(), answerYes ? 0 : 2);
+        QCOMPARE(frame.children().openWindows().size(), answerYes ? 0 : 3);
         QTest::qWait(1);
         QCOMPARE(HelpWindow::OpenWindows().size(), answerYes ? 0 : 1);
         if (!answerYes)
@@ -264,7 +264,8 @@ private slots:
                                         "RTS=1\nRtsDelay=7\nFrameDelay=20\n"));
         wMain frame(wMain::Files{fixture.dataFile, withHelp});
         QVERIFY(frame.load());
-        // The start-up applies the settings file, then shows the calculator and the frame builder.
+        // The start-up applies the settings file, then shows the calculator, the frame builder
+        // and the test tools.
         QVERIFY2(fixture.reports().isEmpty(),
                  qPrintable(fixture.reports().join(QLatin1Char('\n'))));
         QVERIFY(frame.comCtrl().isOpen());
@@ -276,12 +277,11 @@ private slots:
                  fixture.pty.slavePath() + " 19200,n,8,2 1 7 20");
         QCOMPARE(frame.statusPanel(QStringLiteral("Prompt"))->text(),
                  DataFunctions7310::GetText(1001));
-        QVERIFY(frame.mdiArea()->activeSubWindow()->widget()->inherits("wPanelFrame"));
+        QVERIFY(frame.mdiArea()->activeSubWindow()->widget()->inherits("wPanelTools"));
         // The entries of windows that do not exist yet are absent, not dead.
-        QVERIFY(!frame.panelEntry(0) && !frame.panelEntry(3) &&
-                !frame.toolButton(QStringLiteral("mnuFileConfig")) &&
-                !frame.toolButton(QStringLiteral("mnuFileTools")));
-        for (const char* key : {"mnuFileCalcul", "mnuFileFrame", "mnuHelpContext", "mnuFileQuit"})
+        QVERIFY(!frame.panelEntry(0) && !frame.toolButton(QStringLiteral("mnuFileConfig")));
+        for (const char* key :
+             {"mnuFileCalcul", "mnuFileFrame", "mnuFileTools", "mnuHelpContext", "mnuFileQuit"})
             QVERIFY2(!frame.toolButton(QLatin1String(key))->icon().isNull(), key);
 
         // A second File click or toolbar key raises the one window.
@@ -292,7 +292,7 @@ private slots:
         QCOMPARE(frame.mdiArea()->activeSubWindow()->widget(), calculator);
         frame.toolButton(QStringLiteral("mnuFileFrame"))->trigger();
         QVERIFY(frame.mdiArea()->activeSubWindow()->widget()->inherits("wPanelFrame"));
-        QCOMPARE(frame.mdiArea()->subWindowList().size(), 2);
+        QCOMPARE(frame.mdiArea()->subWindowList().size(), 3);
 
         // Closed by the user, it comes back once, where it was left.
         const QRect placed(30, 20, 520, 330);
@@ -303,7 +303,7 @@ private slots:
         frame.toolButton(QStringLiteral("mnuFileCalcul"))->trigger();
         QTest::qWait(1);
         const auto frames = frame.mdiArea()->subWindowList();
-        QCOMPARE(frames.size(), 2);
+        QCOMPARE(frames.size(), 3);
         QCOMPARE(frame.children().window(1)->frameWidget()->geometry(), placed);
         frame.mnuWindowCascade_Click();
         QVERIFY(frames.at(0)->pos() != frames.at(1)->pos());
@@ -315,6 +315,9 @@ private slots:
         frame.children().show(2);
         frame.mnuHelpContext_Click();
         QCOMPARE(activePage(), QStringLiteral("frame-builder.html"));
+        frame.toolButton(QStringLiteral("mnuFileTools"))->trigger();
+        frame.mnuHelpContext_Click();
+        QCOMPARE(activePage(), QStringLiteral("panel-tools.html"));
 
         // A language applied in the settings dialog re-captions the frame and every child at once.
         wConfig dialog(frame.comCtrl(), &frame);
