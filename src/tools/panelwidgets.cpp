@@ -38,21 +38,48 @@ QSize LedLamp::sizeHint() const
 void LedLamp::paintEvent(QPaintEvent*)
 {
     QPainter painter(this);
+    const qreal ratio = devicePixelRatioF();
+    QPixmap& cached = m_faces[m_lit ? 1 : 0];
+    if (cached.isNull() || cached.devicePixelRatio() != ratio)
+        cached = face(m_lit);
+    painter.drawPixmap(0, 0, cached);
+}
+
+QPixmap LedLamp::face(bool lit) const
+{
+    const qreal ratio = devicePixelRatioF();
+    QPixmap pixmap(size() * ratio);
+    pixmap.setDevicePixelRatio(ratio);
+    pixmap.fill(Qt::transparent);
+    QPainter painter(&pixmap);
     painter.setRenderHint(QPainter::Antialiasing);
     const QRectF lamp = QRectF(rect()).adjusted(1, 1, -1, -1);
-    const QColor fill = QColor::fromRgb(m_lit ? LitColour : UnlitColour);
-    QColor rim = palette().color(QPalette::WindowText);
-    if (!isEnabled())
-        rim = palette().color(QPalette::Disabled, QPalette::WindowText);
-    painter.setPen(QPen(rim, 1));
-    painter.setBrush(fill);
+    const QPalette::ColorGroup group = isEnabled() ? QPalette::Active : QPalette::Disabled;
+    painter.setPen(QPen(palette().color(group, QPalette::WindowText), 1));
+    painter.setBrush(QColor::fromRgb(lit ? LitColour : UnlitColour));
     painter.drawRoundedRect(lamp, 4, 4);
     // White on both colours reads well; the number is the LED's own, 0 to 23.
     painter.setPen(Qt::white);
-    QFont font = painter.font();
-    font.setBold(true);
-    painter.setFont(font);
+    QFont bold = font();
+    bold.setBold(true);
+    painter.setFont(bold);
     painter.drawText(lamp, Qt::AlignCenter, QString::number(m_number));
+    return pixmap;
+}
+
+void LedLamp::changeEvent(QEvent* event)
+{
+    QWidget::changeEvent(event);
+    const auto type = event->type();
+    if (type == QEvent::PaletteChange || type == QEvent::FontChange ||
+        type == QEvent::EnabledChange)
+        m_faces = {};
+}
+
+void LedLamp::resizeEvent(QResizeEvent* event)
+{
+    QWidget::resizeEvent(event);
+    m_faces = {};
 }
 
 void LedLamp::mouseReleaseEvent(QMouseEvent* event)

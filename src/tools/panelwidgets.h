@@ -2,7 +2,10 @@
 
 #include <QIcon>
 #include <QLabel>
+#include <QPixmap>
 #include <QWidget>
+
+#include <array>
 
 // The small pieces of the on-screen panel. They paint themselves in device-independent pixels,
 // so they stay sharp at any screen scale, and report a left click.
@@ -31,10 +34,18 @@ signals:
 protected:
     void paintEvent(QPaintEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
+    void changeEvent(QEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
 
 private:
+    // The lamp drawn at the widget's size and the screen's pixel ratio.
+    QPixmap face(bool lit) const;
+
     int m_number;
     bool m_lit = false;
+    // Unlit and lit faces, drawn once: a blink tick only copies them. Dropped when the size,
+    // the palette, the font or the enabled state change.
+    mutable std::array<QPixmap, 2> m_faces;
 };
 
 // The horn: the picture "KlaxonOn" while its state is not 0, "KlaxonOff" otherwise.
