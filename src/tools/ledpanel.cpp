@@ -51,7 +51,9 @@ LedPanel::LedPanel(QWidget* parent)
     m_lblTest->setFont(bold);
     m_lblTest->setFrameShape(QFrame::Box);
     m_lblTest->setAlignment(Qt::AlignCenter);
-    m_lblTest->setMinimumWidth(60);
+    m_lblTest->setMargin(6);
+    m_lblTest->setMinimumWidth(64);
+    m_lblTest->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
     m_lblTest->setCursor(Qt::PointingHandCursor);
     connect(m_imgKlaxon, &HornImage::clicked, this, &LedPanel::hornClicked);
     connect(m_lblTest, &ClickLabel::clicked, this, &LedPanel::testClicked);
@@ -59,7 +61,7 @@ LedPanel::LedPanel(QWidget* parent)
     auto* bottom = new QHBoxLayout;
     bottom->addWidget(m_imgKlaxon);
     bottom->addStretch(1);
-    bottom->addWidget(m_lblTest);
+    bottom->addWidget(m_lblTest, 0, Qt::AlignVCenter);
 
     auto* layout = new QVBoxLayout(this);
     layout->addLayout(leds);

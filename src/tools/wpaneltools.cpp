@@ -58,6 +58,7 @@ void wPanelTools::connectControls()
     connect(m_frmPanneau, &LedPanel::ledClicked, this, &wPanelTools::lblPanneau_Click);
     connect(m_frmPanneau, &LedPanel::hornClicked, this, &wPanelTools::imgKlaxon_Click);
     connect(m_frmPanneau, &LedPanel::testClicked, this, &wPanelTools::lblTest_Click);
+    m_lvwPanel->installEventFilter(this);
 }
 
 void wPanelTools::Form_Load()
@@ -94,6 +95,14 @@ void wPanelTools::sizeLogColumns()
     const int width = static_cast<int>((m_lvwPanel->width() - 1.25F * SystemMetrics(this)) / 2);
     for (int column = 0; column < 2; ++column)
         m_lvwPanel->setColumnWidth(column, std::max(width, 0));
+}
+
+bool wPanelTools::eventFilter(QObject* watched, QEvent* event)
+{
+    // The log's width is known once it is laid out, and follows the window's size.
+    if (watched == m_lvwPanel && event->type() == QEvent::Resize)
+        sizeLogColumns();
+    return ChildWindow::eventFilter(watched, event);
 }
 
 void wPanelTools::showEvent(QShowEvent* event)
@@ -268,6 +277,8 @@ QByteArray wPanelTools::exchange(const QByteArray& request)
         return {};
     }
     auto* line = new QTreeWidgetItem(m_lvwPanel, {CommFunctions::FrameToText(request)});
+    // A long frame may not fit its column: the whole text is its tooltip.
+    line->setToolTip(0, line->text(0));
     QByteArray answer;
     {
         // Blocks until the answer is in or the time-out has passed; no window events run.
@@ -275,6 +286,7 @@ QByteArray wPanelTools::exchange(const QByteArray& request)
         answer = CommFunctions::FrameReceived(m_port, request, AnswerTimeout);
     }
     line->setText(1, CommFunctions::FrameToText(answer));
+    line->setToolTip(1, line->text(1));
     ClearPanel();
     m_lvwPanel->scrollToItem(line);
     return answer;

@@ -63,6 +63,10 @@ void wPanelTools::buildControls()
         states->addWidget(m_optToolsLeds[i]);
     }
     m_optToolsLeds[PanelCommands::SteadyState]->setChecked(true);
+    // Hidden for the sequences that do not draw; the buttons below keep their place.
+    QSizePolicy keepPlace = m_frmToolsLeds->sizePolicy();
+    keepPlace.setRetainSizeWhenHidden(true);
+    m_frmToolsLeds->setSizePolicy(keepPlace);
 
     const std::array<int, 4> commandTexts = {TextId::ToolsStart, TextId::ToolsStop,
                                              TextId::ToolsPanelOff, TextId::ToolsClearLog};

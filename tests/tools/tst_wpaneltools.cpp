@@ -1,6 +1,7 @@
 #include "ledpanel.h"
 #include "panelwidgets.h"
 #include "shelltestkit.h"
+#include "uihelpers.h"
 #include "wpaneltools.h"
 
 #include <QElapsedTimer>
@@ -131,6 +132,10 @@ private slots:
         QCOMPARE(log(w)->headerItem()->text(0) + '|' + log(w)->headerItem()->text(1),
                  DataFunctions7310::GetText(10200) + '|' + DataFunctions7310::GetText(10201));
         QCOMPARE(w.panel()->blinkTimer()->interval(), 250);
+        // Both columns share the list's width, less room for a vertical scroll bar.
+        const int column = int((log(w)->width() - 1.25F * SystemMetrics(&w)) / 2);
+        QCOMPARE(QList<int>({log(w)->columnWidth(0), log(w)->columnWidth(1)}),
+                 QList<int>({column, column}));
 
         choose(w, sequence);
         const QString seen = QStringLiteral("%1%2%3%4")
