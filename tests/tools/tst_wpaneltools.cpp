@@ -80,6 +80,8 @@ class TestPanelTools : public QObject
 {
     Q_OBJECT
 
+    enum Leaving { Closed, Quit, OtherWindow };
+
 private slots:
     void initTestCase()
     {
@@ -153,17 +155,18 @@ private slots:
         QTest::addColumn<Action>("act");
         QTest::addColumn<Frames>("frames"); // heard by the panel, without their CRC
         QTest::addColumn<QString>("panel"); // on screen afterwards
+        QTest::addColumn<bool>("answered"); // the last exchange
 
         row("sequence 0: a click sends the LED at once", Action([](Rig& r) {
                 choose(r.w, 0);
                 clickLed(r.w, 5, 3);
             }),
-            Frames{hex("010600060003")}, QString("000003000000000000000000 0"));
+            Frames{hex("010600060003")}, QString("000003000000000000000000 0"), true);
         row("sequence 0: the horn is word 64", Action([](Rig& r) {
                 choose(r.w, 0);
                 clickLed(r.w, 24, 1);
             }),
-            Frames{hex("010600400001")}, QString("000000000000000000000000 1"));
+            Frames{hex("010600400001")}, QString("000000000000000000000000 1"), true);
         row("sequence 1: clicks draw, Start sends; LED 23 in state 5 is 2560", Action([](Rig& r) {
                 choose(r.w, 1);
                 r.w.panel()->setState(23, 5);
@@ -171,7 +174,7 @@ private slots:
                 press(r.w, wPanelTools::cmdStart);
             }),
             Frames{hex("0110001900050A00020000000000000A00")},
-            QString("200000000000000000000005 0"));
+            QString("200000000000000000000005 0"), true);
         row("sequence 1: the horn adds 4096", Action([](Rig& r) {
                 choose(r.w, 1);
                 r.w.panel()->setState(23, 5);
@@ -179,7 +182,7 @@ private slots:
                 press(r.w, wPanelTools::cmdStart);
             }),
             Frames{hex("0110001900050A00000000000000001A00")},
-            QString("000000000000000000000005 4"));
+            QString("000000000000000000000005 4"), true);
         row("sequence 2: word 0x7FFF reads as state 7 for LEDs 0 to 4", Action([](Rig& r) {
                 r.w.panel()->setImage(imageOf("777770000000000000000000 0"));
                 r.w.SendWholePanel();
@@ -188,30 +191,37 @@ private slots:
                 press(r.w, wPanelTools::cmdStart);
             }),
             Frames{hex("0110001900050A7FFF0000000000000000"), hex("010300190005")},
-            QString("777770000000000000000000 0"));
+            QString("777770000000000000000000 0"), true);
         row("sequence 3: lamp test", Action([](Rig& r) {
                 choose(r.w, 3);
                 press(r.w, wPanelTools::cmdStart);
             }),
-            Frames{hex("010600420001")}, QString("000000000000000000000000 0"));
+            Frames{hex("010600420001")}, QString("000000000000000000000000 0"), true);
         row("panel off: word 0, then word 64", Action([](Rig& r) {
                 r.w.panel()->setImage(imageOf("123400000000000000000000 1"));
                 press(r.w, wPanelTools::cmdRazPanel);
             }),
             (Frames{hex("010600000000"), hex("010600400000")}),
-            QString("000000000000000000000000 0"));
+            QString("000000000000000000000000 0"), true);
         row("slave 65 is refused by the codec: nothing sent", Action([](Rig& r) {
                 control<QLineEdit>(r.w, "TxtToolsSlave")->setText("65");
                 clickLed(r.w, 2, 1);
             }),
-            Frames{}, QString("001000000000000000000000 0"));
+            Frames{}, QString("001000000000000000000000 0"), true);
         row("line held by another window: nothing sent", Action([](Rig& r) {
                 r.line.setBusy(true);
                 choose(r.w, 3);
                 press(r.w, wPanelTools::cmdStart);
                 r.line.setBusy(false);
             }),
-            Frames{}, QString("000000000000000000000000 0"));
+            Frames{}, QString("000000000000000000000000 0"), true);
+        row("sequence 2 unanswered: the screen keeps its image", Action([](Rig& r) {
+                r.w.panel()->setImage(imageOf("123000000000000000000000 1"));
+                r.sim.command("fault-next none");
+                choose(r.w, 2);
+                press(r.w, wPanelTools::cmdStart);
+            }),
+            Frames{hex("010300190005")}, QString("123000000000000000000000 1"), false);
     }
 
     void operations()
@@ -219,12 +229,13 @@ private slots:
         QFETCH(Action, act);
         QFETCH(Frames, frames);
         QFETCH(QString, panel);
+        QFETCH(bool, answered);
         Rig rig{*m_window, m_port, m_sim};
         act(rig);
         QCOMPARE(heardSince(m_heard), frames);
         QCOMPARE(panelText(*m_window), panel);
         QCOMPARE(log(*m_window)->topLevelItemCount(), frames.size());
-        QVERIFY(!m_window->LastFrameTimedOut());
+        QCOMPARE(m_window->LastFrameTimedOut(), !answered);
     }
 
     void frameLog_data()
@@ -322,17 +333,19 @@ private slots:
                 !control(w, "cmdTools_1")->isEnabled() && control(w, "frmFrames")->isEnabled());
     }
 
-    // The console around the window: closed or quit while a sweep waits.
+    // The console around the window while a sweep waits: the window closed, the console quit,
+    // another tool window activated.
     void leavingDuringSweep_data()
     {
-        QTest::addColumn<bool>("quit");
-        row("test window closed", false);
-        row("console quit", true);
+        QTest::addColumn<int>("how");
+        row("test window closed", int(Closed));
+        row("console quit", int(Quit));
+        row("calculator activated: the window stays, the sweep ends", int(OtherWindow));
     }
 
     void leavingDuringSweep()
     {
-        QFETCH(bool, quit);
+        QFETCH(int, how);
         m_port.close();
         m_fixture->writeIni(QStringLiteral("English"), {}, m_sim.path());
         wMain frame(wMain::Files{m_fixture->dataFile, {}});
@@ -344,20 +357,26 @@ private slots:
         qsizetype atEvent = -1;
         QTimer::singleShot(700, &frame, [&] {
             atEvent = m_sim.heardFrames().size();
-            if (quit) {
+            if (how == Quit) {
                 OnNextModal([](QWidget* modal) {
                     qobject_cast<QMessageBox*>(modal)->button(QMessageBox::Yes)->click();
                 });
                 frame.mnuFileQuit_Click();
-            } else {
+            } else if (how == Closed) {
                 w->frameWidget()->close();
+            } else {
+                frame.children().show(1);
             }
         });
         press(*w, wPanelTools::cmdStart);
         QTest::qWait(1);
-        QVERIFY(!w);
         QCOMPARE(heardSince(atEvent, 600).size(), 0);
-        QCOMPARE(frame.isVisible(), !quit);
+        QCOMPARE(frame.isVisible(), how != Quit);
+        if (how == OtherWindow) {
+            QVERIFY(w && !w->running() && control(*w, "cmdTools_0")->isEnabled());
+            return;
+        }
+        QVERIFY(!w);
         // Unloaded as usual: the captions are in the settings file.
         QCOMPARE(ZRBfonctions::GetIniParam("Panneau", "Label1", {}), "Boiler");
         QVERIFY2(m_fixture->reports().isEmpty(), qPrintable(m_fixture->reports().join('\n')));
