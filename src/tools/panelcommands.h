@@ -45,8 +45,8 @@ struct PanelImage
 std::array<int, ImageWords> Pack(const PanelImage& image);
 // Answer bytes to a read of the five image words (slave, 3, byte count, 10 data bytes and
 // the CRC). Fewer than 13 bytes: false and the image left as it was. Each word is read as a
-// signed 16-bit value and divided (truncating) by the LED's bit weight, the way the panel
-// reading has always worked; bit 15 is unused on the panel.
+// signed 16-bit value and divided, truncating, by the LED's bit weight; bit 15 is unused on the
+// panel, so for its answers that is the plain 3-bit field.
 bool Unpack(const QByteArray& answer, PanelImage& image);
 
 // The requests, as FrameToSend builds them (a one-byte frame is its error number).
