@@ -4,6 +4,7 @@
 #include "datafunctions7310.h"
 #include "detectk9120.h"
 #include "errorhandling.h"
+#include "linelock.h"
 #include "slavespinbox.h"
 #include "textids.h"
 #include "uihelpers.h"
@@ -143,6 +144,10 @@ void wPanelConfig::showVersion(const QString& version)
 void wPanelConfig::cmdReadConfig_Click()
 {
     guarded(m_busy, "cmdReadConfig_Click", [this] {
+        // One transaction at a time on the line: a running test sequence keeps it.
+        const LineLock lock(m_port);
+        if (!lock.acquired())
+            return;
         const ComCtrl::OriginScope origin(m_port, TextId::PanelConfigTitle);
         std::optional<WaitCursor> wait;
         const auto slave = opening(TextId::NoSlaveFoundRead, wait);
@@ -180,6 +185,10 @@ bool wPanelConfig::writable(const Values& values)
 void wPanelConfig::cmdWriteConfig_Click()
 {
     guarded(m_busy, "cmdWriteConfig_Click", [this] {
+        // One transaction at a time on the line: a running test sequence keeps it.
+        const LineLock lock(m_port);
+        if (!lock.acquired())
+            return;
         const ComCtrl::OriginScope origin(m_port, TextId::PanelConfigTitle);
         const Values written = values();
         if (!writable(written))
@@ -196,6 +205,10 @@ void wPanelConfig::cmdWriteConfig_Click()
 void wPanelConfig::cmdCompare_Click()
 {
     guarded(m_busy, "cmdCompare_Click", [this] {
+        // One transaction at a time on the line: a running test sequence keeps it.
+        const LineLock lock(m_port);
+        if (!lock.acquired())
+            return;
         const ComCtrl::OriginScope origin(m_port, TextId::PanelConfigTitle);
         std::optional<WaitCursor> wait;
         const auto slave = opening(TextId::NoSlaveFoundRead, wait);

@@ -165,6 +165,13 @@ public:
     // Observer of the transmission steps, for tests; empty by default.
     void setStepHook(StepHook hook) { m_hook = std::move(hook); }
 
+    // Set while a transaction, or an operation made of several, owns the line. Every caller
+    // that starts one checks it first and leaves the line alone while it is set; callers
+    // whose waits let the window run can meet a line taken by another window. LineLock
+    // (linelock.h) takes and gives it back around a block.
+    bool busy() const { return m_busy; }
+    void setBusy(bool busy) { m_busy = busy; }
+
 private:
     void transmit(const QByteArray& frame, bool handshake, int rtsDelayMs);
     void reopenLost();
@@ -182,6 +189,7 @@ private:
     bool m_answerPending = false;
     bool m_lost = false;
     int m_lastSlave = 0;
+    bool m_busy = false;
     StepHook m_hook;
     ChangeHook m_changed;
     QList<std::pair<int, ExchangeObserver>> m_observers;

@@ -15,6 +15,7 @@
 #include "wpanelcalcul.h"
 #include "wpanelconfig.h"
 #include "wpanelframe.h"
+#include "wpaneltools.h"
 #include "wsplash.h"
 #include "zrbfonctions.h"
 
@@ -89,8 +90,7 @@ wMain::~wMain()
 void wMain::registerChildren()
 {
     // Each child window is one entry: File menu index, toolbar key and image, caption, help
-    // context number and how to make one. The test tools window (index 3) joins here when it
-    // exists.
+    // context number and how to make one.
     m_children.add({0, QStringLiteral("mnuFileConfig"), QStringLiteral(":/shell/images/config.svg"),
                     TextId::PanelConfigTitle, TextId::PanelConfigTitle, [this] {
                         return new wPanelConfig(m_comCtrl);
@@ -102,6 +102,10 @@ void wMain::registerChildren()
     m_children.add({2, QStringLiteral("mnuFileFrame"), QStringLiteral(":/shell/images/frame.svg"),
                     TextId::PanelFrameTitle, TextId::PanelFrameTitle, [this] {
                         return new wPanelFrame(m_comCtrl);
+                    }});
+    m_children.add({3, QStringLiteral("mnuFileTools"), QStringLiteral(":/shell/images/tools.svg"),
+                    TextId::PanelToolsTitle, TextId::PanelToolsTitle, [this] {
+                        return new wPanelTools(m_comCtrl);
                     }});
 }
 
