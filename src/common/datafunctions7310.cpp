@@ -367,6 +367,19 @@ QStringList LanguageColumns()
     return languages;
 }
 
+QString LocateInstalled(const QString& name)
+{
+    const QString program =
+        QCoreApplication::instance() ? QCoreApplication::applicationDirPath() : QDir::currentPath();
+    // <prefix>/bin/k7310console keeps its files in <prefix>/share/k7310console, whatever the
+    // prefix (/usr, /usr/local, /opt/..., a staging folder).
+    const QString besidePrefix =
+        QDir::cleanPath(program + QStringLiteral("/../share/k7310console/") + name);
+    if (QFileInfo(besidePrefix).isFile())
+        return besidePrefix;
+    return QStandardPaths::locate(QStandardPaths::AppDataLocation, name);
+}
+
 QString DataFilePath()
 {
     QString name = QStringLiteral("k7310console");
@@ -381,7 +394,7 @@ QString DataFilePath()
     const QString besideProgram = folder + QLatin1Char('/') + name;
     if (QFileInfo::exists(besideProgram))
         return besideProgram;
-    const QString installed = QStandardPaths::locate(QStandardPaths::AppDataLocation, name);
+    const QString installed = LocateInstalled(name);
     return installed.isEmpty() ? besideProgram : installed;
 }
 

@@ -38,6 +38,10 @@ std::int32_t GetDefaultValue(std::int16_t id);
 // The data file: the program's folder, its name without extension, ".dat"; when there is
 // none, the same name in the installed data folders; the first path if neither exists.
 QString DataFilePath();
+// A file of an installed copy: in <prefix>/share/k7310console beside the program's folder
+// <prefix>/bin, else in the per-user and system data folders (QStandardPaths::AppDataLocation);
+// empty when none has it.
+QString LocateInstalled(const QString& name);
 // Opens the data file with the console's password and checks it completely (key, tables,
 // pages) before anything is looked up. Returns 0, or the error number (ErrorNumber::
 // DataFileNotFound, DataFileBadPassword for a wrong password or a file that is not a data file,

@@ -84,6 +84,23 @@ bool writableInPlace(const QString& path)
     return target.isWritable() && (target.permissions() & anyWrite);
 }
 
+// The settings beside the program belong to a copy that carries its own data file there (a
+// build folder, a portable copy). An installed program (/usr/bin) shares its folder with
+// others and keeps its data elsewhere: its settings are per-user even when the folder could
+// be written (as root).
+bool besideOwnData(const QString& besidePath)
+{
+    const QFileInfo settings(besidePath);
+    return QFileInfo::exists(settings.absolutePath() + QLatin1Char('/') +
+                             settings.completeBaseName() + QStringLiteral(".dat"));
+}
+
+// Whether writes may go to the file beside the program.
+bool besideWritable(const QString& besidePath)
+{
+    return besideOwnData(besidePath) && writableInPlace(besidePath);
+}
+
 Places places()
 {
     if (!placesOverride().beside.isEmpty())
@@ -101,8 +118,9 @@ QString writableIniFileName()
     if (!explicitPath().isEmpty())
         return explicitPath();
     const Places where = places();
-    if (writableInPlace(where.beside) || QFileInfo::exists(where.perUser))
-        return writableInPlace(where.beside) ? where.beside : where.perUser;
+    const bool inPlace = besideWritable(where.beside);
+    if (inPlace || QFileInfo::exists(where.perUser))
+        return inPlace ? where.beside : where.perUser;
     if (QFileInfo::exists(where.beside)) {
         if (!QDir().mkpath(QFileInfo(where.perUser).absolutePath()) ||
             !QFile::copy(where.beside, where.perUser))
@@ -121,7 +139,7 @@ QString IniFileName()
     if (!explicitPath().isEmpty())
         return explicitPath();
     const Places where = places();
-    if (!writableInPlace(where.beside) && QFileInfo::exists(where.perUser))
+    if (!besideWritable(where.beside) && QFileInfo::exists(where.perUser))
         return where.perUser;
     return where.beside;
 }

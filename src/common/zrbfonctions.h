@@ -15,7 +15,8 @@ namespace ZRBfonctions {
 // The file that reads come from: beside the executable (its folder, its name without
 // extension, ".ini"), or the same name in the per-user configuration folder once the file
 // beside the program has proved read-only and a per-user copy exists. Writes go beside the
-// program when they can (a writable file in a read-only folder is written in place);
+// program when they can (a writable file in a read-only folder is written in place) and the
+// program's own data file lies there too (a build folder or a portable copy, not /usr/bin);
 // otherwise to the per-user file, which starts as a copy of the one beside the program.
 // SetIniFileName() fixes one path for both instead (tests, or a shell that wants another
 // place); an empty path restores the rule. SetIniPlaces() moves the two files (tests).

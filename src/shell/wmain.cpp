@@ -3,6 +3,7 @@
 #include "commfunctions.h"
 #include "datafunctions7310.h"
 #include "errorhandling.h"
+#include "helpcopy.h"
 #include "helphook.h"
 #include "helpwindow.h"
 #include "linemonitor.h"
@@ -31,7 +32,6 @@
 #include <QMessageBox>
 #include <QPushButton>
 #include <QRegularExpression>
-#include <QStandardPaths>
 
 namespace {
 
@@ -264,11 +264,12 @@ void wMain::nationality()
                                                            : m_files.programFolder;
     const QString helpName = DataFunctions7310::GetText(TextId::HelpFile);
     QString helpFile = helpName.isEmpty() ? QString() : QDir(folder).filePath(helpName);
-    // An installed copy keeps its help with its data, in the installed data folders.
+    // An installed copy keeps its help with its data, in the installed data folders, and reads
+    // it from a per-user copy where its search index can be written.
     if (m_files.programFolder.isEmpty() && !helpName.isEmpty() && !QFileInfo(helpFile).isFile()) {
-        const QString installed = QStandardPaths::locate(QStandardPaths::AppDataLocation, helpName);
+        const QString installed = DataFunctions7310::LocateInstalled(helpName);
         if (!installed.isEmpty())
-            helpFile = installed;
+            helpFile = Help::PerUserCopy(installed);
     }
     const bool helpAvailable = !helpFile.isEmpty() && QFileInfo(helpFile).isFile();
     Help::SetApplicationHelpFile(helpAvailable ? helpFile : QString());

@@ -241,20 +241,24 @@ private slots:
     {
         QTest::addColumn<QString>("beside");
         QTest::addColumn<bool>("folderWritable");
+        QTest::addColumn<bool>("dataBeside");        // false: an installed program, data elsewhere
         QTest::addColumn<QByteArray>("besideAfter"); // null: no such file
         QTest::addColumn<QByteArray>("perUserAfter");
         const QByteArray port = "[Communication]\nPort=ttyUSB3\n";
         const QByteArray both = port + "\n[General]\nLanguage=Deutsch\n";
-        row("read-only file, writable folder", "r", true, port, both);
-        row("writable file, read-only folder", "rw", false, both, QByteArray());
-        row("read-only file and folder", "r", false, port, both);
-        row("no file, read-only folder", "", false, QByteArray(),
-            QByteArray("[General]\nLanguage=Deutsch\n"));
+        const QByteArray language("[General]\nLanguage=Deutsch\n");
+        row("read-only file, writable folder", "r", true, true, port, both);
+        row("writable file, read-only folder", "rw", false, true, both, QByteArray());
+        row("read-only file and folder", "r", false, true, port, both);
+        row("no file, read-only folder", "", false, true, QByteArray(), language);
+        row("installed, no file, writable folder", "", true, false, QByteArray(), language);
+        row("installed, writable file and folder", "rw", true, false, port, both);
     }
     void settingsFilePlaces()
     {
         QFETCH(QString, beside);
         QFETCH(bool, folderWritable);
+        QFETCH(bool, dataBeside);
         QFETCH(QByteArray, besideAfter);
         QFETCH(QByteArray, perUserAfter);
         const QString program = m_dir->filePath("bin"),
@@ -279,6 +283,10 @@ private slots:
                 QVERIFY(f.setPermissions(beside == "r" ? QFile::ReadOwner
                                                        : QFile::ReadOwner | QFile::WriteOwner));
             }
+            if (dataBeside) {
+                QFile data(program + "/k7310console.dat");
+                QVERIFY(data.open(QIODevice::WriteOnly));
+            }
             if (!folderWritable)
                 QVERIFY(QFile::setPermissions(program, QFile::ReadOwner | QFile::ExeOwner));
 
@@ -289,7 +297,7 @@ private slots:
             QCOMPARE(bytes(besideFile), besideAfter);
             QCOMPARE(bytes(userFile), perUserAfter);
             QCOMPARE(QFile::exists(userFile), !perUserAfter.isNull());
-            QCOMPARE(QDir(program).entryList(QDir::Files),
+            QCOMPARE(QDir(program).entryList({"*.ini"}, QDir::Files),
                      besideAfter.isNull() ? QStringList() : QStringList("k7310console.ini"));
             QFile::setPermissions(program, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         }
