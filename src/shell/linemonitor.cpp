@@ -125,6 +125,10 @@ LineMonitor::LineMonitor(ComCtrl& line, QWidget* parent)
     m_view->verticalHeader()->hide();
     m_view->setSelectionBehavior(QAbstractItemView::SelectRows);
     m_view->horizontalHeader()->setStretchLastSection(true);
+    // Room for a time, a short delta, a window's name and an eight-byte frame.
+    const int digit = m_view->fontMetrics().horizontalAdvance(QLatin1Char('0'));
+    for (const auto& [column, digits] : {std::pair{0, 13}, {1, 6}, {2, 22}, {3, 26}, {4, 26}})
+        m_view->horizontalHeader()->resizeSection(column, digit * digits);
     m_view->setWordWrap(false);
     m_pause->setObjectName(QStringLiteral("cmdMonitor_0"));
     m_pause->setCheckable(true);
