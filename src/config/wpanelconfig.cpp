@@ -141,24 +141,33 @@ void wPanelConfig::showVersion(const QString& version)
     m_lblVersionK7310->setText(version);
 }
 
-void wPanelConfig::cmdReadConfig_Click()
+void wPanelConfig::onPanel(
+    const char* procedure, int nothingFoundText,
+    const std::function<void(std::uint8_t, std::optional<WaitCursor>&)>& action)
 {
-    guarded(m_busy, "cmdReadConfig_Click", [this] {
+    guarded(m_busy, procedure, [&] {
         // One transaction at a time on the line: a running test sequence keeps it.
         const LineLock lock(m_port);
         if (!lock.acquired())
             return;
         const ComCtrl::OriginScope origin(m_port, TextId::PanelConfigTitle);
         std::optional<WaitCursor> wait;
-        const auto slave = opening(TextId::NoSlaveFoundRead, wait);
-        if (!slave)
-            return;
-        clearMarks();
-        Values read = values();
-        const ConfigExchange::Outcome outcome = ConfigExchange::Read(m_port, *slave, read);
-        showValues(read);
-        ending(outcome, wait);
+        const auto slave = opening(nothingFoundText, wait);
+        if (slave)
+            action(*slave, wait);
     });
+}
+
+void wPanelConfig::cmdReadConfig_Click()
+{
+    onPanel("cmdReadConfig_Click", TextId::NoSlaveFoundRead,
+            [this](std::uint8_t slave, std::optional<WaitCursor>& wait) {
+                clearMarks();
+                Values read = values();
+                const ConfigExchange::Outcome outcome = ConfigExchange::Read(m_port, slave, read);
+                showValues(read);
+                ending(outcome, wait);
+            });
 }
 
 bool wPanelConfig::writable(const Values& values)
@@ -184,49 +193,34 @@ bool wPanelConfig::writable(const Values& values)
 
 void wPanelConfig::cmdWriteConfig_Click()
 {
-    guarded(m_busy, "cmdWriteConfig_Click", [this] {
-        // One transaction at a time on the line: a running test sequence keeps it.
-        const LineLock lock(m_port);
-        if (!lock.acquired())
-            return;
-        const ComCtrl::OriginScope origin(m_port, TextId::PanelConfigTitle);
-        const Values written = values();
-        if (!writable(written))
-            return;
-        std::optional<WaitCursor> wait;
-        const auto slave = opening(TextId::NoSlaveFoundWrite, wait);
-        if (!slave)
-            return;
-        clearMarks();
-        ending(ConfigExchange::Write(m_port, *slave, written), wait);
-    });
+    // Refused before anything reaches the line: a list left empty, a slave out of range.
+    const Values written = values();
+    if (m_busy || !writable(written))
+        return;
+    onPanel("cmdWriteConfig_Click", TextId::NoSlaveFoundWrite,
+            [this, &written](std::uint8_t slave, std::optional<WaitCursor>& wait) {
+                clearMarks();
+                ending(ConfigExchange::Write(m_port, slave, written), wait);
+            });
 }
 
 void wPanelConfig::cmdCompare_Click()
 {
-    guarded(m_busy, "cmdCompare_Click", [this] {
-        // One transaction at a time on the line: a running test sequence keeps it.
-        const LineLock lock(m_port);
-        if (!lock.acquired())
-            return;
-        const ComCtrl::OriginScope origin(m_port, TextId::PanelConfigTitle);
-        std::optional<WaitCursor> wait;
-        const auto slave = opening(TextId::NoSlaveFoundRead, wait);
-        if (!slave)
-            return;
-        Values panel;
-        panel.fill(NoValue);
-        const ConfigExchange::Outcome outcome = ConfigExchange::Read(m_port, *slave, panel);
-        wait.reset();
-        const QString version = ConfigExchange::Conclude(outcome, panel);
-        // Only a panel whose every essential word answered can be compared.
-        if (!outcome.lineWordsRead || version.isEmpty()) {
-            message(TextId::NoAnswer, QMessageBox::Critical);
-            return;
-        }
-        showVersion(version);
-        compareWith(panel, outcome.versionCode);
-    });
+    onPanel("cmdCompare_Click", TextId::NoSlaveFoundRead,
+            [this](std::uint8_t slave, std::optional<WaitCursor>& wait) {
+                Values panel;
+                panel.fill(NoValue);
+                const ConfigExchange::Outcome outcome = ConfigExchange::Read(m_port, slave, panel);
+                wait.reset();
+                const QString version = ConfigExchange::Conclude(outcome, panel);
+                // Only a panel whose every essential word answered can be compared.
+                if (!outcome.lineWordsRead || version.isEmpty()) {
+                    message(TextId::NoAnswer, QMessageBox::Critical);
+                    return;
+                }
+                showVersion(version);
+                compareWith(panel, outcome.versionCode);
+            });
 }
 
 void wPanelConfig::compareWith(const Values& panel, int versionCode)

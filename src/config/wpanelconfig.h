@@ -7,6 +7,7 @@
 #include <QMessageBox>
 
 #include <array>
+#include <functional>
 #include <optional>
 
 class ComCtrl;
@@ -63,6 +64,10 @@ private:
     // Steps 1 to 5 shared by Read, Write and Compare: the slave dialog, the search, the
     // hourglass and "LastSlave". The slave to use, or nothing when the action stops here.
     std::optional<std::uint8_t> opening(int nothingFoundText, std::optional<WaitCursor>& wait);
+    // A device action: one at a time, the line to this window, the slave asked for and found;
+    // then `action` with the slave number and the hourglass it may end early.
+    void onPanel(const char* procedure, int nothingFoundText,
+                 const std::function<void(std::uint8_t, std::optional<WaitCursor>&)>& action);
     // The end of Read and Write: lists of missing words emptied, the version label, messages.
     void ending(const ConfigExchange::Outcome& outcome, std::optional<WaitCursor>& wait);
     void showVersion(const QString& version);
