@@ -2,13 +2,15 @@
 # Builds the Debian package build-release/k7310console_<version>_<arch>.deb: a Release build of
 # the console, the simulator, the data file and the help only (no tests, no benchmarks), then
 # CPack. Extra arguments go to cmake's configure step. Warnings are errors when CI=true.
+# K7310_BUILD_TYPE changes the build type (CI packages its RelWithDebInfo test build as it is,
+# instead of compiling everything a second time).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build_dir=${K7310_PACKAGE_DIR:-build-release}
 werror=OFF
 [ "${CI:-}" = "true" ] && werror=ON
 # CPack installs without building everything first: the targets below are all it needs.
-cmake -S . -B "$build_dir" -G Ninja -DCMAKE_BUILD_TYPE=Release -DK7310_WERROR=$werror \
+cmake -S . -B "$build_dir" -G Ninja -DCMAKE_BUILD_TYPE=${K7310_BUILD_TYPE:-Release} -DK7310_WERROR=$werror \
       -DCMAKE_SKIP_INSTALL_ALL_DEPENDENCY=ON "$@" >/dev/null
 cmake --build "$build_dir" -j2 --target k7310console k7310sim k7310_datafile k7310_help
 rm -f "$build_dir"/k7310console_*.deb
