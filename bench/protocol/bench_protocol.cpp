@@ -2,6 +2,7 @@
 //  1. CPU time spent by the process while an answer wait runs out (nobody answers);
 //  2. median time of a 4-word read over a pty against a libmodbus slave, for LitMots and, in
 //     the same run and against the same slave, for libmodbus's own master.
+#include "../common/cputime.h"
 #include "comctrl.h"
 #include "commfunctions.h"
 #include "errorhandling.h"
@@ -28,14 +29,6 @@ namespace {
 constexpr int Transactions = 1000;
 constexpr int Block = 100; // the two masters take turns in blocks, so drift hits both alike
 constexpr int Slave = 7;
-
-double processCpuMs()
-{
-    struct rusage usage = {};
-    getrusage(RUSAGE_SELF, &usage);
-    return (usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1000.0 +
-           (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1000.0;
-}
 
 double median(std::vector<double> values)
 {

@@ -3,6 +3,7 @@
 // The floor is what the search must wait by its own rules: for each combination tried, the
 // 2-second answer wait and the frame delay. The target is at most 1.05 x the floor; the
 // CPU time shows that the waits block instead of spinning.
+#include "../common/cputime.h"
 #include "comctrl.h"
 #include "commfunctions.h"
 #include "detectk9120.h"
@@ -31,14 +32,6 @@ public:
     bool found(int) override { return true; }
     void close() override {}
 };
-
-double processCpuMs()
-{
-    struct rusage usage = {};
-    getrusage(RUSAGE_SELF, &usage);
-    return (usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1000.0 +
-           (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1000.0;
-}
 
 // One search; false when it could not run or did not behave as a failed search.
 bool run(const char* label, std::int16_t slave, bool* withinTarget)

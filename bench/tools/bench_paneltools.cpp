@@ -2,6 +2,7 @@
 //  1. processor time of this process per second of a running sweep against k7310sim with line
 //     timing at 9600 baud, against the same window idle (its blink timer running);
 //  2. the cost of one blink tick with all 24 LEDs repainted.
+#include "../common/cputime.h"
 #include "comctrl.h"
 #include "datafunctions7310.h"
 #include "errorhandling.h"
@@ -29,14 +30,6 @@ namespace {
 
 constexpr int MeasureMs = 10000;
 constexpr int Ticks = 2000;
-
-double processCpuMs()
-{
-    struct rusage usage = {};
-    getrusage(RUSAGE_SELF, &usage);
-    return (usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1000.0 +
-           (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1000.0;
-}
 
 // Lets the event loop run for a while; processor time and wall time spent meanwhile.
 struct Span
