@@ -118,16 +118,15 @@ QString writableIniFileName()
     if (!explicitPath().isEmpty())
         return explicitPath();
     const Places where = places();
-    const bool inPlace = besideWritable(where.beside);
-    if (inPlace || QFileInfo::exists(where.perUser))
-        return inPlace ? where.beside : where.perUser;
-    if (QFileInfo::exists(where.beside)) {
+    if (besideWritable(where.beside))
+        return where.beside;
+    if (!QFileInfo::exists(where.perUser) && QFileInfo::exists(where.beside)) {
         if (!QDir().mkpath(QFileInfo(where.perUser).absolutePath()) ||
             !QFile::copy(where.beside, where.perUser))
             throw RunTimeError(ErrorNumber::SettingsNotWritable,
                                where.perUser + QStringLiteral(": cannot copy ") + where.beside);
-        QFile::setPermissions(where.perUser, QFile::ReadOwner | QFile::WriteOwner |
-                                                 QFile::ReadUser | QFile::WriteUser);
+        // The copy keeps the read-only mark of its original: it is the user's own now.
+        QFile::setPermissions(where.perUser, QFile::ReadOwner | QFile::WriteOwner);
     }
     return where.perUser;
 }
