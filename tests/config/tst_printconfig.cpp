@@ -70,40 +70,45 @@ private slots:
         QTest::addColumn<QString>("shown");
         QTest::addColumn<QString>("after"); // the six keys, "-" when absent
         QTest::addColumn<int>("refused");   // the box named and focused, or -1
+        QTest::addColumn<QString>("keys");  // typed into the left box once it has the focus
         const QString pdf = "PrinterName=PDF file";
         const int ok = wPrintConfig::Ok;
         QTest::newRow("fresh file: defaults; Ok stores them as typed and the PDF entry")
             << "" << false << QStringList() << ok << "20 10 20 20 120"
-            << "20 10 20 20 120 PDF file" << -1;
+            << "20 10 20 20 120 PDF file" << -1 << "";
         QTest::newRow("typed text stored exactly, decimals and spaces kept")
             << "" << false << QStringList{"15", "12.5", " 25", "18", "90"} << ok
             << "20 10 20 20 120"
-            << "15 12.5  25 18 90 PDF file" << -1;
+            << "15 12.5  25 18 90 PDF file" << -1 << "";
         QTest::newRow("masked margins: only the printer, stored margins untouched")
             << "TopMargin=5;ValueMargin=x" << true << QStringList{"1", "1", "1", "1", "1"} << ok
             << "5 10 20 20 x"
-            << "5 - - - x PDF file" << -1;
+            << "5 - - - x PDF file" << -1 << "";
+        QTest::newRow("focus selects all; sign and digits pass, letters and point do not")
+            << "" << false << QStringList() << ok << "20 10 20 20 120"
+            << "20 10 +35 20 120 PDF file" << -1 << "+3a.5";
         QTest::newRow("cancel stores nothing")
             << "" << false << QStringList{"1", "1", "1", "1", "1"} << int(wPrintConfig::Cancel)
             << "20 10 20 20 120"
-            << "- - - - - -" << -1;
+            << "- - - - - -" << -1 << "";
         QTest::newRow("empty top refused")
             << pdf << false << QStringList{"", "", "", "", ""} << ok << "20 10 20 20 120"
-            << "- - - - - PDF file" << int(wPrintConfig::Top);
+            << "- - - - - PDF file" << int(wPrintConfig::Top) << "";
         QTest::newRow("bottom not a number refused")
             << pdf << false << QStringList{"20", "1O", "20", "20", "120"} << ok << "20 10 20 20 120"
-            << "- - - - - PDF file" << int(wPrintConfig::Bottom);
+            << "- - - - - PDF file" << int(wPrintConfig::Bottom) << "";
         QTest::newRow("left + right fill the A4 width: refused")
             << pdf << false << QStringList{"20", "10", "110", "100", "10"} << ok
             << "20 10 20 20 120"
-            << "- - - - - PDF file" << int(wPrintConfig::Right);
+            << "- - - - - PDF file" << int(wPrintConfig::Right) << "";
         QTest::newRow("value column beyond the right margin: refused")
             << pdf << false << QStringList{"20", "10", "20", "20", "170"} << ok << "20 10 20 20 120"
-            << "- - - - - PDF file" << int(wPrintConfig::Value);
+            << "- - - - - PDF file" << int(wPrintConfig::Value) << "";
     }
 
     void dialog()
     {
+        QFETCH(QString, keys);
         QFETCH(QString, before);
         QFETCH(bool, mask);
         QFETCH(QStringList, typed);
@@ -133,13 +138,19 @@ private slots:
         list->setCurrentRow(list->count() - 1);
         for (int i = 0; i < typed.size(); ++i)
             dialog.margin(i)->setText(typed[i]);
+        if (!keys.isEmpty()) {
+            dialog.activateWindow();
+            QVERIFY(QTest::qWaitForWindowActive(&dialog));
+            dialog.margin(wPrintConfig::Left)->setFocus();
+            QTest::keyClicks(dialog.margin(wPrintConfig::Left), keys);
+        }
         Boxes boxes;
         dialog.Bouton_Click(button);
 
         QStringList stored;
-        const QStringList keys{"TopMargin",   "BottomMargin", "LeftMargin",
-                               "RightMargin", "ValueMargin",  "PrinterName"};
-        for (const QString& key : keys)
+        const QStringList settingKeys{"TopMargin",   "BottomMargin", "LeftMargin",
+                                      "RightMargin", "ValueMargin",  "PrinterName"};
+        for (const QString& key : settingKeys)
             stored << ZRBfonctions::GetIniParam("Print", key, "-");
         QCOMPARE(stored.join(' '), after);
         QCOMPARE(dialog.confirmed(), button == wPrintConfig::Ok && refused < 0);
