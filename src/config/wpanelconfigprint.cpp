@@ -84,7 +84,7 @@ void wPanelConfig::cmdPrint_Click()
     }
 
     // A PDF file: the same preview, with OK to choose the file and Cancel.
-    if (printerName != wPrintConfig::PdfEntry())
+    if (printerName != wPrintConfig::PdfEntry() && QPrinterInfo::availablePrinterNames().isEmpty())
         message(TextId::PrintNoPrinter, QMessageBox::Information);
     QPrinter printer(QPrinter::HighResolution);
     printer.setPageSize(QPageSize(QPageSize::A4));
