@@ -137,6 +137,7 @@ constexpr int PrintoutPort = 40103;
 constexpr int PrintNoPrinter = 40110;
 constexpr int PrintPdfDialog = 40111;
 constexpr int PrintFailed = 40112;
+constexpr int PrintMarginRefused = 40113; // $$ is the margin's label
 
 // Calculator wPanelCalcul.
 constexpr int PanelCalculTitle = 232000; // also File menu entry 1

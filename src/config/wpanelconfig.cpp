@@ -61,6 +61,7 @@ void wPanelConfig::connectControls()
     connect(m_cmdCompare, &QPushButton::clicked, this, &wPanelConfig::cmdCompare_Click);
     connect(m_cmdSaveFile, &QPushButton::clicked, this, &wPanelConfig::cmdSaveFile_Click);
     connect(m_cmdOpenFile, &QPushButton::clicked, this, &wPanelConfig::cmdOpenFile_Click);
+    connect(m_cmdPrint, &QPushButton::clicked, this, &wPanelConfig::cmdPrint_Click);
 }
 
 void wPanelConfig::closeEvent(QCloseEvent* event)

@@ -3,6 +3,7 @@
 #include "childwindow.h"
 #include "configexchange.h"
 #include "configmap.h"
+#include "printout.h"
 
 #include <QMessageBox>
 
@@ -39,11 +40,16 @@ public:
     void cmdCompare_Click();
     void cmdSaveFile_Click();
     void cmdOpenFile_Click();
+    // The print settings, a preview, then the printer or a PDF file.
+    void cmdPrint_Click();
 
     // The file commands without their file dialogs. False when nothing was saved or opened
     // (the user has been told why).
     bool saveFile(const QString& path);
     bool openFile(const QString& path);
+    // What the print-out shows, in the current language, and the PDF file without its dialogs.
+    PrintOut::Content printContent() const;
+    bool printPdf(const QString& path);
 
     // What the controls hold, by control index.
     ConfigMap::Values values() const;
@@ -95,6 +101,7 @@ private:
     QPushButton* m_cmdCompare = nullptr;
     QPushButton* m_cmdSaveFile = nullptr;
     QPushButton* m_cmdOpenFile = nullptr;
+    QPushButton* m_cmdPrint = nullptr;
     // Compare's marks: the panel's value for each marked control (a list position, NoValue for
     // a word that matches no item, PanelLacksWord); empty when the control is not marked.
     static constexpr int PanelLacksWord = -2;

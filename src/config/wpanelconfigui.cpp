@@ -71,6 +71,7 @@ void wPanelConfig::buildControls()
     m_cmdCompare = button(m_frmPages, "cmdCompare", TextId::Compare);
     m_cmdSaveFile = button(m_frmPages, "cmdSaveFile", TextId::SaveFile);
     m_cmdOpenFile = button(m_frmPages, "cmdOpenFile", TextId::OpenFile);
+    m_cmdPrint = button(m_frmPages, "cmdPrint", TextId::PrintConfig);
     auto* commands = new QGridLayout;
     commands->addWidget(m_cmdConfigInit, 0, 0);
     commands->addWidget(m_cmdReadConfig, 0, 1);
@@ -78,6 +79,7 @@ void wPanelConfig::buildControls()
     commands->addWidget(m_cmdCompare, 1, 0);
     commands->addWidget(m_cmdOpenFile, 1, 1);
     commands->addWidget(m_cmdSaveFile, 1, 2);
+    commands->addWidget(m_cmdPrint, 1, 3);
 
     auto* frames = new QHBoxLayout;
     frames->addWidget(m_frmFrames[1]);
