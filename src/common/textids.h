@@ -226,7 +226,19 @@ constexpr int MonitorExportFilter = 236014;
 constexpr int MonitorExportFailed = 236015;
 constexpr int MonitorComplete = 236020; // outcomes 236020..236026 in Exchange::Outcome order
 constexpr int MonitorPortFault = 236026;
-constexpr int MonitorWord = 236030; // meanings 236030..236044
-constexpr int MonitorRequestText = 236044;
+constexpr int MonitorWord = 236030;     // "word %1 %2 = %3": address, parameter, value
+constexpr int MonitorLedState = 236032; // "LED %1 → state %2"
+constexpr int MonitorAllLedsOff = 236033;
+constexpr int MonitorHornOn = 236034;
+constexpr int MonitorHornOff = 236035;
+constexpr int MonitorLampTest = 236036;
+constexpr int MonitorAckNotYet = 236037;
+constexpr int MonitorAckDone = 236038;
+constexpr int MonitorImageWritten = 236039; // "panel image written: %1 LEDs lit"
+constexpr int MonitorImageRead = 236040;    // "panel image read: %1 LEDs lit"
+constexpr int MonitorWithHorn = 236041;     // appended to a panel image
+constexpr int MonitorProbe = 236042;
+constexpr int MonitorProbeAnswer = 236043; // "probe: slave %1, firmware %2.%3"
+constexpr int MonitorRequestText = 236044; // "%1: address %2, count %3"
 
 } // namespace TextId

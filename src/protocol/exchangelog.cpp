@@ -1,6 +1,7 @@
 #include "exchangelog.h"
 
 #include "detectk9120.h"
+#include "textids.h"
 
 #include <QSaveFile>
 
@@ -92,7 +93,10 @@ QString wordText(int address, int value, const TextLookup& text)
         for (const auto& [code, speed] : speeds)
             if (code == value)
                 shown += QStringLiteral(" (%1)").arg(speed);
-    return text(Word).arg(address).arg(label ? text(label) : QString(), shown).simplified();
+    return text(TextId::MonitorWord)
+        .arg(address)
+        .arg(label ? text(label) : QString(), shown)
+        .simplified();
 }
 
 // LEDs lit in the five packed words at `offset`: 3 bits each at (3 × n) mod 15 of word n / 5.
@@ -102,7 +106,7 @@ QString imageText(int textId, const QByteArray& bytes, qsizetype offset, const T
     for (int n = 0; n < 24; ++n)
         lit += ((wordAt(bytes, offset + 2 * (n / 5)) >> ((3 * n) % 15)) & 7) != 0;
     const bool horn = (wordAt(bytes, offset + 8) & 0x1000) != 0;
-    return text(textId).arg(lit) + (horn ? text(WithHorn) : QString());
+    return text(textId).arg(lit) + (horn ? text(TextId::MonitorWithHorn) : QString());
 }
 
 QString functionName(int function, const TextLookup& text)
@@ -110,7 +114,7 @@ QString functionName(int function, const TextLookup& text)
     static constexpr std::array<int, 8> listed{1, 2, 3, 4, 5, 6, 15, 16};
     for (std::size_t i = 0; i < listed.size(); ++i)
         if (listed[i] == function)
-            return text(FunctionNames + static_cast<int>(i));
+            return text(TextId::FunctionFirst + static_cast<int>(i));
     return QString::number(function);
 }
 
@@ -120,8 +124,11 @@ QString requestMeaning(const Exchange& e, const TextLookup& text)
     const QByteArray& a = e.answer;
     const bool complete = e.outcome == Exchange::Outcome::Complete;
     if (q == CommFunctions::ProbeRequest())
-        return complete ? text(ProbeAnswer).arg(byteAt(a, 1)).arg(byteAt(a, 2)).arg(byteAt(a, 3))
-                        : text(Probe);
+        return complete ? text(TextId::MonitorProbeAnswer)
+                              .arg(byteAt(a, 1))
+                              .arg(byteAt(a, 2))
+                              .arg(byteAt(a, 3))
+                        : text(TextId::MonitorProbe);
     if (q.size() < 8)
         return {};
     const int function = byteAt(q, 1);
@@ -129,28 +136,31 @@ QString requestMeaning(const Exchange& e, const TextLookup& text)
     const int field = wordAt(q, 4);
     if (function == 6) {
         if (address == 0)
-            return text(AllLedsOff);
+            return text(TextId::MonitorAllLedsOff);
         if (address <= 24)
-            return text(LedState).arg(address - 1).arg(field);
+            return text(TextId::MonitorLedState).arg(address - 1).arg(field);
         if (address == 64)
-            return text(field ? HornOn : HornOff);
+            return text(field ? TextId::MonitorHornOn : TextId::MonitorHornOff);
         if (address == 66)
-            return text(LampTest);
+            return text(TextId::MonitorLampTest);
         return wordText(address, static_cast<std::int16_t>(field), text);
     }
     if (function == 16 && address == 25 && field == 5 && q.size() >= 19)
-        return imageText(ImageWritten, q, 7, text);
+        return imageText(TextId::MonitorImageWritten, q, 7, text);
     if (function == 3 && complete && a.size() == 2 * field + 5) {
         if (address == 25 && field == 5)
-            return imageText(ImageRead, a, 3, text);
+            return imageText(TextId::MonitorImageRead, a, 3, text);
         if (address == 68 && field == 1)
-            return text(byteAt(a, 4) == 1 ? AckDone : AckNotYet);
+            return text(byteAt(a, 4) == 1 ? TextId::MonitorAckDone : TextId::MonitorAckNotYet);
         QStringList words;
         for (int i = 0; i < field; ++i)
             words << wordText(address + i, static_cast<std::int16_t>(wordAt(a, 3 + 2 * i)), text);
         return words.join(QStringLiteral("; "));
     }
-    return text(Request).arg(functionName(function, text)).arg(address).arg(field);
+    return text(TextId::MonitorRequestText)
+        .arg(functionName(function, text))
+        .arg(address)
+        .arg(field);
 }
 
 QString hex(const QByteArray& bytes)
@@ -174,8 +184,8 @@ QStringList fields(const ExchangeLog& log, qsizetype index, const TextLookup& te
     const Exchange& e = log.at(index);
     const QString delta =
         index == 0 ? QString() : QString::number(e.startedMs - log.at(index - 1).startedMs);
-    const QString outcome =
-        e.outcome == Exchange::Outcome::Complete ? text(Outcomes) : OutcomeText(e, text);
+    const QString outcome = e.outcome == Exchange::Outcome::Complete ? text(TextId::MonitorComplete)
+                                                                     : OutcomeText(e, text);
     return {e.started().toString(Qt::ISODateWithMs),
             delta,
             e.origin ? text(e.origin) : QString(),
@@ -196,12 +206,13 @@ QString OutcomeText(const Exchange& exchange, const TextLookup& text)
     case Exchange::Outcome::Complete:
         return {};
     case Exchange::Outcome::Exception:
-        return text(Outcomes + static_cast<int>(exchange.outcome)).arg(exchange.exceptionCode);
+        return text(TextId::MonitorComplete + static_cast<int>(exchange.outcome))
+            .arg(exchange.exceptionCode);
     case Exchange::Outcome::PortFault:
-        return text(Outcomes + static_cast<int>(exchange.outcome)) + QStringLiteral(": ") +
-               exchange.fault;
+        return text(TextId::MonitorComplete + static_cast<int>(exchange.outcome)) +
+               QStringLiteral(": ") + exchange.fault;
     default:
-        return text(Outcomes + static_cast<int>(exchange.outcome));
+        return text(TextId::MonitorComplete + static_cast<int>(exchange.outcome));
     }
 }
 

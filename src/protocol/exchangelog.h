@@ -36,27 +36,6 @@ private:
 
 namespace ExchangeText {
 
-// Text IDs of the monitor's words (the data file holds them in every language).
-enum : int {
-    Outcomes =
-        236020,    // + Exchange::Outcome: complete, time-out, short, too long, CRC, exception, port
-    Word = 236030, // "word %1 %2 = %3"
-    LedState = 236032, // "LED %1 → state %2"
-    AllLedsOff = 236033,
-    HornOn = 236034,
-    HornOff = 236035,
-    LampTest = 236036,
-    AckNotYet = 236037,
-    AckDone = 236038,
-    ImageWritten = 236039,  // "panel image written: %1 LEDs lit"
-    ImageRead = 236040,     // "panel image read: %1 LEDs lit"
-    WithHorn = 236041,      // ", horn on"
-    Probe = 236042,         // "probe"
-    ProbeAnswer = 236043,   // "probe: slave %1, firmware %2.%3"
-    Request = 236044,       // "%1: address %2, count %3"
-    FunctionNames = 233250, // the frame builder's function list, in list order
-};
-
 // What an exchange means, in words: the function, address, count and values, with the K7310's
 // own words named ("word 128 Line speed = 254 (9600)", "LED 5 → state 2", "horn on",
 // "probe: slave 1, firmware 2.8"); then the outcome when it is not a complete answer.

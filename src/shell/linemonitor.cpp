@@ -155,9 +155,9 @@ LineMonitor::LineMonitor(ComCtrl& line, QWidget* parent)
     m_observer = m_line.addObserver([this](const Exchange& exchange) {
         if (m_pause->isChecked())
             return;
-        const bool atEnd =
-            m_view->verticalScrollBar() == nullptr ||
-            m_view->verticalScrollBar()->value() == m_view->verticalScrollBar()->maximum();
+        // The list follows new exchanges unless the user has scrolled back.
+        const QScrollBar* bar = m_view->verticalScrollBar();
+        const bool atEnd = bar->value() == bar->maximum();
         m_model->append(exchange);
         if (atEnd)
             m_view->scrollToBottom();
