@@ -1,22 +1,49 @@
-// The frame codec and the order of the slave search: pure functions, no port.
+// The frame codec and the order of the slave search: known frames where the product has a rule
+// of its own, then randomised answers and arguments (fixed seeds) against a checker written
+// from the protocol rules, not from the product's code. Nothing may be accepted that is not a
+// valid answer to its request, every valid answer must be accepted, and no input may crash or
+// read out of bounds (the core tests also run under ASan and UBSan).
+#include "../common/testkit.h"
 #include "commfunctions.h"
 #include "detectk9120.h"
-#include "ptypeer.h"
+#include "exchange.h"
 
-#include <QTest>
+#include <QRandomGenerator>
 
 using namespace CommFunctions;
 
 namespace {
 
-QByteArray hex(const char* text)
+constexpr int Cases = 1'000'000;
+
+int at(const QByteArray& bytes, qsizetype index)
 {
-    return QByteArray::fromHex(text);
+    return static_cast<quint8>(bytes[index]);
 }
 
-FrameData items(std::initializer_list<int> values)
+// The Modbus CRC-16, bit by bit.
+quint16 crcOf(const QByteArray& bytes, qsizetype length)
 {
-    return QList<int>(values);
+    quint16 crc = 0xFFFF;
+    for (qsizetype i = 0; i < length; ++i) {
+        crc ^= at(bytes, i);
+        for (int bit = 0; bit < 8; ++bit)
+            crc = (crc & 1) ? (crc >> 1) ^ 0xA001 : crc >> 1;
+    }
+    return crc;
+}
+
+// The last two bytes are the CRC of the others, low byte first.
+bool crcRight(const QByteArray& frame)
+{
+    const qsizetype n = frame.size();
+    return n >= 3 && crcOf(frame, n - 2) == (at(frame, n - 2) | at(frame, n - 1) << 8);
+}
+
+QByteArray& appendCrc(QByteArray& bytes)
+{
+    const quint16 crc = crcOf(bytes, bytes.size());
+    return bytes.append(static_cast<char>(crc & 0xFF)).append(static_cast<char>(crc >> 8));
 }
 
 } // namespace
@@ -31,86 +58,53 @@ private slots:
         QTest::addColumn<int>("size");
         QTest::addColumn<int>("length");
         QTest::addColumn<int>("crc"); // -1 here: no CRC, the fault is reported
-        QTest::newRow("two bytes of room, 0x8776 comes back negative") << 8 << 6 << -30858;
-        QTest::newRow("nothing covered is the start value 0xFFFF") << 2 << 0 << 0xFFFF;
-        QTest::newRow("one byte of room") << 8 << 7 << -1;
-        QTest::newRow("empty array") << 0 << 0 << -1;
+        row("two bytes of room, 0x8776 comes back negative", 8, 6, -30858);
+        row("nothing covered is the start value 0xFFFF", 2, 0, 0xFFFF);
+        row("one byte of room", 8, 7, -1);
+        row("empty array", 0, 0, -1);
     }
-
     void crc16NeedsRoomBehind()
     {
         QFETCH(int, size);
         QFETCH(int, length);
         QFETCH(int, crc);
         ReportCapture report;
-        const std::int16_t value = CRC16(hex("1103006B00030000").left(size), std::int16_t(length));
+        const std::int16_t value =
+            CRC16(QByteArray::fromHex("1103006B00030000").left(size), std::int16_t(length));
         QCOMPARE(report.faults(), crc == -1 ? QStringList{"9 CRC16"} : QStringList());
         if (crc != -1)
             QCOMPARE(value, std::int16_t(crc));
     }
 
+    // The data bytes and the product's own rules; the header, the CRC and the error codes of
+    // every function are checked by requestsFromAnyArguments, the bytes of each function
+    // against libmodbus by tst_modbusinterop.
     void frameToSend_data()
     {
-        QTest::addColumn<int>("slave");
         QTest::addColumn<int>("function");
-        QTest::addColumn<int>("address");
         QTest::addColumn<int>("quantity");
         QTest::addColumn<FrameData>("data");
-        QTest::addColumn<QByteArray>("frame"); // empty: none, the unknown function is reported
-        const FrameData none;
-
-        QTest::newRow("f3 one word") << 1 << 3 << 0 << 1 << none << hex("010300000001840A");
-        QTest::newRow("f1 read bits") << 1 << 1 << 0x13 << 0x25 << none << hex("0101001300250C14");
-        QTest::newRow("f5 non-zero is FF 00")
-            << 1 << 5 << 0 << 1 << FrameData(1) << hex("01050000FF008C3A");
-        QTest::newRow("f5 first list item")
-            << 1 << 5 << 0 << 1 << items({0, 1}) << hex("010500000000CDCA");
-        QTest::newRow("f6 slave 64, top address")
-            << 64 << 6 << 65535 << 1 << FrameData(0x8000) << hex("4006FFFF8000E73F");
-        QTest::newRow("slave 0 accepted") << 0 << 3 << 0 << 1 << none << hex("00030000000185DB");
-        QTest::newRow("f15 bits packed lsb first")
-            << 17 << 15 << 0x13 << 10 << items({1, 0, 1, 1, 0, 0, 1, 1, 1, 0})
-            << hex("110F0013000A02CD01BF0B");
-        QTest::newRow("f15 surplus items leave zero padding")
-            << 1 << 15 << 0 << 3 << items({1, 1, 1, 0, 0, 0, 0, 0, 1, 1})
-            << hex("010F000000030107001494");
-        QTest::newRow("f16 four items for two words: four zero bytes")
-            << 1 << 16 << 0 << 2 << items({0x1234, 0x5678, 9, 9})
-            << hex("0110000000020412345678000000005A4F");
-        QTest::newRow("unknown function") << 1 << 7 << 0 << 1 << FrameData(1) << QByteArray();
-
-        // Error frames, each against the rules before it.
-        QTest::newRow("err1 slave 65") << 65 << 3 << 0 << 1 << none << hex("01");
-        QTest::newRow("err1 slave -1") << -1 << 3 << 0 << 1 << none << hex("01");
-        QTest::newRow("err1 before err2") << 65 << 3 << -1 << 1 << none << hex("01");
-        QTest::newRow("err2 address 65536") << 1 << 3 << 65536 << 1 << none << hex("02");
-        QTest::newRow("err2 address -1") << 1 << 3 << -1 << 1 << none << hex("02");
-        QTest::newRow("err2 before err3") << 1 << 16 << 70000 << 200 << none << hex("02");
-        QTest::newRow("err3 f15 1969 bits") << 1 << 15 << 0 << 1969 << none << hex("03");
-        QTest::newRow("err3 f16 124 words") << 1 << 16 << 0 << 124 << none << hex("03");
-        QTest::newRow("err4 f5 without data") << 1 << 5 << 0 << 1 << none << hex("04");
-        QTest::newRow("err4 empty list is no data") << 1 << 16 << 0 << 0 << items({}) << hex("04");
-        QTest::newRow("err4 before err5") << 1 << 16 << 0 << 1 << none << hex("04");
-        QTest::newRow("err4 before the unknown function") << 1 << 7 << 0 << 1 << none << hex("04");
-        QTest::newRow("err5 f15 single value") << 1 << 15 << 0 << 1 << FrameData(1) << hex("05");
-        QTest::newRow("err5 before err6") << 1 << 16 << 0 << 3 << FrameData(1) << hex("05");
-        QTest::newRow("err6 f16 fewer items") << 1 << 16 << 0 << 3 << items({1, 2}) << hex("06");
-        QTest::newRow("err6 f15 fewer items") << 1 << 15 << 0 << 9 << items({1}) << hex("06");
-        QTest::newRow("err7 f6 quantity 2") << 1 << 6 << 0 << 2 << FrameData(5) << hex("07");
-        QTest::newRow("err7 f5 quantity 0") << 1 << 5 << 0 << 0 << FrameData(1) << hex("07");
+        QTest::addColumn<QByteArray>("frame"); // hex; empty: none, the fault is reported
+        using L = QList<int>;
+        row("f5 non-zero is FF 00", 5, 1, FrameData(7), QByteArray("01050013FF007DFF"));
+        row("f5 first list item", 5, 1, FrameData(L{0, 1}), QByteArray("0105001300003C0F"));
+        row("f15 bits packed lsb first", 15, 10, FrameData(L{1, 0, 1, 1, 0, 0, 1, 1, 1, 0}),
+            QByteArray("010F0013000A02CD0172CB"));
+        row("f15 surplus items leave zero padding", 15, 3,
+            FrameData(L{1, 1, 1, 0, 0, 0, 0, 0, 1, 1}), QByteArray("010F001300030107001637"));
+        row("f16 four items for two words: four zero bytes", 16, 2,
+            FrameData(L{0x1234, 0x5678, 9, 9}), QByteArray("0110001300020412345678000000009FB4"));
+        row("unknown function", 7, 1, FrameData(1), QByteArray());
+        row("missing data comes before the unknown function", 7, 1, FrameData(), QByteArray("04"));
     }
-
     void frameToSend()
     {
-        QFETCH(int, slave);
         QFETCH(int, function);
-        QFETCH(int, address);
         QFETCH(int, quantity);
         QFETCH(FrameData, data);
         QFETCH(QByteArray, frame);
         ReportCapture report;
-        QCOMPARE(FrameToSend(slave, function, address, quantity, data).toHex(' '),
-                 frame.toHex(' '));
+        QCOMPARE(FrameToSend(1, function, 0x13, quantity, data).toHex(), frame.toLower());
         QCOMPARE(report.faults(), frame.isEmpty() ? QStringList{"9 FrameToSend"} : QStringList());
     }
 
@@ -120,20 +114,16 @@ private slots:
         QTest::addColumn<int>("stops");
         QTest::addColumn<bool>("autoSearch");
         QTest::addColumn<QString>("expected");
-
-        QTest::newRow("9600/2: 2 stop bits before 1, 9600/1 never tried")
-            << 9600 << 2 << true
-            << "9600/2 19200/2 19200/1 4800/2 4800/1 2400/2 2400/1 1200/2 1200/1";
-        QTest::newRow("19200/1: current speed first, skipped where it comes again")
-            << 19200 << 1 << true
-            << "19200/1 9600/1 9600/2 4800/1 4800/2 2400/1 2400/2 1200/1 1200/2";
-        QTest::newRow("speed outside the fixed list: every fixed speed with both")
-            << 38400 << 1 << true
-            << "38400/1 19200/1 19200/2 9600/1 9600/2 4800/1 4800/2 2400/1 2400/2 1200/1 1200/2";
-        QTest::newRow("without automatic search: the current settings only")
-            << 4800 << 2 << false << "4800/2";
+        row("9600/2: 2 stop bits before 1, 9600/1 never tried", 9600, 2, true,
+            QString("9600/2 19200/2 19200/1 4800/2 4800/1 2400/2 2400/1 1200/2 1200/1"));
+        row("19200/1: current speed first, skipped where it comes again", 19200, 1, true,
+            QString("19200/1 9600/1 9600/2 4800/1 4800/2 2400/1 2400/2 1200/1 1200/2"));
+        row("speed outside the fixed list: every fixed speed with both", 38400, 1, true,
+            QString("38400/1 19200/1 19200/2 9600/1 9600/2 4800/1 4800/2 2400/1 2400/2 1200/1 "
+                    "1200/2"));
+        row("without automatic search: the current settings only", 4800, 2, false,
+            QString("4800/2"));
     }
-
     void searchOrder()
     {
         QFETCH(int, speed);
@@ -144,6 +134,224 @@ private slots:
         for (const LineCombination& c : SearchOrder(speed, std::int16_t(stops), autoSearch))
             tried << QStringLiteral("%1/%2").arg(c.speed).arg(c.stops);
         QCOMPARE(tried.join(QLatin1Char(' ')), expected);
+    }
+
+    // Randomised answers against the answer checks, the outcome an observer is told and the
+    // frame text.
+    void answersAgainstRequests()
+    {
+        QRandomGenerator random(0x7310);
+        const auto below = [&random](qsizetype bound) {
+            return int(random.bounded(int(bound)));
+        };
+        const auto noise = [&below](QByteArray& bytes, int count) {
+            while (count-- > 0)
+                bytes.append(static_cast<char>(below(256)));
+        };
+        const TextLookup lookup = [](int id) {
+            return QString::number(id);
+        };
+
+        QByteArray request;
+        QByteArray answer;
+        int acceptedRead = 0, acceptedWrite = 0, rejected = 0, exceptions = 0;
+        for (int n = 0; n < Cases; ++n) {
+            // The request: mostly the console's own short reads and writes, now and then up to
+            // the 125-word maximum, sometimes anything at all.
+            const int kind = below(20);
+            const int count = below(50) == 0 ? 1 + below(125) : 1 + below(8);
+            request.resize(0);
+            if (kind < 13)
+                request = ReadWordsRequest(quint8(below(256)), below(65536), count);
+            else if (kind < 19)
+                request =
+                    WriteWordRequest(quint8(below(256)), below(65536), std::int16_t(below(65536)));
+            else
+                noise(request, below(12));
+            if (kind == 19 && request.size() > 1 && below(2) == 0) // functions 0 to 7 more often
+                request[1] = static_cast<char>(below(8));
+            const int quantity = request.size() >= 6 ? at(request, 4) * 256 + at(request, 5) : 0;
+            const int function = request.size() >= 2 ? at(request, 1) : -1;
+
+            // A healthy answer to it, then perhaps damaged.
+            answer.resize(0);
+            if (request.size() == 8 && function == 3) {
+                answer.append(request[0]).append(char(3));
+                answer.append(below(8) == 0 ? char(below(256)) : static_cast<char>(2 * count));
+                noise(answer, 2 * count);
+                appendCrc(answer);
+            } else {
+                if (request.size() == 8)
+                    answer = request;
+                else
+                    noise(answer, 8);
+                if (below(4) == 0) // the echo's CRC is not looked at
+                    answer[6] = answer[7] = static_cast<char>(below(256));
+            }
+            switch (below(10)) {
+            case 3:
+                answer[below(answer.size())] ^= static_cast<char>(1 + below(255));
+                break;
+            case 4:
+                answer.chop(1 + below(answer.size()));
+                break;
+            case 5:
+                noise(answer, 1 + below(4));
+                break;
+            case 6: // random contents and length, perhaps with a good CRC
+                answer.resize(0);
+                noise(answer, below(2 * count + 8));
+                if (below(2) == 0)
+                    appendCrc(answer);
+                break;
+            case 7: // an exception answer
+                answer = request.isEmpty() ? QByteArray(1, '\1') : request.left(1);
+                answer.append(static_cast<char>(0x80 | below(128))).append(char(below(256)));
+                appendCrc(answer);
+                break;
+            case 8: // another slave or function, CRC made right
+                answer.chop(2);
+                answer[below(2)] ^= static_cast<char>(1 + below(255));
+                appendCrc(answer);
+                break;
+            case 9:
+                answer = QByteArray(below(2), '\0');
+                break;
+            default:
+                break; // left healthy
+            }
+
+            const bool readOk = request.size() == 8 && function == 3 &&
+                                answer.size() == 2 * quantity + 5 && answer[0] == request[0] &&
+                                at(answer, 1) == 3 && crcRight(answer);
+            const bool writeOk = request.size() == 8 && function == 6 && answer.size() == 8 &&
+                                 answer[0] == request[0] && at(answer, 1) == 6;
+            const bool exception = answer.size() >= 2 && at(answer, 1) > 128;
+            const int length = exception                        ? 5
+                               : function == 3 || function == 4 ? 2 * quantity + 5
+                               : function == 1 || function == 2 ? (quantity + 15) / 16 + 5
+                                                                : 8;
+            // Bit reads answer one byte per 8 bits, whatever the shorter wait above.
+            const int expected = function == 1 || function == 2 ? (quantity + 7) / 8 + 5 : length;
+            using O = Exchange::Outcome;
+            const O outcome = answer.isEmpty() ? O::TimeOut
+                              : answer.size() == 5 && at(answer, 1) >= 128 && crcRight(answer)
+                                  ? O::Exception
+                              : answer.size() < expected ? O::Short
+                              : answer.size() > expected ? O::TooLong
+                              : crcRight(answer)         ? O::Complete
+                                                         : O::CrcError;
+            const QString text =
+                answer == QByteArray(1, '\0') ? QStringLiteral("(Time-out)")
+                : answer.isEmpty()
+                    ? QString()
+                    : QString::fromLatin1(answer.toHex(' ').toUpper() + ' ') +
+                          (exception ? QStringLiteral("(%1)").arg(233800 + at(answer, 1) - 128)
+                                     : QString());
+
+            const bool read = ValidReadAnswer(request, answer);
+            const bool write = ValidWriteAnswer(request, answer);
+            int code = -1;
+            if (read != readOk || write != writeOk ||
+                ExpectedAnswerLength(request, answer) != length ||
+                ClassifyAnswer(request, answer, &code) != outcome ||
+                code != (outcome == O::Exception ? at(answer, 2) : -1) ||
+                FrameToText(answer, lookup) != text)
+                QFAIL(qPrintable(QStringLiteral("case %1: request %2, answer %3")
+                                     .arg(QString::number(n), QLatin1String(request.toHex(' ')),
+                                          QLatin1String(answer.toHex(' ')))));
+            if (read) {
+                const QList<std::int16_t> words = AnswerWords(answer);
+                QCOMPARE(words.size(), qsizetype(count));
+                const int i = below(count);
+                QCOMPARE(words[i],
+                         std::int16_t(at(answer, 3 + 2 * i) << 8 | at(answer, 4 + 2 * i)));
+            }
+            acceptedRead += read;
+            acceptedWrite += write;
+            rejected += !read && !write;
+            exceptions += exception;
+        }
+        // Every class of outcome was reached often.
+        QVERIFY(acceptedRead > Cases / 10);
+        QVERIFY(acceptedWrite > Cases / 20);
+        QVERIFY(rejected > Cases / 3);
+        QVERIFY(exceptions > Cases / 20);
+    }
+
+    // Requests from arguments anywhere in the int range: the first broken rule gives its
+    // one-byte error, anything else a whole frame with its CRC; no argument may overflow.
+    void requestsFromAnyArguments()
+    {
+        QRandomGenerator random(0x9120);
+        // Values near the limits most of the time, now and then any int at all.
+        const auto anyInt = [&random](int low, int high) {
+            const int spread = int(random.bounded(5));
+            switch (random.bounded(4)) {
+            case 0:
+                return int(random.generate());
+            case 1:
+                return low + spread - 2;
+            case 2:
+                return high + spread - 2;
+            default:
+                return low + int(random.bounded(quint32(high - low + 1)));
+            }
+        };
+        int frames = 0, errors = 0;
+        for (int n = 0; n < Cases / 5; ++n) {
+            const int slave = anyInt(0, 64);
+            const int functions[] = {1, 2, 3, 4, 5, 6, 15, 16};
+            const int function = functions[random.bounded(8)];
+            const int address = anyInt(0, 65535);
+            const int quantity = anyInt(1, function == 15 ? 1968 : function == 16 ? 123 : 2000);
+            FrameData data;
+            QList<int> items;
+            switch (random.bounded(3)) {
+            case 1:
+                data = anyInt(-70000, 70000);
+                break;
+            case 2:
+                for (int i = random.bounded(130); i > 0; --i)
+                    items.append(anyInt(-70000, 70000));
+                data = items;
+                break;
+            default:
+                break;
+            }
+            const bool list = data.index() == 2;
+            const int count = list ? int(items.size()) : data.index();
+            const int error =
+                slave < 0 || slave > 64          ? BadSlave
+                : address < 0 || address > 65535 ? BadAddress
+                : (function == 15 && quantity >= 1969) || (function == 16 && quantity >= 124)
+                    ? QuantityTooLarge
+                : function > 4 && count == 0                             ? MissingData
+                : (function == 15 || function == 16) && !list            ? DataNotList
+                : (function == 15 || function == 16) && quantity > count ? TooFewItems
+                : (function == 5 || function == 6) && quantity != 1      ? QuantityNotOne
+                                                                         : 0;
+            const QByteArray frame = FrameToSend(slave, function, address, quantity, data);
+            const int size = function == 15   ? (count + 7) / 8 + 9
+                             : function == 16 ? 2 * count + 9
+                                              : 8;
+            const bool right =
+                error ? frame == QByteArray(1, char(error))
+                      : frame.size() == size && at(frame, 0) == slave && at(frame, 1) == function &&
+                            (at(frame, 2) << 8 | at(frame, 3)) == address && crcRight(frame);
+            if (!right)
+                QFAIL(qPrintable(QStringLiteral("slave %1 function %2 address %3 quantity %4 "
+                                                "items %5: %6")
+                                     .arg(slave)
+                                     .arg(function)
+                                     .arg(address)
+                                     .arg(quantity)
+                                     .arg(count)
+                                     .arg(QLatin1String(frame.toHex(' ')))));
+            (error ? errors : frames) += 1;
+        }
+        QVERIFY(frames > Cases / 50);
+        QVERIFY(errors > Cases / 50);
     }
 };
 
