@@ -23,151 +23,143 @@ private slots:
         QFile::remove(m_fixture.iniFile);
     }
 
-    // Read and write at each firmware: the blocks and words on the line, the controls after.
-    void readWrite_data()
+    // Read, Write and Compare: the slave dialog and the search, the words on the line, the
+    // controls and version afterwards, the messages, the console's line and the settings
+    // file, Compare's marks. A panel started from panelState (19200 baud, 2 stop bits,
+    // slave 7) is met at its settings, any other at 9600/1. Then a second action: the version
+    // is not told again, and Compare's marks are gone.
+    void onPanel_data()
     {
-        QTest::addColumn<QString>("firmware");
-        QTest::addColumn<QString>("written"); // controls before a write; "" for a read
-        QTest::addColumn<QStringList>("line");
-        QTest::addColumn<QString>("after");
+        QTest::addColumn<QString>("panel");  // k7310sim options, "state" for panelState
+        QTest::addColumn<QString>("typed");  // slave dialog; "auto": searched, "cancel"
+        QTest::addColumn<QString>("action"); // read, write or compare, with the controls set
+        QTest::addColumn<QStringList>("heard");
+        QTest::addColumn<QString>("after"); // the controls and the version label
+        QTest::addColumn<QStringList>("messages");
+        QTest::addColumn<QString>("line");      // the console's settings | Bauds Stops LastSlave
+        QTest::addColumn<QStringList>("marks"); // "<index> <tooltip>"
+        QTest::addColumn<QString>("then");
+
         const QString at = "19200/2 7:";
         const QStringList reads{at + "R130x1", at + "R128x4", at + "R65x3", at + "R70x1",
                                 at + "R69x1"};
         const QStringList writes{at + "R130x1", at + "W128=255", at + "W129=2",
                                  at + "W130=7", at + "W131=1",   at + "W65=0",
                                  at + "W67=1",  at + "W70=1",    at + "W69=0"};
-        row("read 2.8", "2.8", "", reads, "4 1 7 2 1 0 1 1 v2.8");
-        row("read 2.7: LED test with K/L emptied", "2.7", "", reads, "4 1 7 2 1 0 1 -1 v2.7");
-        row("read 2.6: both K/L lists emptied", "2.6", "", reads, "4 1 7 2 1 0 -1 -1 v2.6");
-        row("write 2.8", "2.8", "4 1 7 1 0 1 0 1", writes, "4 1 7 1 0 1 0 1 v2.8");
-        row("write 2.7: 70 refused, list emptied", "2.7", "4 1 7 1 0 1 0 1", writes,
-            "4 1 7 1 0 1 0 -1 v2.7");
-        row("write 2.6: 70 and 69 refused", "2.6", "4 1 7 1 0 1 0 1", writes,
-            "4 1 7 1 0 1 -1 -1 v2.6");
-    }
+        const QString line7 = "19200,n,8,2 | - - 7";
+        const QString stored7 = "19200,n,8,2 | 19200 2 7";
+        const QStringList none;
+        // The version staircase: 2.8 serves words 70 and 69, 2.7 only 69, 2.6 neither.
+        row("read 2.8", "--version 2.8 state", "7", "read", reads, "4 1 7 2 1 0 1 1 v2.8",
+            QStringList{"10121:2.8"}, line7, none, "read");
+        row("read 2.7: LED test with K/L emptied", "--version 2.7 state", "7", "read", reads,
+            "4 1 7 2 1 0 1 -1 v2.7", QStringList{"10121:2.7"}, line7, none, "read");
+        row("read 2.6: both K/L lists emptied", "--version 2.6 state", "7", "read", reads,
+            "4 1 7 2 1 0 -1 -1 v2.6", QStringList{"10121:2.6"}, line7, none, "read");
+        row("write 2.8", "--version 2.8 state", "7", "write 4 1 7 1 0 1 0 1", writes,
+            "4 1 7 1 0 1 0 1 v2.8", QStringList{"10121:2.8"}, stored7, none, "read");
+        row("write 2.7: 70 refused, list emptied", "--version 2.7 state", "7",
+            "write 4 1 7 1 0 1 0 1", writes, "4 1 7 1 0 1 0 -1 v2.7", QStringList{"10121:2.7"},
+            stored7, none, "read");
+        row("write 2.6: 70 and 69 refused", "--version 2.6 state", "7", "write 4 1 7 1 0 1 0 1",
+            writes, "4 1 7 1 0 1 -1 -1 v2.6", QStringList{"10121:2.6"}, stored7, none, "read");
 
-    void readWrite()
-    {
-        QFETCH(QString, firmware);
-        QFETCH(QString, written);
-        QFETCH(QStringList, line);
-        QFETCH(QString, after);
-        QVERIFY(start({"--version", firmware}, "19200,n,8,2", panelState));
-        User user;
-        user.slave = "7";
-        if (written.isEmpty()) {
-            m_window->cmdReadConfig_Click();
-        } else {
-            setValues(*m_window, written);
-            m_window->cmdWriteConfig_Click();
-        }
-        QCOMPARE(words(*m_sim), line);
-        QCOMPARE(shown(*m_window), after);
-        QCOMPARE(user.messages, texts({"10121:" + firmware}));
-        // The version is told once: the same panel again gives no message.
-        m_window->cmdReadConfig_Click();
-        QCOMPARE(user.messages.size(), 1);
-        QVERIFY(m_fixture.reports().isEmpty());
-    }
+        // Compare marks exactly the controls that differ, the panel's value in the tooltip.
+        row("compare, all the same; Initialise after", "--version 2.8 state", "7",
+            "compare 4 1 7 2 1 0 1 1", reads, "4 1 7 2 1 0 1 1 v2.8",
+            QStringList{"10121:2.8", "10140"}, line7, none, "init");
+        row("compare: speed, slave and LED test differ; Read clears the marks",
+            "--version 2.8 state", "7", "compare 3 1 8 2 1 0 1 0", reads, "3 1 8 2 1 0 1 0 v2.8",
+            QStringList{"10121:2.8", "10141:3"}, line7,
+            QStringList{"0 Panel: 19200", "2 Panel: 7", "7 Panel: Yes"}, "read");
+        row("compare: a 2.6 panel lacks the K/L words; Write clears the marks",
+            "--version 2.6 state", "7", "compare 4 1 7 2 1 1 1 1", reads, "4 1 7 2 1 1 1 1 v2.6",
+            QStringList{"10121:2.6", "10141:3"}, line7,
+            QStringList{"5 Panel: No", "6 Panel: not in this panel's firmware",
+                        "7 Panel: not in this panel's firmware"},
+            "write");
 
-    // A write that changes the line: the console follows after each word, later words go out
-    // at the new settings and to the new slave, and the settings file follows step by step.
-    void writeFollowsLine_data()
-    {
-        QTest::addColumn<QStringList>("options");
-        QTest::addColumn<QString>("written");
-        QTest::addColumn<QStringList>("line");
-        QTest::addColumn<QString>("port");   // the console's line after the write
-        QTest::addColumn<QString>("stored"); // Bauds Stops LastSlave
-        QTest::addColumn<QStringList>("messages");
-        row("speed, stop bits and slave number change", QStringList{}, "4 1 9 0 0 1 0 0",
+        // A write that changes the line: the console follows after each word, later words go
+        // out at the new settings and to the new slave, the settings file follows step by step.
+        row("write: speed, stop bits and slave number change", "", "1", "write 4 1 9 0 0 1 0 0",
             QStringList{"9600/1 1:R130x1", "9600/1 1:W128=255", "19200/1 1:W129=2",
                         "19200/2 1:W130=9", "19200/2 9:W131=0", "19200/2 9:W65=0",
                         "19200/2 9:W67=1", "19200/2 9:W70=0", "19200/2 9:W69=0"},
-            "19200,n,8,2", "19200 2 9", QStringList{"10121:2.8"});
-        row("no echo after word 129: the new speed stays", QStringList{"--fault-word", "129:none"},
-            "2 1 9 0 0 1 0 0",
-            QStringList{"9600/1 1:R130x1", "9600/1 1:W128=252", "4800/1 1:W129=2"}, "4800,n,8,1",
-            "4800 - 1", QStringList{"10120"});
-        row("only the slave number: words after 130 go to it", QStringList{}, "3 0 33 0 0 1 0 0",
+            "4 1 9 0 0 1 0 0 v2.8", QStringList{"10121:2.8"}, "19200,n,8,2 | 19200 2 9", none, "");
+        row("write: no echo after word 129, the new speed stays", "--fault-word 129:none", "1",
+            "write 2 1 9 0 0 1 0 0",
+            QStringList{"9600/1 1:R130x1", "9600/1 1:W128=252", "4800/1 1:W129=2"},
+            "2 1 9 0 0 1 0 0 v", QStringList{"10120"}, "4800,n,8,1 | 4800 - 1", none, "");
+        row("write: only the slave number, words after 130 go to it", "", "1",
+            "write 3 0 33 0 0 1 0 0",
             QStringList{"9600/1 1:R130x1", "9600/1 1:W128=254", "9600/1 1:W129=1",
                         "9600/1 1:W130=33", "9600/1 33:W131=0", "9600/1 33:W65=0",
                         "9600/1 33:W67=1", "9600/1 33:W70=0", "9600/1 33:W69=0"},
-            "9600,n,8,1", "9600 1 33", QStringList{"10121:2.8"});
-    }
+            "3 0 33 0 0 1 0 0 v2.8", QStringList{"10121:2.8"}, "9600,n,8,1 | 9600 1 33", none, "");
 
-    void writeFollowsLine()
-    {
-        QFETCH(QStringList, options);
-        QFETCH(QString, written);
-        QFETCH(QStringList, line);
-        QFETCH(QString, port);
-        QFETCH(QString, stored);
-        QFETCH(QStringList, messages);
-        QVERIFY(start(options, "9600,n,8,1"));
-        User user;
-        setValues(*m_window, written);
-        m_window->cmdWriteConfig_Click();
-        QCOMPARE(words(*m_sim), line);
-        QCOMPARE(m_port->settings(), port);
-        QCOMPARE(::stored(), stored);
-        QCOMPARE(user.messages, texts(messages));
-        QCOMPARE(m_window->findChild<QLabel*>("lblVersionK7310")->text(),
-                 messages.first().section(':', 1));
-        QVERIFY(!QApplication::overrideCursor());
-    }
-
-    // The common opening: the slave dialog, the search, and what nothing found shows.
-    void opening_data()
-    {
-        QTest::addColumn<QStringList>("options");
-        QTest::addColumn<QString>("typed"); // "cancel": the slave dialog is cancelled
-        QTest::addColumn<bool>("autoSearch");
-        QTest::addColumn<bool>("write");
-        QTest::addColumn<QStringList>("line");
-        QTest::addColumn<QStringList>("messages");
-        QTest::addColumn<QString>("lastSlave");
-        const QStringList panel{"--slave", "12", "--speed", "4800", "--stop", "2"};
+        // The opening: the slave dialog, the search, and what nothing found shows.
+        const QString panel = "--slave 12 --speed 4800 --stop 2";
         const QString found = "4800/2 12:";
-        row("slave 0 found by the automatic search at 4800/2", panel, "0", true, false,
+        const QString factory = "3 0 1 0 0 1 0 0 v";
+        row("slave 0 found by the automatic search at 4800/2", panel, "0 auto", "read",
             QStringList{"ignored 9600/1 probe", "ignored 19200/1 probe", "ignored 19200/2 probe",
                         "ignored 4800/1 probe", "4800/2 probe", found + "R128x4", found + "R65x3",
                         found + "R70x1", found + "R69x1"},
-            QStringList{"10121:2.8"}, "12");
-        row("read, slave 0, nothing answers", panel, "0", false, false,
-            QStringList{"ignored 9600/1 probe"}, QStringList{"10122"}, "0");
-        row("write, slave 0, nothing answers", panel, "0", false, true,
-            QStringList{"ignored 9600/1 probe"}, QStringList{"10102"}, "0");
-        row("read, slave 12 typed, nothing answers", panel, "12", false, false,
-            QStringList{"ignored 9600/1 12:R130x1"}, QStringList{"10120"}, "12");
-        row("slave dialog cancelled", panel, "cancel", false, false, QStringList{}, QStringList{},
-            "-");
+            "2 1 12 0 0 1 0 0 v2.8", QStringList{"10121:2.8"}, "4800,n,8,2 | - - 12", none, "read");
+        row("read, slave 0, nothing answers", panel, "0", "read",
+            QStringList{"ignored 9600/1 probe"}, factory, QStringList{"10122"},
+            "9600,n,8,1 | - - 0", none, "");
+        row("write, slave 0, nothing answers", panel, "0", "write",
+            QStringList{"ignored 9600/1 probe"}, factory, QStringList{"10102"},
+            "9600,n,8,1 | - - 0", none, "");
+        row("read, slave 12 typed, nothing answers", panel, "12", "read",
+            QStringList{"ignored 9600/1 12:R130x1"}, factory, QStringList{"10120"},
+            "9600,n,8,1 | - - 12", none, "");
+        row("slave dialog cancelled", panel, "cancel", "read", none, factory, none,
+            "9600,n,8,1 | - - -", none, "");
     }
 
-    void opening()
+    void onPanel()
     {
-        QFETCH(QStringList, options);
+        QFETCH(QString, panel);
         QFETCH(QString, typed);
-        QFETCH(bool, autoSearch);
-        QFETCH(bool, write);
-        QFETCH(QStringList, line);
+        QFETCH(QString, action);
+        QFETCH(QStringList, heard);
+        QFETCH(QString, after);
         QFETCH(QStringList, messages);
-        QFETCH(QString, lastSlave);
-        QVERIFY(start(options, "9600,n,8,1"));
-        const QString before = shown(*m_window);
+        QFETCH(QString, line);
+        QFETCH(QStringList, marks);
+        QFETCH(QString, then);
+        const bool state = panel.endsWith("state");
+        QStringList options = panel.split(' ', Qt::SkipEmptyParts);
+        if (state)
+            options.removeLast();
+        QVERIFY(start(options, state ? "19200,n,8,2" : "9600,n,8,1", state ? panelState : ""));
         User user;
-        user.slave = typed;
+        user.slave = typed.section(' ', 0, 0);
+        user.autoSearch = typed.endsWith("auto");
         user.cancel = typed == "cancel";
-        user.autoSearch = autoSearch;
-        write ? m_window->cmdWriteConfig_Click() : m_window->cmdReadConfig_Click();
-        QCOMPARE(words(*m_sim), line);
+        if (action.contains(' '))
+            setValues(*m_window, action.section(' ', 1));
+        run(action.section(' ', 0, 0));
+        QCOMPARE(words(*m_sim), heard);
+        QCOMPARE(shown(*m_window), after);
         QCOMPARE(user.messages, texts(messages));
-        QCOMPARE(ZRBfonctions::GetIniParam("Communication", "LastSlave", "-"), lastSlave);
-        if (messages.value(0).startsWith("10121"))
-            QCOMPARE(shown(*m_window), "2 1 12 0 0 1 0 0 v2.8");
-        else
-            QCOMPARE(shown(*m_window), before);
+        QCOMPARE(m_port->settings() + " | " + stored(), line);
+        QStringList seen;
+        for (int i = 0; i < ConfigMap::ParameterCount; ++i) {
+            if (m_window->marked(i))
+                seen << QString::number(i) + ' ' + m_window->control(i)->toolTip();
+        }
+        QCOMPARE(seen, marks);
         QVERIFY(!QApplication::overrideCursor());
+        QVERIFY(m_fixture.reports().isEmpty());
+        if (then.isEmpty())
+            return;
+        run(then);
+        QCOMPARE(user.messages.size(), messages.size());
+        for (int i = 0; i < ConfigMap::ParameterCount; ++i)
+            QVERIFY(!m_window->marked(i) && m_window->control(i)->styleSheet().isEmpty());
     }
 
     // A write that cannot be carried out sends nothing, names the parameter and focuses it.
@@ -230,56 +222,6 @@ private slots:
         QCOMPARE(reached.join(' '), "64 1 64 1");
     }
 
-    // Compare marks exactly the controls that differ, with the panel's value in the tooltip;
-    // the next Initialise, Read or Write clears the marks.
-    void compare_data()
-    {
-        QTest::addColumn<QString>("firmware");
-        QTest::addColumn<QString>("showing");
-        QTest::addColumn<QStringList>("marks"); // "<index> <tooltip>"
-        QTest::addColumn<QString>("clearedBy");
-        row("all the same", "2.8", "4 1 7 2 1 0 1 1", QStringList{}, "init");
-        row("speed, slave and LED test differ", "2.8", "3 1 8 2 1 0 1 0",
-            QStringList{"0 Panel: 19200", "2 Panel: 7", "7 Panel: Yes"}, "read");
-        row("2.6 panel lacks the K/L words", "2.6", "4 1 7 2 1 1 1 1",
-            QStringList{"5 Panel: No", "6 Panel: not in this panel's firmware",
-                        "7 Panel: not in this panel's firmware"},
-            "write");
-    }
-
-    void compare()
-    {
-        QFETCH(QString, firmware);
-        QFETCH(QString, showing);
-        QFETCH(QStringList, marks);
-        QFETCH(QString, clearedBy);
-        QVERIFY(start({"--version", firmware}, "19200,n,8,2", panelState));
-        setValues(*m_window, showing);
-        User user;
-        user.slave = "7";
-        m_window->cmdCompare_Click();
-        QCOMPARE(words(*m_sim).filter(":W"), QStringList{});
-        QCOMPARE(shown(*m_window), showing + " v" + firmware); // nothing changed but the version
-        QStringList seen;
-        for (int i = 0; i < ConfigMap::ParameterCount; ++i) {
-            if (m_window->marked(i))
-                seen << QString::number(i) + ' ' + m_window->control(i)->toolTip();
-        }
-        QCOMPARE(seen, marks);
-        QCOMPARE(user.messages,
-                 texts({"10121:" + firmware,
-                        marks.isEmpty() ? "10140" : "10141:" + QString::number(marks.size())}));
-
-        if (clearedBy == "init")
-            m_window->cmdConfigInit_Click();
-        else if (clearedBy == "read")
-            m_window->cmdReadConfig_Click();
-        else
-            m_window->cmdWriteConfig_Click();
-        for (int i = 0; i < ConfigMap::ParameterCount; ++i)
-            QVERIFY(!m_window->marked(i) && m_window->control(i)->styleSheet().isEmpty());
-    }
-
     // Files: what the window saved opens again as it was, unless an edit of the file makes it
     // refused ("key=value" replaces that key's line, "key" alone drops it); a refused file
     // leaves the controls as they were.
@@ -308,9 +250,10 @@ private slots:
         QFETCH(QString, message);
         QFETCH(QString, after);
         QVERIFY(start({}, "9600,n,8,1"));
+        wPanelConfig& window = *m_window;
         const QString path = m_fixture.dir.filePath("panel.k7310");
-        setValues(*m_window, "2 1 17 3 1 0 1 0");
-        QVERIFY(m_window->saveFile(path));
+        setValues(window, "2 1 17 3 1 0 1 0");
+        QVERIFY(window.saveFile(path));
         QFile file(path);
         QVERIFY(file.open(QIODevice::ReadWrite));
         // The words are kept as the panel codes them, in the order they are written.
@@ -328,31 +271,42 @@ private slots:
         if (edit == "missing")
             QFile::remove(path);
 
-        m_window->cmdConfigInit_Click();
-        const QString factory = shown(*m_window);
+        window.cmdConfigInit_Click();
+        const QString factory = shown(window);
         User user;
-        QCOMPARE(m_window->openFile(path), message.isEmpty());
+        QCOMPARE(window.openFile(path), message.isEmpty());
         QCOMPARE(user.messages, message.isEmpty() ? QStringList{} : texts({message.arg(path)}));
-        QCOMPARE(shown(*m_window), after.isEmpty() ? factory : after + " v");
+        QCOMPARE(shown(window), after.isEmpty() ? factory : after + " v");
         QVERIFY(words(*m_sim).isEmpty());
     }
 
 private:
+    void run(const QString& action)
+    {
+        if (action == "read")
+            m_window->cmdReadConfig_Click();
+        else if (action == "write")
+            m_window->cmdWriteConfig_Click();
+        else if (action == "compare")
+            m_window->cmdCompare_Click();
+        else
+            m_window->cmdConfigInit_Click();
+    }
+
     // The simulator with options (and a state file), the console's line at `settings` on it,
     // and a fresh window showing the factory values.
-    bool start(const QStringList& options, const QString& settings, const QString& state = {})
+    bool start(QStringList options, const QString& settings, const QString& state = {})
     {
-        QStringList all = options;
         if (!state.isEmpty()) {
             const QString file = m_fixture.dir.filePath("panel.state");
             QFile out(file);
             if (!out.open(QIODevice::WriteOnly | QIODevice::Truncate) ||
                 out.write(state.toUtf8()) < 0)
                 return false;
-            all << "--state" << file;
+            options << "--state" << file;
         }
         m_sim = std::make_unique<SimProcess>();
-        if (!m_sim->start(all))
+        if (!m_sim->start(options))
             return false;
         m_port = std::make_unique<ComCtrl>();
         m_port->setPortName(m_sim->path());

@@ -1,12 +1,12 @@
+// The panel test window driven through its widgets against k7310sim over a pty: the frames the
+// panel hears, the panel on screen, the frame log; inside the main frame for leaving it.
 #include "ledpanel.h"
 #include "panelwidgets.h"
 #include "shelltestkit.h"
-#include "uihelpers.h"
 #include "wpaneltools.h"
 
 #include <QElapsedTimer>
 #include <QLineEdit>
-#include <QMdiSubWindow>
 #include <QPointer>
 #include <QRadioButton>
 #include <QTreeWidget>
@@ -61,13 +61,13 @@ QString panelText(const wPanelTools& w)
         text += QString::number(w.panel()->state(n));
     return text + ' ' + QString::number(w.panel()->horn());
 }
-PanelCommands::PanelImage imageOf(const QString& text)
+void setPanel(wPanelTools& w, const QString& text)
 {
     PanelCommands::PanelImage image;
     for (int n = 0; n < PanelCommands::LedCount; ++n)
         image.leds[n] = text.at(n).digitValue();
     image.horn = text.section(' ', 1).toInt();
-    return image;
+    w.panel()->setImage(image);
 }
 QTreeWidget* log(const wPanelTools& w)
 {
@@ -111,10 +111,11 @@ private slots:
         m_fixture.reset();
     }
 
-    void loadAndSequenceTable_data()
+    // What each sequence offers: the state selector, Start, Stop, clicks on the panel.
+    void sequenceTable_data()
     {
         QTest::addColumn<int>("sequence");
-        QTest::addColumn<QString>("shown"); // state selector, Start, Stop, panel: 1 yes, 0 no
+        QTest::addColumn<QString>("shown"); // selector, Start, Stop, panel: 1 yes, 0 no
         row("0 manual", 0, QString("1001"));
         row("1 whole panel", 1, QString("1101"));
         row("2 read", 2, QString("0100"));
@@ -123,7 +124,7 @@ private slots:
         row("5 alarm", 5, QString("0101"));
     }
 
-    void loadAndSequenceTable()
+    void sequenceTable()
     {
         QFETCH(int, sequence);
         QFETCH(QString, shown);
@@ -131,14 +132,7 @@ private slots:
         QCOMPARE(control<QLabel>(w, "lblCommParams")->text(),
                  DataFunctions7310::GetText(234201) + "9600,n,8,1");
         QVERIFY(!w.Modified() && !w.running());
-        QCOMPARE(log(w)->headerItem()->text(0) + '|' + log(w)->headerItem()->text(1),
-                 DataFunctions7310::GetText(10200) + '|' + DataFunctions7310::GetText(10201));
         QCOMPARE(w.panel()->blinkTimer()->interval(), 250);
-        // Both columns share the list's width, less room for a vertical scroll bar.
-        const int column = int((log(w)->width() - 1.25F * SystemMetrics(&w)) / 2);
-        QCOMPARE(QList<int>({log(w)->columnWidth(0), log(w)->columnWidth(1)}),
-                 QList<int>({column, column}));
-
         choose(w, sequence);
         const QString seen = QStringLiteral("%1%2%3%4")
                                  .arg(!control(w, "frmToolsLeds")->isHidden())
@@ -150,6 +144,9 @@ private slots:
                  DataFunctions7310::GetText(234230 + sequence));
     }
 
+    // One operation: the frames the panel heard, the panel on screen and the log afterwards.
+    // The image words carry LED n at bit (3 n) mod 15 of word n div 5, the horn at bit 12 of
+    // the last word.
     void operations_data()
     {
         QTest::addColumn<Action>("act");
@@ -167,26 +164,20 @@ private slots:
                 clickLed(r.w, 24, 1);
             }),
             Frames{hex("010600400001")}, QString("000000000000000000000000 1"), true);
-        row("sequence 1: clicks draw, Start sends; LED 23 in state 5 is 2560", Action([](Rig& r) {
+        row("sequence 1: clicks draw, Start sends; LED 23 in state 5 is 2560, the horn 4096",
+            Action([](Rig& r) {
                 choose(r.w, 1);
                 r.w.panel()->setState(23, 5);
                 clickLed(r.w, 0, 2);
-                press(r.w, wPanelTools::cmdStart);
-            }),
-            Frames{hex("0110001900050A00020000000000000A00")},
-            QString("200000000000000000000005 0"), true);
-        row("sequence 1: the horn adds 4096", Action([](Rig& r) {
-                choose(r.w, 1);
-                r.w.panel()->setState(23, 5);
                 clickLed(r.w, 24, 4);
                 press(r.w, wPanelTools::cmdStart);
             }),
-            Frames{hex("0110001900050A00000000000000001A00")},
-            QString("000000000000000000000005 4"), true);
+            Frames{hex("0110001900050A00020000000000001A00")},
+            QString("200000000000000000000005 4"), true);
         row("sequence 2: word 0x7FFF reads as state 7 for LEDs 0 to 4", Action([](Rig& r) {
-                r.w.panel()->setImage(imageOf("777770000000000000000000 0"));
+                setPanel(r.w, "777770000000000000000000 0");
                 r.w.SendWholePanel();
-                r.w.panel()->setImage({});
+                setPanel(r.w, "000000000000000000000000 0");
                 choose(r.w, 2);
                 press(r.w, wPanelTools::cmdStart);
             }),
@@ -198,11 +189,25 @@ private slots:
             }),
             Frames{hex("010600420001")}, QString("000000000000000000000000 0"), true);
         row("panel off: word 0, then word 64", Action([](Rig& r) {
-                r.w.panel()->setImage(imageOf("123400000000000000000000 1"));
+                setPanel(r.w, "123400000000000000000000 1");
                 press(r.w, wPanelTools::cmdRazPanel);
             }),
             (Frames{hex("010600000000"), hex("010600400000")}),
             QString("000000000000000000000000 0"), true);
+        row("TEST in the alarm sequence: blinking LEDs turn steady, the horn stops",
+            Action([](Rig& r) {
+                choose(r.w, 5);
+                setPanel(r.w, "012345670123456701234567 3");
+                QTest::mouseClick(r.w.panel()->testLabel(), Qt::LeftButton);
+            }),
+            Frames{hex("0110001900050A12481049124912410249")},
+            QString("011111110111111101111111 0"), true);
+        row("TEST in any other sequence: nothing", Action([](Rig& r) {
+                choose(r.w, 1);
+                setPanel(r.w, "012345670123456701234567 3");
+                QTest::mouseClick(r.w.panel()->testLabel(), Qt::LeftButton);
+            }),
+            Frames{}, QString("012345670123456701234567 3"), true);
         row("slave 65 is refused by the codec: nothing sent", Action([](Rig& r) {
                 control<QLineEdit>(r.w, "TxtToolsSlave")->setText("65");
                 clickLed(r.w, 2, 1);
@@ -216,7 +221,7 @@ private slots:
             }),
             Frames{}, QString("000000000000000000000000 0"), true);
         row("sequence 2 unanswered: the screen keeps its image", Action([](Rig& r) {
-                r.w.panel()->setImage(imageOf("123000000000000000000000 1"));
+                setPanel(r.w, "123000000000000000000000 1");
                 r.sim.command("fault-next none");
                 choose(r.w, 2);
                 press(r.w, wPanelTools::cmdStart);
@@ -238,6 +243,7 @@ private slots:
         QCOMPARE(m_window->LastFrameTimedOut(), !answered);
     }
 
+    // The log keeps the last seven exchanges; an unanswered one shows "(Time-out)".
     void frameLog_data()
     {
         QTest::addColumn<int>("clicks");
@@ -270,6 +276,7 @@ private slots:
         QVERIFY(!w.LastFrameTimedOut());
     }
 
+    // A sequence that waits, and an event during its run: it ends at its next step.
     void sequences_data()
     {
         QTest::addColumn<int>("sequence");
@@ -282,19 +289,20 @@ private slots:
         const Action stop = [](Rig& r) {
             press(r.w, wPanelTools::cmdStop);
         };
+        const Action silent = [](Rig& r) {
+            r.sim.command("fault-next none");
+        };
         const QByteArray ackRead = hex("010300440001");
         // The sweep sends an image at about 0, 0.5 and 1 s, the alarm polls every 50 ms.
         row("sweep stopped midway: LEDs 0 to 2 lit", 4, 1300, stop, 0,
             hex("0110001900050A00490000000000000000"), QString("111000000000000000000000 0"));
-        row("a time-out ends the sweep", 4, 950,
-            Action([](Rig& r) { r.sim.command("fault-next none"); }), 1,
+        row("a time-out ends the sweep", 4, 950, silent, 1,
             hex("0110001900050A00490000000000000000"), QString("111000000000000000000000 0"));
         row("alarm acknowledged on the panel", 5, 600, Action([](Rig& r) { r.sim.command("ack"); }),
             2, hex("0110001900050A00080000000800000000"), QString("010000000001000000000000 0"));
         row("alarm stopped by the user", 5, 600, stop, 0, ackRead,
             QString("040000000004000000000000 1"));
-        row("alarm ends on a time-out", 5, 600,
-            Action([](Rig& r) { r.sim.command("fault-next none"); }), 1, ackRead,
+        row("alarm ends on a time-out", 5, 600, silent, 1, ackRead,
             QString("040000000004000000000000 1"));
         row("another window takes the line: the sweep ends at its next wait", 4, 700,
             Action([](Rig& r) { r.line.setBusy(true); }), 0,
@@ -323,8 +331,7 @@ private slots:
         // It ended at its next step: a wait (0.5 s, or the frame delay) or a 1 s time-out.
         QVERIFY(clock.isValid());
         QVERIFY2(clock.elapsed() < 1600, qPrintable(QString::number(clock.elapsed())));
-        const Frames after = heardSince(atEvent);
-        QCOMPARE(after.size(), framesAfter);
+        QCOMPARE(heardSince(atEvent).size(), framesAfter);
         QCOMPARE(heardSince(m_heard, 0).constLast(), last);
         QCOMPARE(panelText(w), panel);
         // The buttons are back as the sequence table has them.
@@ -334,7 +341,8 @@ private slots:
     }
 
     // The console around the window while a sweep waits: the window closed, the console quit,
-    // another tool window activated.
+    // another tool window activated. The captions come from the settings file and go back
+    // to it when the window is unloaded.
     void leavingDuringSweep_data()
     {
         QTest::addColumn<int>("how");
@@ -347,13 +355,16 @@ private slots:
     {
         QFETCH(int, how);
         m_port.close();
-        m_fixture->writeIni(QStringLiteral("English"), {}, m_sim.path());
+        m_fixture->writeIni("English", "[Panneau]\nLabel1=Pump A\nLabel24=Door\n", m_sim.path());
         wMain frame(wMain::Files{m_fixture->dataFile, {}});
         QVERIFY(frame.load());
         QPointer<wPanelTools> w = qobject_cast<wPanelTools*>(frame.children().show(3));
         QVERIFY(w);
+        QCOMPARE(w->panel()->caption(0) + '|' + w->panel()->caption(5) + '|' +
+                     w->panel()->caption(23),
+                 "Pump A||Door");
+        QTest::keyClicks(control<QLineEdit>(*w, "txtPanneau_5"), "Boiler");
         choose(*w, 4);
-        w->panel()->setCaption(0, "Boiler");
         qsizetype atEvent = -1;
         QTimer::singleShot(700, &frame, [&] {
             atEvent = m_sim.heardFrames().size();
@@ -378,36 +389,10 @@ private slots:
         }
         QVERIFY(!w);
         // Unloaded as usual: the captions are in the settings file.
-        QCOMPARE(ZRBfonctions::GetIniParam("Panneau", "Label1", {}), "Boiler");
+        QCOMPARE(ZRBfonctions::GetIniParamsList("Panneau").size(), 24);
+        QCOMPARE(ZRBfonctions::GetIniParam("Panneau", "Label6", {}), "Boiler");
+        QCOMPARE(ZRBfonctions::GetIniParam("Panneau", "Label24", {}), "Door");
         QVERIFY2(m_fixture->reports().isEmpty(), qPrintable(m_fixture->reports().join('\n')));
-    }
-
-    void lblTest_data()
-    {
-        QTest::addColumn<int>("sequence");
-        QTest::addColumn<QString>("panel"); // afterwards, from "012345670123456701234567 3"
-        QTest::addColumn<Frames>("frames");
-        row("alarm sequence: blinking LEDs turn steady, the horn stops", 5,
-            QString("011111110111111101111111 0"),
-            Frames{hex("0110001900050A"
-                       "1248"
-                       "1049"
-                       "1249"
-                       "1241"
-                       "0249")});
-        row("any other sequence: nothing", 1, QString("012345670123456701234567 3"), Frames{});
-    }
-
-    void lblTest()
-    {
-        QFETCH(int, sequence);
-        QFETCH(QString, panel);
-        QFETCH(Frames, frames);
-        choose(*m_window, sequence);
-        m_window->panel()->setImage(imageOf("012345670123456701234567 3"));
-        QTest::mouseClick(m_window->panel()->testLabel(), Qt::LeftButton);
-        QCOMPARE(panelText(*m_window), panel);
-        QCOMPARE(heardSince(m_heard), frames);
     }
 
     void blinkPhases_data()
@@ -433,31 +418,13 @@ private slots:
         QFETCH(int, phase);
         QFETCH(QString, lit);
         LedPanel* panel = m_window->panel();
-        panel->setImage(imageOf(states.leftJustified(24, '0') + " 0"));
+        setPanel(*m_window, states.leftJustified(24, '0') + " 0");
         while (panel->phase() != phase)
             panel->tmrCligno_Timer();
         QString seen;
         for (int n = 0; n < lit.size(); ++n)
             seen += panel->lamp(n)->lit() ? '1' : '0';
         QCOMPARE(seen, lit);
-    }
-
-    void captionsKeptInSettings()
-    {
-        delete m_window;
-        QFile ini(m_fixture->iniFile);
-        QVERIFY(ini.open(QIODevice::WriteOnly));
-        ini.write("[Panneau]\nLabel1=Pump A\nLabel24=Door\n");
-        ini.close();
-        m_window = new wPanelTools(m_port);
-        QCOMPARE(m_window->panel()->caption(0) + '|' + m_window->panel()->caption(5) + '|' +
-                     m_window->panel()->caption(23),
-                 "Pump A||Door");
-        QTest::keyClicks(control<QLineEdit>(*m_window, "txtPanneau_5"), "Boiler");
-        m_window->unload();
-        QCOMPARE(ZRBfonctions::GetIniParamsList("Panneau").size(), 24);
-        QCOMPARE(ZRBfonctions::GetIniParam("Panneau", "Label6", {}), "Boiler");
-        QCOMPARE(ZRBfonctions::GetIniParam("Panneau", "Label24", {}), "Door");
     }
 
 private:
