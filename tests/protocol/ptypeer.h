@@ -1,6 +1,7 @@
 #pragma once
 
 #include "../common/testkit.h"
+#include "columns.h"
 #include "comctrl.h"
 #include "errorhandling.h"
 
@@ -88,6 +89,15 @@ struct ScriptedLine
 
 // The frame with the CRC appended, low byte first.
 QByteArray WithCrc(QByteArray frame);
+// Bytes written in hexadecimal, e.g. Hex("0103"); Frame() appends the CRC.
+inline QByteArray Hex(const char* digits)
+{
+    return QByteArray::fromHex(digits);
+}
+inline QByteArray Frame(const char* digits)
+{
+    return WithCrc(Hex(digits));
+}
 
 // One k7310sim process on a pty of its own, tracing into a temporary folder.
 class SimProcess

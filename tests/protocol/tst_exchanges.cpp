@@ -1,4 +1,5 @@
-// The line's observers, the meaning of exchanges, the ring of the last exchanges and its CSV.
+// The meaning of exchanges, the ring of the last exchanges and its CSV. What the line tells its
+// observers is tested in tst_line.
 #include "datafunctions7310.h"
 #include "detectk9120.h"
 #include "exchangelog.h"
@@ -6,9 +7,6 @@
 
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QProcess>
-#include <QTemporaryDir>
-#include <QtTest>
 
 using namespace CommFunctions;
 
@@ -19,11 +17,12 @@ QString text(int id)
     return DataFunctions7310::GetText(id);
 }
 
+// Request and answer in hexadecimal without their CRC (none: no answer).
 Exchange made(const char* request, const char* answer, Exchange::Outcome outcome)
 {
     Exchange e;
-    e.request = WithCrc(QByteArray::fromHex(request));
-    e.answer = answer ? WithCrc(QByteArray::fromHex(answer)) : QByteArray();
+    e.request = Frame(request);
+    e.answer = answer ? Frame(answer) : QByteArray();
     e.outcome = outcome;
     return e;
 }
@@ -41,75 +40,9 @@ private slots:
         DataFunctions7310::SetCurrentLanguage("English");
     }
 
-    // What an observer gets is what the panel heard and said, byte for byte, with the outcome.
-    void observersSeeTheLine_data()
-    {
-        QTest::addColumn<QString>("fault"); // "fault-next" of the simulator; "gone": killed
-        QTest::addColumn<char>("call");     // r: LitMots, w: EcritMots
-        QTest::addColumn<int>("address");
-        QTest::addColumn<Exchange::Outcome>("outcome");
-        using O = Exchange::Outcome;
-        row("read", "", 'r', 128, O::Complete);
-        row("write", "", 'w', 65, O::Complete);
-        row("time-out", "none", 'r', 128, O::TimeOut);
-        row("exception", "", 'r', 300, O::Exception);
-        row("CRC fault", "bad-crc", 'r', 128, O::CrcError);
-        row("lost port", "gone", 'r', 128, O::PortFault);
-    }
-    void observersSeeTheLine()
-    {
-        QFETCH(QString, fault);
-        QFETCH(char, call);
-        QFETCH(int, address);
-        QFETCH(Exchange::Outcome, outcome);
-        ReportCapture reports;
-        SimProcess sim;
-        QVERIFY(sim.start());
-        ComCtrl line;
-        line.setPortName(sim.path());
-        line.open();
-        QList<Exchange> seen;
-        const int id = line.addObserver([&seen](const Exchange& e) { seen << e; });
-        if (fault == "gone")
-            sim.stop();
-        else if (!fault.isEmpty())
-            QVERIFY(sim.reply("fault-next " + fault.toLatin1()).startsWith("fault off next "));
-        const ComCtrl::OriginScope origin(line, 231000);
-        QList<std::int16_t> words(4);
-        QCOMPARE(call == 'w' ? EcritMots(line, 1, address, 1) : LitMots(line, 1, address, words),
-                 outcome == Exchange::Outcome::Complete);
-        line.removeObserver(id);
-        QList<std::int16_t> after(1);
-        LitMots(line, 1, 128, after); // not observed any more
-
-        QCOMPARE(seen.size(), 1);
-        const Exchange& e = seen[0];
-        QCOMPARE(e.outcome, outcome);
-        QCOMPARE(e.origin, 231000);
-        QCOMPARE(e.port, sim.path());
-        QCOMPARE(e.settings, QStringLiteral("9600,n,8,1"));
-        QVERIFY(qAbs(e.started().msecsTo(QDateTime::currentDateTime())) < 5000);
-        const auto hexOf = [](const QByteArray& b) {
-            return QString(b.toHex(' ').toUpper());
-        };
-        if (outcome == Exchange::Outcome::PortFault) {
-            QVERIFY(e.answer.isEmpty() && e.fault.contains(sim.path()));
-        } else {
-            // The simulator traces an answer once it is sent: wait for the file to catch up.
-            QTRY_COMPARE_WITH_TIMEOUT(sim.traced("TX").size(), e.answer.isEmpty() ? 1 : 2, 2000);
-            const QStringList heard = sim.traced("RX"), said = sim.traced("TX");
-            QVERIFY2(heard.value(0).contains(hexOf(e.request)), qPrintable(heard.join('\n')));
-            QVERIFY2(e.answer.isEmpty() || said[0].contains(hexOf(e.answer)),
-                     qPrintable(said.join('\n')));
-            QVERIFY(e.durationUs > 0 && e.durationUs < 3'000'000);
-        }
-        QCOMPARE(e.exceptionCode, outcome == Exchange::Outcome::Exception ? 2 : 0);
-    }
-
     void meaning_data()
     {
-        QTest::addColumn<Exchange>("exchange");
-        QTest::addColumn<QString>("meaning");
+        columns<Exchange, QString>("exchange", "meaning");
         using O = Exchange::Outcome;
         row("speed word read", made("010300800002", "01030400FE0001", O::Complete),
             "word 128 Line speed = 254 (9600); word 129 Stop bits = 1");
@@ -119,13 +52,9 @@ private slots:
         row("horn", made("010600400001", "010600400001", O::Complete), "horn on");
         row("all off", made("010600000000", "010600000000", O::Complete), "all LEDs off");
         row("lamp test", made("010600420001", "010600420001", O::Complete), "lamp test");
+        // LEDs 0 and 1 in state 1, LED 23 in state 5, horn bit 12 of the last word.
         row("panel image written with the horn",
-            made("011000190005"
-                 "0A"
-                 "0009"
-                 "000000000000"
-                 "1A00",
-                 nullptr, O::TimeOut),
+            made("0110001900050A00090000000000001A00", nullptr, O::TimeOut),
             "panel image written: 3 LEDs lit; horn on - time-out");
         row("acknowledgement", made("010300440001", "0103020001", O::Complete),
             "acknowledgement: acknowledged");
@@ -133,14 +62,13 @@ private slots:
             "03 Read holding registers: address 300, count 1 - exception 0");
         Exchange probe;
         probe.request = ProbeRequest();
-        probe.answer = QByteArray::fromHex("41010208");
+        probe.answer = Hex("41010208");
         probe.outcome = O::Complete;
         row("probe", probe, "probe: slave 1, firmware 2.8");
     }
     void meaning()
     {
-        QFETCH(Exchange, exchange);
-        QFETCH(QString, meaning);
+        const auto [exchange, meaning] = fetch<Exchange, QString>("exchange", "meaning");
         QCOMPARE(ExchangeText::Meaning(exchange, text), meaning);
     }
 

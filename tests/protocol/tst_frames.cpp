@@ -4,6 +4,7 @@
 // valid answer to its request, every valid answer must be accepted, and no input may crash or
 // read out of bounds (the core tests also run under ASan and UBSan).
 #include "../common/testkit.h"
+#include "columns.h"
 #include "commfunctions.h"
 #include "detectk9120.h"
 #include "exchange.h"
@@ -55,9 +56,8 @@ class TestFrames : public QObject
 private slots:
     void crc16NeedsRoomBehind_data()
     {
-        QTest::addColumn<int>("size");
-        QTest::addColumn<int>("length");
-        QTest::addColumn<int>("crc"); // -1 here: no CRC, the fault is reported
+        // crc -1: no CRC, the fault is reported
+        columns<int, int, int>("size", "length", "crc");
         row("two bytes of room, 0x8776 comes back negative", 8, 6, -30858);
         row("nothing covered is the start value 0xFFFF", 2, 0, 0xFFFF);
         row("one byte of room", 8, 7, -1);
@@ -65,9 +65,7 @@ private slots:
     }
     void crc16NeedsRoomBehind()
     {
-        QFETCH(int, size);
-        QFETCH(int, length);
-        QFETCH(int, crc);
+        const auto [size, length, crc] = fetch<int, int, int>("size", "length", "crc");
         ReportCapture report;
         const std::int16_t value =
             CRC16(QByteArray::fromHex("1103006B00030000").left(size), std::int16_t(length));
@@ -81,10 +79,8 @@ private slots:
     // against libmodbus by tst_modbusinterop.
     void frameToSend_data()
     {
-        QTest::addColumn<int>("function");
-        QTest::addColumn<int>("quantity");
-        QTest::addColumn<FrameData>("data");
-        QTest::addColumn<QByteArray>("frame"); // hex; empty: none, the fault is reported
+        // frame in hex; empty: none, the fault is reported
+        columns<int, int, FrameData, QByteArray>("function", "quantity", "data", "frame");
         using L = QList<int>;
         row("f5 non-zero is FF 00", 5, 1, FrameData(7), QByteArray("01050013FF007DFF"));
         row("f5 first list item", 5, 1, FrameData(L{0, 1}), QByteArray("0105001300003C0F"));
@@ -99,10 +95,8 @@ private slots:
     }
     void frameToSend()
     {
-        QFETCH(int, function);
-        QFETCH(int, quantity);
-        QFETCH(FrameData, data);
-        QFETCH(QByteArray, frame);
+        const auto [function, quantity, data, frame] =
+            fetch<int, int, FrameData, QByteArray>("function", "quantity", "data", "frame");
         ReportCapture report;
         QCOMPARE(FrameToSend(1, function, 0x13, quantity, data).toHex(), frame.toLower());
         QCOMPARE(report.faults(), frame.isEmpty() ? QStringList{"9 FrameToSend"} : QStringList());
@@ -110,26 +104,20 @@ private slots:
 
     void searchOrder_data()
     {
-        QTest::addColumn<int>("speed");
-        QTest::addColumn<int>("stops");
-        QTest::addColumn<bool>("autoSearch");
-        QTest::addColumn<QString>("expected");
+        columns<int, int, bool, QString>("speed", "stops", "autoSearch", "expected");
         row("9600/2: 2 stop bits before 1, 9600/1 never tried", 9600, 2, true,
-            QString("9600/2 19200/2 19200/1 4800/2 4800/1 2400/2 2400/1 1200/2 1200/1"));
+            "9600/2 19200/2 19200/1 4800/2 4800/1 2400/2 2400/1 1200/2 1200/1");
         row("19200/1: current speed first, skipped where it comes again", 19200, 1, true,
-            QString("19200/1 9600/1 9600/2 4800/1 4800/2 2400/1 2400/2 1200/1 1200/2"));
+            "19200/1 9600/1 9600/2 4800/1 4800/2 2400/1 2400/2 1200/1 1200/2");
         row("speed outside the fixed list: every fixed speed with both", 38400, 1, true,
-            QString("38400/1 19200/1 19200/2 9600/1 9600/2 4800/1 4800/2 2400/1 2400/2 1200/1 "
-                    "1200/2"));
-        row("without automatic search: the current settings only", 4800, 2, false,
-            QString("4800/2"));
+            "38400/1 19200/1 19200/2 9600/1 9600/2 4800/1 4800/2 2400/1 2400/2 1200/1 "
+            "1200/2");
+        row("without automatic search: the current settings only", 4800, 2, false, "4800/2");
     }
     void searchOrder()
     {
-        QFETCH(int, speed);
-        QFETCH(int, stops);
-        QFETCH(bool, autoSearch);
-        QFETCH(QString, expected);
+        const auto [speed, stops, autoSearch, expected] =
+            fetch<int, int, bool, QString>("speed", "stops", "autoSearch", "expected");
         QStringList tried;
         for (const LineCombination& c : SearchOrder(speed, std::int16_t(stops), autoSearch))
             tried << QStringLiteral("%1/%2").arg(c.speed).arg(c.stops);
@@ -340,14 +328,10 @@ private slots:
                       : frame.size() == size && at(frame, 0) == slave && at(frame, 1) == function &&
                             (at(frame, 2) << 8 | at(frame, 3)) == address && crcRight(frame);
             if (!right)
-                QFAIL(qPrintable(QStringLiteral("slave %1 function %2 address %3 quantity %4 "
-                                                "items %5: %6")
-                                     .arg(slave)
-                                     .arg(function)
-                                     .arg(address)
-                                     .arg(quantity)
-                                     .arg(count)
-                                     .arg(QLatin1String(frame.toHex(' ')))));
+                QFAIL(qPrintable(QString::asprintf("slave %d function %d address %d quantity %d "
+                                                   "items %d: %s",
+                                                   slave, function, address, quantity, count,
+                                                   frame.toHex(' ').constData())));
             (error ? errors : frames) += 1;
         }
         QVERIFY(frames > Cases / 50);

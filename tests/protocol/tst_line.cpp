@@ -1,25 +1,19 @@
-// The serial line object and the transactions, over a pseudo-terminal against a scripted slave.
+// The serial line object, the transactions and what the line's observers are told, over a
+// pseudo-terminal against a scripted slave.
 #include "comctrl.h"
 #include "commfunctions.h"
-#include "errorhandling.h"
 #include "ptypeer.h"
 
 #include <QElapsedTimer>
 #include <QTemporaryDir>
-#include <QTest>
 
 #include <sys/resource.h>
 #include <termios.h>
-#include <unistd.h>
 
 using namespace CommFunctions;
+using Outcome = Exchange::Outcome;
 
 namespace {
-
-QByteArray hex(const char* text)
-{
-    return QByteArray::fromHex(text);
-}
 
 // CPU time of the calling thread, in milliseconds.
 double threadCpuMs()
@@ -40,6 +34,19 @@ int thrownNumber(const std::function<void()>& action)
     return 0;
 }
 
+// What the line's observers are told, for as long as it lives.
+struct Observed
+{
+    explicit Observed(ComCtrl& observedLine)
+        : line(observedLine)
+        , id(observedLine.addObserver([this](const Exchange& e) { seen << e; }))
+    {}
+    ~Observed() { line.removeObserver(id); }
+    ComCtrl& line;
+    const int id;
+    QList<Exchange> seen;
+};
+
 } // namespace
 
 class TestLine : public QObject
@@ -53,22 +60,14 @@ private slots:
         SetRtsDelay(5);
     }
 
-    void systemLocation_data()
+    // Port numbers 1 to 16 are the ttyS devices; any other name is a path as it stands.
+    void systemLocation()
     {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("location");
         for (const auto& [name, location] : {std::pair{"1", "/dev/ttyS0"},
                                              {"16", "/dev/ttyS15"},
                                              {"17", "/dev/17"},
                                              {"/dev/pts/3", "/dev/pts/3"}})
-            QTest::newRow(name) << QString(name) << QString(location);
-    }
-
-    void systemLocation()
-    {
-        QFETCH(QString, name);
-        QFETCH(QString, location);
-        QCOMPARE(ComCtrl::SystemLocation(name), location);
+            QCOMPARE(ComCtrl::SystemLocation(name), QString(location));
     }
 
     void permissionDeniedNamesTheGroup()
@@ -87,18 +86,15 @@ private slots:
 
     void openFailures_data()
     {
-        QTest::addColumn<QString>("what");
-        QTest::addColumn<int>("number");
-        QTest::newRow("absent") << "absent" << int(ErrorNumber::PortNotFound);
-        QTest::newRow("not a terminal") << "/dev/null" << int(ErrorNumber::PortNotSerial);
-        QTest::newRow("a regular file") << "file" << int(ErrorNumber::PortNotSerial);
-        QTest::newRow("busy") << "busy" << int(ErrorNumber::PortBusy);
+        columns<QString, int>("what", "number");
+        row("absent", "absent", int(ErrorNumber::PortNotFound));
+        row("not a terminal", "/dev/null", int(ErrorNumber::PortNotSerial));
+        row("a regular file", "file", int(ErrorNumber::PortNotSerial));
+        row("busy", "busy", int(ErrorNumber::PortBusy));
     }
-
     void openFailures()
     {
-        QFETCH(QString, what);
-        QFETCH(int, number);
+        const auto [what, number] = fetch<QString, int>("what", "number");
         QTemporaryDir dir;
         PtyPair pty;
         ComCtrl holder;
@@ -179,21 +175,17 @@ private slots:
     void rtsCycle_data()
     {
         using Step = ComCtrl::LineStep;
-        QTest::addColumn<bool>("handshake");
-        QTest::addColumn<QList<Step>>("steps");
-        QTest::newRow("handshake on: drained, RTS delay, RTS off, then the wait")
-            << true << QList<Step>{Step::RtsOn,   Step::BuffersCleared, Step::Written,
-                                   Step::Drained, Step::RtsOff,         Step::AnswerWait};
-        QTest::newRow("handshake off: no RTS wait")
-            << false
-            << QList<Step>{Step::RtsOn, Step::BuffersCleared, Step::Written, Step::AnswerWait};
+        columns<bool, QList<Step>>("handshake", "steps");
+        row("handshake on: drained, RTS delay, RTS off, then the wait", true,
+            QList<Step>{Step::RtsOn, Step::BuffersCleared, Step::Written, Step::Drained,
+                        Step::RtsOff, Step::AnswerWait});
+        row("handshake off: no RTS wait", false,
+            QList<Step>{Step::RtsOn, Step::BuffersCleared, Step::Written, Step::AnswerWait});
     }
-
     void rtsCycle()
     {
         using Step = ComCtrl::LineStep;
-        QFETCH(bool, handshake);
-        QFETCH(QList<Step>, steps);
+        const auto [handshake, steps] = fetch<bool, QList<Step>>("handshake", "steps");
         constexpr qint64 DelayNs = 40'000'000;
         SetRtsHandshake(handshake);
         SetRtsDelay(int(DelayNs / 1'000'000));
@@ -220,49 +212,49 @@ private slots:
             QVERIFY(time(Step::AnswerWait) - time(Step::Written) < DelayNs / 2);
     }
 
+    // One request, its answer as the slave sends it, what the call makes of it and what the
+    // line's observers are told.
     void transaction_data()
     {
-        QTest::addColumn<char>("call"); // LitMots, EcritMots or FrameReceived
-        QTest::addColumn<QByteArray>("reply");
-        QTest::addColumn<bool>("accepted");
-        QTest::addColumn<bool>("waitsFullTime");
+        // call: r LitMots, w EcritMots, f FrameReceived
+        columns<char, QByteArray, bool, bool, Outcome>("call", "reply", "accepted", "waitsFullTime",
+                                                       "outcome");
         // Slave 5, two words at 0x41: 0x1234 and -2; or -2 written there.
-        const QByteArray read = WithCrc(hex("0503041234FFFE"));
-        const QByteArray exception = WithCrc(hex("058302"));
-        QTest::newRow("read healthy") << 'r' << read << true << false;
-        QTest::newRow("read no answer") << 'r' << QByteArray() << false << true;
-        QTest::newRow("read short answer") << 'r' << read.chopped(1) << false << true;
-        QTest::newRow("read one byte too many") << 'r' << read + '\0' << false << false;
-        QTest::newRow("read wrong crc") << 'r' << read.chopped(2) + hex("0000") << false << false;
-        QTest::newRow("read wrong slave")
-            << 'r' << WithCrc(hex("0603041234FFFE")) << false << false;
-        QTest::newRow("read wrong function")
-            << 'r' << WithCrc(hex("0504041234FFFE")) << false << false;
-        QTest::newRow("read exception ends the wait") << 'r' << exception << false << false;
-        QTest::newRow("read noise before the answer")
-            << 'r' << hex("FF00") + read << false << false;
-        QTest::newRow("write echo, its crc not looked at")
-            << 'w' << hex("05060041FFFE0000") << true << false;
-        QTest::newRow("frame complete") << 'f' << read << true << false;
-        QTest::newRow("frame exception stops at 5 bytes") << 'f' << exception << false << false;
-        QTest::newRow("frame nothing: the one byte 0") << 'f' << QByteArray() << false << true;
+        const QByteArray read = Frame("0503041234FFFE");
+        const QByteArray exception = Frame("058302");
+        const QByteArray none;
+        row("read healthy", 'r', read, true, false, Outcome::Complete);
+        row("read no answer", 'r', none, false, true, Outcome::TimeOut);
+        row("read short answer", 'r', read.chopped(1), false, true, Outcome::Short);
+        row("read one byte too many", 'r', read + '\0', false, false, Outcome::TooLong);
+        row("read wrong crc", 'r', read.chopped(2) + Hex("0000"), false, false, Outcome::CrcError);
+        row("read wrong slave", 'r', Frame("0603041234FFFE"), false, false, Outcome::Complete);
+        row("read wrong function", 'r', Frame("0504041234FFFE"), false, false, Outcome::Complete);
+        row("read exception ends the wait", 'r', exception, false, false, Outcome::Exception);
+        row("read noise before the answer", 'r', Hex("FF00") + read, false, false,
+            Outcome::TooLong);
+        row("write echo, its crc not looked at", 'w', Hex("05060041FFFE0000"), true, false,
+            Outcome::CrcError);
+        row("frame complete", 'f', read, true, false, Outcome::Complete);
+        row("frame exception stops at 5 bytes", 'f', exception, false, false, Outcome::Exception);
+        row("frame nothing: the one byte 0", 'f', none, false, true, Outcome::TimeOut);
     }
-
     void transaction()
     {
-        QFETCH(char, call);
-        QFETCH(QByteArray, reply);
-        QFETCH(bool, accepted);
-        QFETCH(bool, waitsFullTime);
+        const auto [call, reply, accepted, waitsFullTime, outcome] =
+            fetch<char, QByteArray, bool, bool, Outcome>("call", "reply", "accepted",
+                                                         "waitsFullTime", "outcome");
         ReportCapture report;
         ScriptedLine rig(Replying(reply));
+        Observed observed(rig.line);
+        const ComCtrl::OriginScope origin(rig.line, 231000);
         // Bytes left over from before the request are discarded by it.
-        QVERIFY(rig.pty.writeMaster(hex("0103020000")));
+        QVERIFY(rig.pty.writeMaster(Hex("0103020000")));
         QTest::qWait(20);
 
         QElapsedTimer clock;
         clock.start();
-        const QByteArray request = WithCrc(hex(call == 'w' ? "05060041FFFE" : "050300410002"));
+        const QByteArray request = Frame(call == 'w' ? "05060041FFFE" : "050300410002");
         QList<std::int16_t> words{7, 7};
         QByteArray answer = reply.isEmpty() ? QByteArray(1, '\0') : reply;
         if (call == 'f')
@@ -279,6 +271,17 @@ private slots:
                                : elapsed < 500,
                  qPrintable(QString::number(elapsed)));
         QVERIFY(report.messages.isEmpty());
+
+        QCOMPARE(observed.seen.size(), 1);
+        const Exchange& e = observed.seen[0];
+        QCOMPARE(e.outcome, outcome);
+        QCOMPARE(e.exceptionCode, outcome == Outcome::Exception ? 2 : 0);
+        QCOMPARE(e.request.toHex(' ') + " / " + e.answer.toHex(' '),
+                 request.toHex(' ') + " / " + reply.toHex(' '));
+        QCOMPARE(QStringLiteral("%1 %2 %3").arg(e.origin).arg(e.port, e.settings),
+                 "231000 " + rig.pty.slavePath() + " 9600,n,8,1");
+        QVERIFY(qAbs(e.started().msecsTo(QDateTime::currentDateTime())) < 5000);
+        QVERIFY(e.durationUs > 0 && e.durationUs <= (elapsed + 1) * 1000);
     }
 
     void lateAnswerNotTakenByNextCall()
@@ -286,21 +289,27 @@ private slots:
         // The first answer comes after the deadline, the second at once and with another word.
         std::atomic<int> calls{0};
         ScriptedLine rig([&calls](const QByteArray&) {
-            return calls++ == 0 ? FakeSlave::Reply{WithCrc(hex("0103020011")), WordTimeoutMs + 200}
-                                : FakeSlave::Reply{WithCrc(hex("0103020022"))};
+            return calls++ == 0 ? FakeSlave::Reply{Frame("0103020011"), WordTimeoutMs + 200}
+                                : FakeSlave::Reply{Frame("0103020022")};
         });
         QList<std::int16_t> words{0};
+        Observed observed(rig.line);
         QVERIFY(!LitMots(rig.line, 1, 0, words));
+        rig.line.removeObserver(observed.id);
         // The late answer is now in the receive buffer.
         QCOMPARE(rig.line.waitForBytes(7, QDeadlineTimer(2000)), qint64(7));
         QVERIFY(LitMots(rig.line, 1, 0, words));
         QCOMPARE(words, QList<std::int16_t>{0x22});
+        // The late answer is not the first exchange's; a removed observer is told nothing more.
+        QCOMPARE(observed.seen.size(), 1);
+        QCOMPARE(observed.seen[0].outcome, Outcome::TimeOut);
     }
 
     void farEndVanishes()
     {
         ReportCapture report;
-        ScriptedLine rig(Replying(WithCrc(hex("01030400010002")).left(3), 100, true));
+        ScriptedLine rig(Replying(Frame("01030400010002").left(3), 100, true));
+        Observed observed(rig.line);
         const double cpuBefore = threadCpuMs();
         QElapsedTimer clock;
         clock.start();
@@ -310,6 +319,9 @@ private slots:
         QVERIFY2(threadCpuMs() - cpuBefore < 100.0, qPrintable(QString::number(threadCpuMs())));
         QCOMPARE(words, QList<std::int16_t>(2, 7));
         QCOMPARE(rig.line.state(), ComCtrl::State::Lost);
+        QCOMPARE(observed.seen.value(0).outcome, Outcome::PortFault);
+        QVERIFY(observed.seen[0].answer.isEmpty() &&
+                observed.seen[0].fault.contains(rig.pty.slavePath()));
         // Later calls try the device once more and fail at once while it stays away.
         clock.restart();
         QVERIFY(!LitMots(rig.line, 1, 0, words));
@@ -324,13 +336,13 @@ private slots:
     // line lost meanwhile.
     void lostPortComesBack_data()
     {
-        QTest::addColumn<bool>("triedWhileAway");
-        QTest::newRow("read while away, then back") << true;
-        QTest::newRow("back before the next read") << false;
+        columns<bool>("triedWhileAway");
+        row("read while away, then back", true);
+        row("back before the next read", false);
     }
     void lostPortComesBack()
     {
-        QFETCH(bool, triedWhileAway);
+        const auto [triedWhileAway] = fetch<bool>("triedWhileAway");
         ReportCapture report;
         QTemporaryDir dir;
         const QString link = dir.filePath("panel.tty");
