@@ -1,6 +1,7 @@
 // The simulator's slave logic, driven frame by frame without a line. What a master sees on
 // the line (image, acknowledgement, line changes, bad frames) is tested in tst_simline.
 #include "../common/datarow.h"
+#include "../protocol/columns.h"
 #include "crc.h"
 #include "panelslave.h"
 #include "statefile.h"
@@ -47,15 +48,15 @@ class TestSimSlave : public QObject
 private slots:
     void answers_data()
     {
-        QTest::addColumn<Firmware>("firmware");
-        QTest::addColumn<QByteArray>("request");
-        QTest::addColumn<QByteArray>("answer"); // without CRC; empty: silence
+        // answer without CRC; empty: silence
+        columns<Firmware, QByteArray, QByteArray>("firmware", "request", "answer");
         const auto V28 = Firmware::V28, V27 = Firmware::V27, V26 = Firmware::V26;
         using B = QByteArray;
         row("config block at factory defaults", V28, B("010300800004"),
             B("01 03 08 00 FE 00 01 00 01 00 00"));
         row("option block 65-67 with 66", V28, B("010300410003"), B("01 03 06 00 00 00 00 00 01"));
         row("2.8 serves 69 and 70", V28, B("010300450002"), B("01 03 04 00 00 00 00"));
+        row("2.7 serves 69", V27, B("010300450001"), B("01 03 02 00 00"));
         row("2.7 refuses 70 inside a block", V27, B("010300400007"), B("01 83 02"));
         row("2.6 refuses a write of 70", V26, B("010600460001"), B("01 86 02"));
         row("hole between image and horn", V28, B("0103001D0002"), B("01 83 02"));
@@ -80,9 +81,8 @@ private slots:
     }
     void answers()
     {
-        QFETCH(Firmware, firmware);
-        QFETCH(QByteArray, request);
-        QFETCH(QByteArray, answer);
+        const auto [firmware, request, answer] =
+            fetch<Firmware, QByteArray, QByteArray>("firmware", "request", "answer");
         PanelSlave slave(firmware);
         QCOMPARE(exchange(slave, request.constData()), answer);
     }
@@ -126,8 +126,7 @@ private slots:
     // A frame is handled as soon as its size is known; 0 leaves it to the silent gap.
     void requestSize_data()
     {
-        QTest::addColumn<QByteArray>("bytes");
-        QTest::addColumn<int>("size");
+        columns<QByteArray, int>("bytes", "size");
         row("read", QByteArray("0103"), 8);
         row("write block before its count", QByteArray("011000190005"), 0);
         row("write block of 5 words", QByteArray("01100019000510"), 9 + 16);
@@ -137,9 +136,21 @@ private slots:
     }
     void requestSize()
     {
-        QFETCH(QByteArray, bytes);
-        QFETCH(int, size);
+        const auto [bytes, size] = fetch<QByteArray, int>("bytes", "size");
         QCOMPARE(static_cast<int>(expectedRequestSize(fromHex(bytes.constData()))), size);
+    }
+
+    // The probe, three bytes without CRC, is answered with the slave number and the firmware
+    // version, whatever slave the panel is.
+    void probe()
+    {
+        for (const auto& [firmware, minor] : {std::pair{Firmware::V28, 8}, {Firmware::V27, 7}}) {
+            PanelSlave slave(firmware);
+            slave.setConfig(Config{0xFE, 1, 17});
+            const Reply reply = slave.handle(probeRequest, Clock::now());
+            QCOMPARE(reply.kind, Reply::Kind::Probe);
+            QCOMPARE(reply.answer, (Bytes{0x41, 17, 2, std::uint8_t(minor)}));
+        }
     }
 
     // Every word survives a save and a load; bad lines are skipped with a warning each.
