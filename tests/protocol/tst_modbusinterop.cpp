@@ -1,14 +1,12 @@
 // Our frames and transactions against libmodbus, an independent implementation of the protocol:
 // the same requests must put the same bytes on the line, and a libmodbus slave must be read
 // and written through LitMots, EcritMots and FrameReceived.
-#include "comctrl.h"
 #include "commfunctions.h"
 #include "datafunctions7310.h"
 #include "modbuspeer.h"
 #include "ptypeer.h"
 
 #include <QRandomGenerator>
-#include <QTest>
 
 #include <modbus.h>
 
@@ -27,28 +25,23 @@ private slots:
 
     void requestBytes_data()
     {
-        QTest::addColumn<int>("slave");
-        QTest::addColumn<int>("function");
-        QTest::addColumn<int>("address");
-        QTest::addColumn<int>("quantity"); // for 5 and 6: the value written
-        QTest::newRow("f1") << 1 << 1 << 0x13 << 0x25;
-        QTest::newRow("f2") << 9 << 2 << 0xC4 << 0x16;
-        QTest::newRow("f3 slave 64, top address, 125 words") << 64 << 3 << 65535 << 125;
-        QTest::newRow("f4") << 3 << 4 << 0x1000 << 7;
-        QTest::newRow("f5 on") << 1 << 5 << 0xAC << 1;
-        QTest::newRow("f5 off") << 1 << 5 << 0xAD << 0;
-        QTest::newRow("f6 0x8000") << 33 << 6 << 67 << -32768;
-        QTest::newRow("f15 ten bits") << 17 << 15 << 0x13 << 10;
-        QTest::newRow("f15 1968 bits") << 2 << 15 << 100 << 1968;
-        QTest::newRow("f16 123 words") << 5 << 16 << 300 << 123;
+        // quantity: for 5 and 6, the value written
+        columns<int, int, int, int>("slave", "function", "address", "quantity");
+        row("f1", 1, 1, 0x13, 0x25);
+        row("f2", 9, 2, 0xC4, 0x16);
+        row("f3 slave 64, top address, 125 words", 64, 3, 65535, 125);
+        row("f4", 3, 4, 0x1000, 7);
+        row("f5 on", 1, 5, 0xAC, 1);
+        row("f5 off", 1, 5, 0xAD, 0);
+        row("f6 0x8000", 33, 6, 67, -32768);
+        row("f15 ten bits", 17, 15, 0x13, 10);
+        row("f15 1968 bits", 2, 15, 100, 1968);
+        row("f16 123 words", 5, 16, 300, 123);
     }
-
     void requestBytes()
     {
-        QFETCH(int, slave);
-        QFETCH(int, function);
-        QFETCH(int, address);
-        QFETCH(int, quantity);
+        const auto [slave, function, address, quantity] =
+            fetch<int, int, int, int>("slave", "function", "address", "quantity");
         // A libmodbus master on the slave side of a pty; nobody answers, only the request matters.
         PtyPair pty;
         ModbusMaster master(pty.slavePath(), 9600, 1, slave, 1);
@@ -82,18 +75,10 @@ private slots:
         QCOMPARE(pty.readMaster(int(ours.size()) + 1, 100).toHex(' '), ours.toHex(' '));
     }
 
-    void transactions_data()
-    {
-        QTest::addColumn<QString>("operation");
-        QTest::newRow("f3 LitMots, 125 words") << "read";
-        QTest::newRow("f6 EcritMots") << "write";
-        QTest::newRow("f16 FrameReceived") << "write several";
-        QTest::newRow("exception answer") << "exception";
-    }
-
+    // A libmodbus server with words 0x0101 * n + 0x80: 125 words read, one word and three
+    // words written, and its exception answer beyond its 200 words.
     void transactions()
     {
-        QFETCH(QString, operation);
         constexpr int Slave = 7;
         PtyPair pty;
         ModbusServer server(pty.master(), Slave, 200);
@@ -104,29 +89,27 @@ private slots:
         line.setPortName(pty.slavePath());
         line.open();
 
-        if (operation == "read") {
-            QList<std::int16_t> words(125, 0);
-            QVERIFY(LitMots(line, Slave, 65, words));
-            for (int i = 0; i < 125; ++i)
-                QCOMPARE(std::uint16_t(words[i]), server.reg(65 + i));
-        } else if (operation == "write") {
-            QVERIFY(EcritMots(line, Slave, 130, -2));
-            QCOMPARE(server.reg(130), std::uint16_t(0xFFFE));
-        } else if (operation == "write several") {
-            const QByteArray request = FrameToSend(Slave, 16, 20, 3, QList<int>{1, -1, 0x7FFF});
-            QCOMPARE(FrameReceived(line, request, 1.0f), WithCrc(request.left(6)));
-            QCOMPARE((QList<int>{server.reg(20), server.reg(21), server.reg(22)}),
-                     (QList<int>{1, 0xFFFF, 0x7FFF}));
-        } else {
-            // Beyond the server's registers: illegal data address.
-            const QByteArray request = FrameToSend(Slave, 3, 190, 20);
-            const QByteArray answer = FrameReceived(line, request, 1.0f);
-            QCOMPARE(answer, WithCrc(QByteArray::fromHex("078302")));
-            QVERIFY(!ValidReadAnswer(request, answer));
-            QCOMPARE(FrameToText(answer),
-                     "07 83 02 " + QString::fromLatin1(answer.right(2).toHex(' ').toUpper()) +
-                         " (" + DataFunctions7310::GetText(233803) + ')');
-        }
+        QList<std::int16_t> words(125, 0);
+        QVERIFY(LitMots(line, Slave, 65, words));
+        for (int i = 0; i < 125; ++i)
+            QCOMPARE(std::uint16_t(words[i]), server.reg(65 + i));
+
+        QVERIFY(EcritMots(line, Slave, 130, -2));
+        QCOMPARE(server.reg(130), std::uint16_t(0xFFFE));
+
+        const QByteArray several = FrameToSend(Slave, 16, 20, 3, QList<int>{1, -1, 0x7FFF});
+        QCOMPARE(FrameReceived(line, several, 1.0f), WithCrc(several.left(6)));
+        QCOMPARE((QList<int>{server.reg(20), server.reg(21), server.reg(22)}),
+                 (QList<int>{1, 0xFFFF, 0x7FFF}));
+
+        // Beyond the server's registers: illegal data address.
+        const QByteArray beyond = FrameToSend(Slave, 3, 190, 20);
+        const QByteArray answer = FrameReceived(line, beyond, 1.0f);
+        QCOMPARE(answer, Frame("078302"));
+        QVERIFY(!ValidReadAnswer(beyond, answer));
+        QCOMPARE(FrameToText(answer),
+                 "07 83 02 " + QString::fromLatin1(answer.right(2).toHex(' ').toUpper()) + " (" +
+                     DataFunctions7310::GetText(233803) + ')');
     }
 };
 
