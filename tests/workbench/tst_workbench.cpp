@@ -1,13 +1,16 @@
-// The frame builder driven through its widgets against k7310sim over a pty, and against a
-// scripted slave where k7310sim has nothing to answer with (it has no bits to read).
+// The workbench windows driven through their widgets: the frame builder against k7310sim over a
+// pty (and a scripted slave where k7310sim has nothing to answer with: it has no bits to read),
+// and the calculator.
 #include "../common/promptcapture.h"
 #include "comctrl.h"
 #include "datafunctions7310.h"
 #include "ptypeer.h"
 #include "textids.h"
+#include "wpanelcalcul.h"
 #include "wpanelframe.h"
 #include "zrbgrid.h"
 
+#include <QCheckBox>
 #include <QComboBox>
 #include <QElapsedTimer>
 #include <QLineEdit>
@@ -38,7 +41,7 @@ QStringList column(const ZrbGrid* grid, int col = 1)
 
 } // namespace
 
-class TestPanelFrame : public QObject
+class TestWorkbench : public QObject
 {
     Q_OBJECT
 
@@ -51,17 +54,22 @@ private slots:
         m_port.open();
     }
 
+    // Both windows, the one the test is about shown and active.
     void init()
     {
         m_window = new wPanelFrame(m_port);
-        m_window->show();
-        QApplication::setActiveWindow(m_window);
-        QVERIFY(QTest::qWaitForWindowActive(m_window));
+        m_calculator = new wPanelCalcul;
+        const bool calculator = QByteArray(QTest::currentTestFunction()).startsWith("calculator");
+        QWidget* tested = calculator ? static_cast<QWidget*>(m_calculator) : m_window;
+        tested->show();
+        QApplication::setActiveWindow(tested);
+        QVERIFY(QTest::qWaitForWindowActive(tested));
     }
 
     void cleanup()
     {
         delete m_window;
+        delete m_calculator;
         m_prompts.texts.clear();
     }
 
@@ -77,21 +85,20 @@ private slots:
         QTest::addColumn<int>("reason"); // text in the status bar
         const QByteArray none;
         const int codec = TextId::FrameErrorFirst - 1; // + the codec's error number
-        row("slave 0 refused", QString("0 3 0 1"), none, QString("updFrameSlave"), true,
+        row("slave 0 refused", "0 3 0 1", none, "updFrameSlave", true,
             int(TextId::FrameSlaveRange));
-        row("slave 65 refused", QString("65 3 0 1"), none, QString("updFrameSlave"), true,
+        row("slave 65 refused", "65 3 0 1", none, "updFrameSlave", true,
             int(TextId::FrameSlaveRange));
-        row("address not a number", QString("1 3 12x 1"), none, QString("txtFrameAddress"), true,
+        row("address not a number", "1 3 12x 1", none, "txtFrameAddress", true,
             int(TextId::FrameAddressNotNumber));
-        row("reads never carry data", QString("1 4 7 2 5 6"), hex("010400070002"), QString(), false,
-            0);
-        row("single bit write", QString("1 5 10 1 1"), hex("0105000AFF00"), QString(), false, 0);
-        row("slave 64, word writes, negative as two's complement", QString("64 16 0 2 258 -1"),
+        row("reads never carry data", "1 4 7 2 5 6", hex("010400070002"), QString(), false, 0);
+        row("single bit write", "1 5 10 1 1", hex("0105000AFF00"), QString(), false, 0);
+        row("slave 64, word writes, negative as two's complement", "64 16 0 2 258 -1",
             hex("401000000002040102FFFF"), QString(), false, 0);
-        row("address 65536 passes the box but not the codec", QString("1 3 65536 1"), none,
-            QString("txtFrameAddress"), false, codec + 2);
-        row("a write of no items, the codec points at the count", QString("1 16 0 0"), none,
-            QString("txtFrameNbData"), false, codec + 4);
+        row("address 65536 passes the box but not the codec", "1 3 65536 1", none,
+            "txtFrameAddress", false, codec + 2);
+        row("a write of no items, the codec points at the count", "1 16 0 0", none,
+            "txtFrameNbData", false, codec + 4);
     }
 
     void compute()
@@ -140,33 +147,29 @@ private slots:
     {
         QTest::addColumn<QString>("box");
         QTest::addColumn<QString>("typed");
-        QTest::addColumn<bool>("stays");
         QTest::addColumn<int>("rows");   // of the grid afterwards
-        QTest::addColumn<int>("reason"); // in the status bar when held
+        QTest::addColumn<int>("reason"); // in the status bar when the box holds the focus
         const QString address = QStringLiteral("txtFrameAddress");
         const QString count = QStringLiteral("txtFrameNbData");
-        row("address 65536 passes", address, QString("65536"), false, 2, 0);
-        row("address 65537 held", address, QString("65537"), true, 2,
-            int(TextId::FrameAddressRange));
-        row("address -1 held", address, QString("-1"), true, 2, int(TextId::FrameAddressRange));
-        row("count 5 gives six rows", count, QString("5"), false, 6, 0);
-        row("count -1 held, grid kept", count, QString("-1"), true, 2,
-            int(TextId::FrameCountRange));
+        row("address 65536 passes", address, "65536", 2, 0);
+        row("address 65537 held", address, "65537", 2, int(TextId::FrameAddressRange));
+        row("address -1 held", address, "-1", 2, int(TextId::FrameAddressRange));
+        row("count 5 gives six rows", count, "5", 6, 0);
+        row("count -1 held, grid kept", count, "-1", 2, int(TextId::FrameCountRange));
     }
 
     void leaveChecks()
     {
         QFETCH(QString, box);
         QFETCH(QString, typed);
-        QFETCH(bool, stays);
         QFETCH(int, rows);
         QFETCH(int, reason);
         control(box)->setFocus();
         retype(box, typed);
         control("txtFrameData_0")->setFocus();
         QTest::qWait(20);
-        QTRY_COMPARE(control(box)->hasFocus(), stays);
-        QCOMPARE(FramedRed(control(box)), stays);
+        QTRY_COMPARE(control(box)->hasFocus(), reason != 0);
+        QCOMPARE(FramedRed(control(box)), reason != 0);
         QCOMPARE(m_prompts.texts,
                  reason ? QStringList{DataFunctions7310::GetText(reason)} : QStringList());
         QStringList numbers;
@@ -175,8 +178,9 @@ private slots:
         QCOMPARE(column(grid(), 0), numbers);
     }
 
-    // A change of function from a read of three words with two values in the grid: the
-    // texts cleared, the count locked at 1 for single writes, bit writes offering 0 and 1.
+    // A change of function from a read of three words, the first typed into the grid (the
+    // numeric filter takes a sign; a refused key opens no editor) and the second set to 0:
+    // the texts cleared, the count locked at 1 for single writes, bit writes offering 0 and 1.
     void typeChange_data()
     {
         QTest::addColumn<int>("code");
@@ -185,12 +189,10 @@ private slots:
         QTest::addColumn<QStringList>("list");
         QTest::addColumn<QStringList>("values"); // data column after the change
         const QStringList bits{"0", "1"};
-        row("single bit write", 5, QString("1"), true, bits, QStringList{"1"});
-        row("bit writes carry values over", 15, QString("3"), false, bits,
-            QStringList{"1", "0", "0"});
-        row("single word write", 6, QString("1"), true, QStringList(), QStringList{"7"});
-        row("word writes leave values", 16, QString("3"), false, QStringList(),
-            QStringList{"7", "0", ""});
+        row("single bit write", 5, "1", true, bits, QStringList{"1"});
+        row("bit writes carry values over", 15, "3", false, bits, QStringList{"1", "0", "0"});
+        row("single word write", 6, "1", true, QStringList(), QStringList{"-12"});
+        row("word writes leave values", 16, "3", false, QStringList(), QStringList{"-12", "0", ""});
     }
 
     void typeChange()
@@ -203,9 +205,15 @@ private slots:
         selectFunction(3);
         control("txtFrameNbData")->setFocus();
         retype("txtFrameNbData", "3");
-        control("txtFrameAddress")->setFocus();
+        grid()->setFocus();
         QCOMPARE(grid()->rows(), 4);
-        grid()->setTextMatrix(1, 1, "7");
+        grid()->setCurrentCell(0, 1);
+        QTest::keyClicks(grid(), "x-");
+        auto* editor = grid()->findChild<QLineEdit*>();
+        QVERIFY(editor);
+        QTest::keyClicks(editor, "1a2");
+        QTest::keyClick(editor, Qt::Key_Return);
+        QTRY_COMPARE(grid()->textMatrix(1, 1), "-12");
         grid()->setTextMatrix(2, 1, "0");
         control("txtFrameData_0")->setText("01 03 ");
         control("txtFrameData_1")->setText("(Time-out)");
@@ -216,6 +224,15 @@ private slots:
         QCOMPARE(control("txtFrameNbData")->isReadOnly(), locked);
         QCOMPARE(grid()->columnList(1), list);
         QCOMPARE(column(grid()), values);
+        if (!list.isEmpty()) {
+            // A bit is edited in a list of its two values.
+            grid()->editItem(grid()->item(0, 1));
+            auto* choice = grid()->findChild<QComboBox*>();
+            QVERIFY(choice);
+            QCOMPARE(choice->count(), 2);
+            QTest::keyClick(choice, Qt::Key_Up);
+            QTRY_COMPARE(grid()->textMatrix(1, 1), "0");
+        }
         // Back to a read: the count is free again and the grid stays as it was.
         selectFunction(3);
         QVERIFY(!control("txtFrameNbData")->isReadOnly());
@@ -245,10 +262,10 @@ private slots:
             asText(read), read, asText(WithCrc(hex("0103020001"))), QStringList(),
             QStringList{"1"});
         row("without it: one byte less, no answer, the bytes sent noted", QByteArray(),
-            asText(read).chopped(1), read.chopped(1), QString("(Time-out)"),
+            asText(read).chopped(1), read.chopped(1), "(Time-out)",
             QStringList{DataFunctions7310::GetText(TextId::FramePartialBytes).arg(7)}, cleared);
         row("silent simulator: the read's grid cleared", QByteArray("none"), asText(read), read,
-            QString("(Time-out)"), QStringList(), cleared);
+            "(Time-out)", QStringList(), cleared);
         // The panel has no bits: functions 1 and 15 are refused with exception 01.
         row("exception answer with its text, the read's grid cleared", QByteArray(), asText(bits),
             bits, refused("018101", 1), QStringList(), cleared);
@@ -324,33 +341,109 @@ private slots:
         QCOMPARE(column(window.findChild<ZrbGrid*>("grdFrameData")), cells);
     }
 
-    void gridEntry()
+    // The calculator: the CRC of the bytes typed, empty boxes skipped; a byte outside 0..255 is
+    // refused, focused and selected, framed red for about a second, nothing computed.
+    void calculatorCrc_data()
     {
-        // Word entry: keystrokes go through the numeric filter with the sign allowed.
-        grid()->setFocus();
-        grid()->setCurrentCell(0, 1);
-        QTest::keyClicks(grid(), "x-"); // a refused key opens no editor, an accepted one does
-        auto* editor = grid()->findChild<QLineEdit*>();
-        QVERIFY(editor);
-        QTest::keyClicks(editor, "1a2");
-        QTest::keyClick(editor, Qt::Key_Return);
-        QTRY_COMPARE(grid()->textMatrix(1, 1), "-12");
+        QTest::addColumn<QStringList>("bytes"); // box i gets bytes[i]
+        QTest::addColumn<QString>("results");   // the eight result boxes and the frame, "|"
+        QTest::addColumn<int>("refused");       // the box refused, -1 for none
+        const QString none = "||||||||";
+        row("empty boxes are skipped", QStringList{"", "1", "", "3", "0", "0", "", "0", "1"},
+            "2692|0A 84|0000 1010 1000 0100|84 0A|84|0A|132|10|01 03 00 00 00 01 84 0A", -1);
+        row("high bit set reads unsigned", QStringList{"17", "3", "0", "107", "0", "3"},
+            "34678|87 76|1000 0111 0111 0110|76 87|76|87|118|135|11 03 00 6B 00 03 76 87", -1);
+        row("no bytes at all", QStringList{},
+            "65535|FF FF|1111 1111 1111 1111|FF FF|FF|FF|255|255|FF FF", -1);
+        row("256 in a later box", QStringList{"1", "1", "1", "256"}, none, 3);
+        row("negative in the first box", QStringList{"-1"}, none, 0);
+    }
 
-        // Bit entry: the cell offers "0" and "1" and nothing else.
-        selectFunction(5);
-        QCOMPARE(grid()->textMatrix(1, 1), "1");
-        grid()->editItem(grid()->item(0, 1));
-        auto* list = grid()->findChild<QComboBox*>();
-        QVERIFY(list);
-        QCOMPARE(list->count(), 2);
-        QTest::keyClick(list, Qt::Key_Up);
-        QTRY_COMPARE(grid()->textMatrix(1, 1), "0");
+    void calculatorCrc()
+    {
+        QFETCH(QStringList, bytes);
+        QFETCH(QString, results);
+        QFETCH(int, refused);
+        for (int i = 0; i < bytes.size(); ++i)
+            QTest::keyClicks(crcByte(i), bytes[i]);
+        click("cmdCrcCompute");
+        QCOMPARE(crcResults(), results);
+        if (refused < 0) {
+            QVERIFY(m_prompts.texts.isEmpty());
+            // A result never stands beside bytes it was not computed from.
+            QTest::keyClick(crcByte(8), Qt::Key_7);
+            QCOMPARE(crcResults(), "||||||||");
+            return;
+        }
+        QLineEdit* bad = crcByte(refused);
+        QVERIFY(bad->hasFocus());
+        QCOMPARE(bad->selectedText(), bytes[refused]);
+        QVERIFY(FramedRed(bad));
+        QCOMPARE(m_prompts.texts, QStringList{DataFunctions7310::GetText(TextId::CrcByteRange)});
+        QTest::qWait(700);
+        QVERIFY(Refusal::IsCued(bad));
+        QTRY_VERIFY_WITH_TIMEOUT(!Refusal::IsCued(bad), 1000);
+    }
+
+    // One 16-bit word in three boxes: what is typed into one box, in the signed or unsigned
+    // form, and what the boxes show afterwards; a refused entry keeps the last word.
+    void calculatorConverter_data()
+    {
+        QTest::addColumn<int>("typedBox"); // decimal, hexadecimal, binary
+        QTest::addColumn<QString>("keys");
+        QTest::addColumn<QString>("form");  // "signed", "unsigned", or "signed, then unsigned"
+        QTest::addColumn<QString>("shown"); // decimal|hexadecimal|binary
+        QTest::addColumn<int>("reason");    // of a refusal, in the status bar
+        const int signedRange = TextId::ConvertSignedRange;
+        row("65535 unsigned", 0, "65535", "unsigned", "65535|FF FF|1111 1111 1111 1111", 0);
+        row("65536 unsigned refused", 0, "65536", "unsigned", "65536|19 99|1 1001 1001 1001",
+            int(TextId::ConvertUnsignedRange));
+        row("32768 signed refused, the last word kept", 0, "32768", "signed",
+            "32768|0C CC|1100 1100 1100", signedRange);
+        row("-32768 signed", 0, "-32768", "signed", "-32768|80 00|1000 0000 0000 0000", 0);
+        row("-32769 signed refused", 0, "-32769", "signed", "-32769|F3 34|1111 0011 0011 0100",
+            signedRange);
+        row("minus dropped when unsigned", 0, "-12", "unsigned", "12|00 0C|1100", 0);
+        row("hex lower case, signed", 1, "ff ff", "signed", "-1|FF FF|1111 1111 1111 1111", 0);
+        row("hex unsigned, junk dropped", 1, "8g0-00", "unsigned", "32768|8000|1000 0000 0000 0000",
+            0);
+        row("binary ignores the digit 2", 2, "1021", "signed", "5|00 05|101", 0);
+        row("binary seventeenth digit refused", 2, "11111111111111111", "unsigned",
+            "65535|FF FF|1111111111111111", int(TextId::ConvertBinaryDigits));
+        row("unsigned box rewrites the decimal box", 1, "FFFE", "signed, then unsigned",
+            "65534|FFFE|1111 1111 1111 1110", 0);
+    }
+
+    void calculatorConverter()
+    {
+        QFETCH(int, typedBox);
+        QFETCH(QString, keys);
+        QFETCH(QString, form);
+        QFETCH(QString, shown);
+        QFETCH(int, reason);
+        auto* unsignedBox = m_calculator->findChild<QCheckBox*>("chkConvertUnsigned");
+        unsignedBox->setChecked(form.startsWith("unsigned"));
+        QTest::keyClicks(convert(typedBox), keys);
+        unsignedBox->setChecked(form.endsWith("unsigned"));
+        QCOMPARE(texts("txtConvert_", 3), shown);
+        QCOMPARE(FramedRed(convert(typedBox)), reason != 0);
+        QCOMPARE(m_prompts.texts,
+                 reason ? QStringList{DataFunctions7310::GetText(reason)} : QStringList());
+    }
+
+    void calculatorBoxSelectsItsTextOnEntry()
+    {
+        convert(0)->setText("101");
+        convert(0)->setFocus(Qt::TabFocusReason);
+        QTRY_COMPARE(convert(0)->selectedText(), "101");
     }
 
 private:
+    // A control of either window, by name.
     template<typename T = QLineEdit> T* control(const QString& name) const
     {
-        return m_window->findChild<T*>(name);
+        T* found = m_window->findChild<T*>(name);
+        return found ? found : m_calculator->findChild<T*>(name);
     }
     ZrbGrid* grid() const { return control<ZrbGrid>("grdFrameData"); }
     QString request() const { return control("txtFrameData_0")->text(); }
@@ -370,12 +463,28 @@ private:
     {
         QTest::mouseClick(control<QPushButton>(button), Qt::LeftButton);
     }
+    QLineEdit* crcByte(int i) const { return control(QStringLiteral("txtCrcFrame_%1").arg(i)); }
+    QLineEdit* convert(int i) const { return control(QStringLiteral("txtConvert_%1").arg(i)); }
+    // The texts of the boxes "<prefix>0" to "<prefix><count - 1>", "|" between.
+    QString texts(const QString& prefix, int count) const
+    {
+        QStringList shown;
+        for (int i = 0; i < count; ++i)
+            shown << control(prefix + QString::number(i))->text();
+        return shown.join('|');
+    }
+    QString crcResults() const
+    {
+        return texts("txtCrcResult_", wPanelCalcul::CrcResultBoxes) + '|' +
+               control("txtFrame")->text();
+    }
 
     SimProcess m_sim;
     ComCtrl m_port;
     wPanelFrame* m_window = nullptr;
+    wPanelCalcul* m_calculator = nullptr;
     PromptCapture m_prompts;
 };
 
-QTEST_MAIN(TestPanelFrame)
-#include "tst_wpanelframe.moc"
+QTEST_MAIN(TestWorkbench)
+#include "tst_workbench.moc"
