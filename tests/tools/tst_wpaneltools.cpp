@@ -13,16 +13,6 @@
 
 #include <memory>
 
-// What a test row does to the window, its line and the simulator.
-struct Rig
-{
-    wPanelTools& w;
-    ComCtrl& line;
-    SimProcess& sim;
-};
-using Action = std::function<void(Rig&)>;
-Q_DECLARE_METATYPE(Action)
-
 namespace {
 
 using Frames = QList<QByteArray>;
@@ -144,133 +134,73 @@ private slots:
                  DataFunctions7310::GetText(234230 + sequence));
     }
 
-    // One operation: the frames the panel heard, the panel on screen and the log afterwards.
-    // The image words carry LED n at bit (3 n) mod 15 of word n div 5, the horn at bit 12 of
-    // the last word.
+    // One operation, played as steps: the frames the panel heard, the panel on screen and the
+    // log afterwards. The image words carry LED n at bit (3 n) mod 15 of word n div 5, the
+    // horn at bit 12 of the last word.
     void operations_data()
     {
-        QTest::addColumn<Action>("act");
+        QTest::addColumn<QString>("steps");
         QTest::addColumn<Frames>("frames"); // heard by the panel, without their CRC
         QTest::addColumn<QString>("panel"); // on screen afterwards
         QTest::addColumn<bool>("answered"); // the last exchange
-
-        row("sequence 0: a click sends the LED at once", Action([](Rig& r) {
-                choose(r.w, 0);
-                clickLed(r.w, 5, 3);
-            }),
-            Frames{hex("010600060003")}, QString("000003000000000000000000 0"), true);
-        row("sequence 0: the horn is word 64", Action([](Rig& r) {
-                choose(r.w, 0);
-                clickLed(r.w, 24, 1);
-            }),
-            Frames{hex("010600400001")}, QString("000000000000000000000000 1"), true);
+        const QString off = "000000000000000000000000 0";
+        row("sequence 0: a click sends the LED at once", "sequence 0, LED 5 in 3",
+            Frames{hex("010600060003")}, "000003000000000000000000 0", true);
+        row("sequence 0: the horn is word 64", "sequence 0, LED 24 in 1",
+            Frames{hex("010600400001")}, "000000000000000000000000 1", true);
         row("sequence 1: clicks draw, Start sends; LED 23 in state 5 is 2560, the horn 4096",
-            Action([](Rig& r) {
-                choose(r.w, 1);
-                r.w.panel()->setState(23, 5);
-                clickLed(r.w, 0, 2);
-                clickLed(r.w, 24, 4);
-                press(r.w, wPanelTools::cmdStart);
-            }),
-            Frames{hex("0110001900050A00020000000000001A00")},
-            QString("200000000000000000000005 4"), true);
-        row("sequence 2: word 0x7FFF reads as state 7 for LEDs 0 to 4", Action([](Rig& r) {
-                setPanel(r.w, "777770000000000000000000 0");
-                r.w.SendWholePanel();
-                setPanel(r.w, "000000000000000000000000 0");
-                choose(r.w, 2);
-                press(r.w, wPanelTools::cmdStart);
-            }),
+            "sequence 1, show 000000000000000000000005 0, LED 0 in 2, LED 24 in 4, Start",
+            Frames{hex("0110001900050A00020000000000001A00")}, "200000000000000000000005 4", true);
+        row("sequence 2: word 0x7FFF reads as state 7 for LEDs 0 to 4",
+            "show 777770000000000000000000 0, send, show " + off + ", sequence 2, Start",
             Frames{hex("0110001900050A7FFF0000000000000000"), hex("010300190005")},
-            QString("777770000000000000000000 0"), true);
-        row("sequence 3: lamp test", Action([](Rig& r) {
-                choose(r.w, 3);
-                press(r.w, wPanelTools::cmdStart);
-            }),
-            Frames{hex("010600420001")}, QString("000000000000000000000000 0"), true);
-        row("panel off: word 0, then word 64", Action([](Rig& r) {
-                setPanel(r.w, "123400000000000000000000 1");
-                press(r.w, wPanelTools::cmdRazPanel);
-            }),
-            (Frames{hex("010600000000"), hex("010600400000")}),
-            QString("000000000000000000000000 0"), true);
+            "777770000000000000000000 0", true);
+        row("sequence 3: lamp test", "sequence 3, Start", Frames{hex("010600420001")}, off, true);
+        row("panel off: word 0, then word 64", "show 123400000000000000000000 1, panel off",
+            (Frames{hex("010600000000"), hex("010600400000")}), off, true);
         row("TEST in the alarm sequence: blinking LEDs turn steady, the horn stops",
-            Action([](Rig& r) {
-                choose(r.w, 5);
-                setPanel(r.w, "012345670123456701234567 3");
-                QTest::mouseClick(r.w.panel()->testLabel(), Qt::LeftButton);
-            }),
-            Frames{hex("0110001900050A12481049124912410249")},
-            QString("011111110111111101111111 0"), true);
-        row("TEST in any other sequence: nothing", Action([](Rig& r) {
-                choose(r.w, 1);
-                setPanel(r.w, "012345670123456701234567 3");
-                QTest::mouseClick(r.w.panel()->testLabel(), Qt::LeftButton);
-            }),
-            Frames{}, QString("012345670123456701234567 3"), true);
-        row("slave 65 is refused by the codec: nothing sent", Action([](Rig& r) {
-                control<QLineEdit>(r.w, "TxtToolsSlave")->setText("65");
-                clickLed(r.w, 2, 1);
-            }),
-            Frames{}, QString("001000000000000000000000 0"), true);
-        row("line held by another window: nothing sent", Action([](Rig& r) {
-                r.line.setBusy(true);
-                choose(r.w, 3);
-                press(r.w, wPanelTools::cmdStart);
-                r.line.setBusy(false);
-            }),
-            Frames{}, QString("000000000000000000000000 0"), true);
-        row("sequence 2 unanswered: the screen keeps its image", Action([](Rig& r) {
-                setPanel(r.w, "123000000000000000000000 1");
-                r.sim.command("fault-next none");
-                choose(r.w, 2);
-                press(r.w, wPanelTools::cmdStart);
-            }),
-            Frames{hex("010300190005")}, QString("123000000000000000000000 1"), false);
+            "sequence 5, show 012345670123456701234567 3, TEST",
+            Frames{hex("0110001900050A12481049124912410249")}, "011111110111111101111111 0", true);
+        row("TEST in any other sequence: nothing",
+            "sequence 1, show 012345670123456701234567 3, TEST", Frames{},
+            "012345670123456701234567 3", true);
+        row("slave 65 is refused by the codec: nothing sent", "slave 65, LED 2 in 1", Frames{},
+            "001000000000000000000000 0", true);
+        row("line held by another window: nothing sent", "line busy, sequence 3, Start, line free",
+            Frames{}, off, true);
+        row("sequence 2 unanswered: the screen keeps its image",
+            "show 123000000000000000000000 1, silent, sequence 2, Start",
+            Frames{hex("010300190005")}, "123000000000000000000000 1", false);
     }
 
     void operations()
     {
-        QFETCH(Action, act);
+        QFETCH(QString, steps);
         QFETCH(Frames, frames);
         QFETCH(QString, panel);
         QFETCH(bool, answered);
-        Rig rig{*m_window, m_port, m_sim};
-        act(rig);
+        play(steps);
         QCOMPARE(heardSince(m_heard), frames);
         QCOMPARE(panelText(*m_window), panel);
         QCOMPARE(log(*m_window)->topLevelItemCount(), frames.size());
         QCOMPARE(m_window->LastFrameTimedOut(), !answered);
     }
 
-    // The log keeps the last seven exchanges; an unanswered one shows "(Time-out)".
-    void frameLog_data()
-    {
-        QTest::addColumn<int>("clicks");
-        QTest::addColumn<bool>("silent"); // the panel leaves the last one unanswered
-        QTest::addColumn<int>("first");   // click whose request heads the log
-        row("seven exchanges, all shown", 7, false, 0);
-        row("the eighth and ninth push out the oldest", 9, false, 2);
-        row("no answer shows (Time-out)", 2, true, 0);
-    }
-
+    // The log keeps the last seven exchanges, an unanswered one shown "(Time-out)"; the
+    // button clears it.
     void frameLog()
     {
-        QFETCH(int, clicks);
-        QFETCH(bool, silent);
-        QFETCH(int, first);
         wPanelTools& w = *m_window;
-        for (int i = 0; i < clicks; ++i) {
-            if (silent && i == clicks - 1)
+        for (int i = 0; i < 9; ++i) {
+            if (i == 8)
                 QVERIFY(m_sim.command("fault-next none"));
             clickLed(w, i, 1);
         }
-        QCOMPARE(log(w)->topLevelItemCount(), std::min(clicks, 7));
+        QCOMPARE(log(w)->topLevelItemCount(), 7);
         QCOMPARE(log(w)->topLevelItem(0)->text(0),
-                 CommFunctions::FrameToText(CommFunctions::FrameToSend(1, 6, first + 1, 1, 1)));
-        const QString last = log(w)->topLevelItem(log(w)->topLevelItemCount() - 1)->text(1);
-        QCOMPARE(last == "(Time-out)", silent);
-        QCOMPARE(w.LastFrameTimedOut(), silent);
+                 CommFunctions::FrameToText(CommFunctions::FrameToSend(1, 6, 3, 1, 1)));
+        QCOMPARE(log(w)->topLevelItem(6)->text(1), "(Time-out)");
+        QVERIFY(w.LastFrameTimedOut());
         press(w, wPanelTools::cmdRazTableau);
         QCOMPARE(log(w)->topLevelItemCount(), 0);
         QVERIFY(!w.LastFrameTimedOut());
@@ -281,39 +211,30 @@ private slots:
     {
         QTest::addColumn<int>("sequence");
         QTest::addColumn<int>("atMs"); // when the event comes, after Start
-        QTest::addColumn<Action>("event");
+        QTest::addColumn<QString>("event");
         QTest::addColumn<int>("framesAfter"); // heard after the event
         QTest::addColumn<QByteArray>("last"); // the last frame heard, without its CRC
         QTest::addColumn<QString>("panel");   // on screen at the end
-
-        const Action stop = [](Rig& r) {
-            press(r.w, wPanelTools::cmdStop);
-        };
-        const Action silent = [](Rig& r) {
-            r.sim.command("fault-next none");
-        };
         const QByteArray ackRead = hex("010300440001");
+        const QByteArray threeLit = hex("0110001900050A00490000000000000000");
         // The sweep sends an image at about 0, 0.5 and 1 s, the alarm polls every 50 ms.
-        row("sweep stopped midway: LEDs 0 to 2 lit", 4, 1300, stop, 0,
-            hex("0110001900050A00490000000000000000"), QString("111000000000000000000000 0"));
-        row("a time-out ends the sweep", 4, 950, silent, 1,
-            hex("0110001900050A00490000000000000000"), QString("111000000000000000000000 0"));
-        row("alarm acknowledged on the panel", 5, 600, Action([](Rig& r) { r.sim.command("ack"); }),
-            2, hex("0110001900050A00080000000800000000"), QString("010000000001000000000000 0"));
-        row("alarm stopped by the user", 5, 600, stop, 0, ackRead,
-            QString("040000000004000000000000 1"));
-        row("alarm ends on a time-out", 5, 600, silent, 1, ackRead,
-            QString("040000000004000000000000 1"));
-        row("another window takes the line: the sweep ends at its next wait", 4, 700,
-            Action([](Rig& r) { r.line.setBusy(true); }), 0,
-            hex("0110001900050A00090000000000000000"), QString("110000000000000000000000 0"));
+        row("sweep stopped midway: LEDs 0 to 2 lit", 4, 1300, "Stop", 0, threeLit,
+            "111000000000000000000000 0");
+        row("a time-out ends the sweep", 4, 950, "silent", 1, threeLit,
+            "111000000000000000000000 0");
+        row("alarm acknowledged on the panel", 5, 600, "ack", 2,
+            hex("0110001900050A00080000000800000000"), "010000000001000000000000 0");
+        row("alarm stopped by the user", 5, 600, "Stop", 0, ackRead, "040000000004000000000000 1");
+        row("alarm ends on a time-out", 5, 600, "silent", 1, ackRead, "040000000004000000000000 1");
+        row("another window takes the line: the sweep ends at its next wait", 4, 700, "line busy",
+            0, hex("0110001900050A00090000000000000000"), "110000000000000000000000 0");
     }
 
     void sequences()
     {
         QFETCH(int, sequence);
         QFETCH(int, atMs);
-        QFETCH(Action, event);
+        QFETCH(QString, event);
         QFETCH(int, framesAfter);
         QFETCH(QByteArray, last);
         QFETCH(QString, panel);
@@ -323,8 +244,7 @@ private slots:
         QElapsedTimer clock;
         QTimer::singleShot(atMs, &w, [&] {
             atEvent = m_sim.heardFrames().size();
-            Rig rig{w, m_port, m_sim};
-            event(rig);
+            play(event);
             clock.start();
         });
         press(w, wPanelTools::cmdStart); // returns when the sequence has ended
@@ -428,6 +348,37 @@ private slots:
     }
 
 private:
+    // Plays steps on the window, ", " between: "sequence N", "LED n in s" (LED 24 is the
+    // horn), "show <24 states> <horn>" (on screen only), a button ("Start", "Stop",
+    // "panel off"), "TEST", "send" (the image on screen), "slave N", "line busy", "line free",
+    // and to the simulator "silent" (the next request goes unanswered) and "ack" (the panel's
+    // acknowledgement).
+    void play(const QString& steps)
+    {
+        const QStringList buttons{"Start", "Stop", "panel off"};
+        for (const QString& step : steps.split(", ")) {
+            const QString arg = step.section(' ', 1);
+            if (step.startsWith("sequence"))
+                choose(*m_window, arg.toInt());
+            else if (step.startsWith("LED"))
+                clickLed(*m_window, arg.section(' ', 0, 0).toInt(), arg.section(' ', 2).toInt());
+            else if (step.startsWith("show"))
+                setPanel(*m_window, arg);
+            else if (step.startsWith("slave"))
+                control<QLineEdit>(*m_window, "TxtToolsSlave")->setText(arg);
+            else if (step.startsWith("line"))
+                m_port.setBusy(arg == "busy");
+            else if (step == "TEST")
+                QTest::mouseClick(m_window->panel()->testLabel(), Qt::LeftButton);
+            else if (step == "send")
+                m_window->SendWholePanel();
+            else if (step == "silent" || step == "ack")
+                QVERIFY(m_sim.command(step == "ack" ? "ack" : "fault-next none"));
+            else
+                press(*m_window, buttons.indexOf(step));
+        }
+    }
+
     // Frames the panel heard since the trace held `from` of them, without their CRC.
     Frames heardSince(qsizetype from, int settleMs = 100) const
     {
