@@ -1,7 +1,6 @@
 // The slave dialog (presets, what OK and Cancel store, help) and the search's progress
 // dialog (labels, the modal wait once a panel answered, Cancel during a real scan).
 #include "../../common/promptcapture.h"
-#include "comctrl.h"
 #include "commfunctions.h"
 #include "datafunctions7310.h"
 #include "detectk9120.h"
@@ -15,12 +14,10 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
-#include <QFile>
 #include <QLabel>
+#include <QFile>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QTemporaryDir>
-#include <QTest>
 #include <QTimer>
 
 #include <functional>
@@ -57,37 +54,27 @@ private slots:
 
     void askSlave_data()
     {
-        QTest::addColumn<QByteArray>("file");
-        QTest::addColumn<QString>("openPort");
-        QTest::addColumn<QString>("preset"); // slave text and search box: "1 on"
-        QTest::addColumn<QString>("typed");
-        QTest::addColumn<int>("key"); // Return presses the default button, OK
-        QTest::addColumn<bool>("accepted");
+        // preset: slave text and search box, "1 on"; Return presses the default button, OK
+        columns<QByteArray, QString, QString, QString, int, bool>("file", "openPort", "preset",
+                                                                  "typed", "key", "accepted");
         const QByteArray stored("[General]\nLanguage=English\n\n[Communication]\nLastSlave=12\n"
                                 "AutoSearch=0\n");
         const int ok = Qt::Key_Return;
-        const auto row = [](const char* name, const QByteArray& file, const char* port,
-                            const char* preset, const char* typed, int key, bool accepted) {
-            QTest::newRow(name) << file << QString(port) << QString(preset) << QString(typed) << key
-                                << accepted;
-        };
-        row("no settings file; 0 asks the search for the number", {}, "1", "1 on", "0", ok, true);
+        row("no settings file; 0 asks the search for the number", QByteArray(), "1", "1 on", "0",
+            ok, true);
         row("stored slave, search off; 64 is the last slave", stored, "3", "12 off", "64", ok,
             true);
-        row("device path of the open port offered; 65 beeps", "[Communication]\nLastSlave=0\n",
-            "/dev/pts/9", "0 on", "65", ok, false);
+        row("device path of the open port offered; 65 beeps",
+            QByteArray("[Communication]\nLastSlave=0\n"), "/dev/pts/9", "0 on", "65", ok, false);
         row("fraction beeps", stored, "2", "12 off", "1.5", ok, false);
-        row("Escape is Cancel", stored, "2", "12 off", "17", Qt::Key_Escape, false);
+        row("Escape is Cancel", stored, "2", "12 off", "17", int(Qt::Key_Escape), false);
     }
 
     void askSlave()
     {
-        QFETCH(QByteArray, file);
-        QFETCH(QString, openPort);
-        QFETCH(QString, preset);
-        QFETCH(QString, typed);
-        QFETCH(int, key);
-        QFETCH(bool, accepted);
+        const auto [file, openPort, preset, typed, key, accepted] =
+            fetch<QByteArray, QString, QString, QString, int, bool>("file", "openPort", "preset",
+                                                                    "typed", "key", "accepted");
         if (!file.isEmpty()) {
             QFile ini(m_ini);
             QVERIFY(ini.open(QIODevice::WriteOnly) && ini.write(file) == file.size());
@@ -121,12 +108,10 @@ private slots:
         QCOMPARE(readFile(m_ini) == before, !accepted);
         if (!accepted)
             return;
-        const auto stored = [](const char* name) {
-            return ZRBfonctions::GetIniParam("Communication", QLatin1String(name), "<none>");
-        };
-        QCOMPARE(stored("LastSlave"), typed);
-        QCOMPARE(stored("AutoSearch"), autoSearch ? "0" : "1");
-        QCOMPARE(stored("Port"), QStringLiteral("/dev/pts/42"));
+        QStringList stored;
+        for (const char* name : {"LastSlave", "AutoSearch", "Port"})
+            stored << ZRBfonctions::GetIniParam("Communication", QLatin1String(name), "<none>");
+        QCOMPARE(stored, (QStringList{typed, autoSearch ? "0" : "1", "/dev/pts/42"}));
         QCOMPARE(int(dialog.slave()), typed.toInt());
         if (file.contains("Language"))
             QCOMPARE(ZRBfonctions::GetIniParam("General", "Language", {}),
@@ -152,17 +137,14 @@ private slots:
 
     void searchFoundWaitsForUser_data()
     {
-        QTest::addColumn<QString>("button");
-        QTest::addColumn<bool>("confirmed");
-        QTest::newRow("OK takes the panel") << "cmdOk" << true;
-        QTest::newRow("Cancel leaves it") << "cmdCancel" << false;
+        columns<QString, bool>("button", "confirmed");
+        row("OK takes the panel", "cmdOk", true);
+        row("Cancel leaves it", "cmdCancel", false);
     }
 
     void searchFoundWaitsForUser()
     {
-        QFETCH(QString, button);
-        QFETCH(bool, confirmed);
-
+        const auto [button, confirmed] = fetch<QString, bool>("button", "confirmed");
         wSearchSlave dialog;
         SearchObserver& observer = dialog;
         observer.show();
