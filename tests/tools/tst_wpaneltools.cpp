@@ -101,76 +101,48 @@ private slots:
         m_fixture.reset();
     }
 
-    // What each sequence offers: the state selector, Start, Stop, clicks on the panel.
-    void sequenceTable_data()
-    {
-        QTest::addColumn<int>("sequence");
-        QTest::addColumn<QString>("shown"); // selector, Start, Stop, panel: 1 yes, 0 no
-        row("0 manual", 0, QString("1001"));
-        row("1 whole panel", 1, QString("1101"));
-        row("2 read", 2, QString("0100"));
-        row("3 lamp test", 3, QString("0100"));
-        row("4 sweep", 4, QString("0100"));
-        row("5 alarm", 5, QString("0101"));
-    }
-
-    void sequenceTable()
-    {
-        QFETCH(int, sequence);
-        QFETCH(QString, shown);
-        wPanelTools& w = *m_window;
-        QCOMPARE(control<QLabel>(w, "lblCommParams")->text(),
-                 DataFunctions7310::GetText(234201) + "9600,n,8,1");
-        QVERIFY(!w.Modified() && !w.running());
-        QCOMPARE(w.panel()->blinkTimer()->interval(), 250);
-        choose(w, sequence);
-        const QString seen = QStringLiteral("%1%2%3%4")
-                                 .arg(!control(w, "frmToolsLeds")->isHidden())
-                                 .arg(control(w, "cmdTools_0")->isEnabled())
-                                 .arg(control(w, "cmdTools_1")->isEnabled())
-                                 .arg(control(w, "frmPanneau")->isEnabled());
-        QCOMPARE(seen, shown);
-        QCOMPARE(control<QLabel>(w, "lblHelp")->text(),
-                 DataFunctions7310::GetText(234230 + sequence));
-    }
-
     // One operation, played as steps: the frames the panel heard, the panel on screen and the
-    // log afterwards. The image words carry LED n at bit (3 n) mod 15 of word n div 5, the
-    // horn at bit 12 of the last word.
+    // log afterwards, and what the sequence chosen offers. The image words carry LED n at
+    // bit (3 n) mod 15 of word n div 5, the horn at bit 12 of the last word.
     void operations_data()
     {
         QTest::addColumn<QString>("steps");
         QTest::addColumn<Frames>("frames"); // heard by the panel, without their CRC
         QTest::addColumn<QString>("panel"); // on screen afterwards
         QTest::addColumn<bool>("answered"); // the last exchange
+        // The state selector, Start, Stop, clicks on the panel: 1 offered, 0 not.
+        QTest::addColumn<QString>("offered");
         const QString off = "000000000000000000000000 0";
         row("sequence 0: a click sends the LED at once", "sequence 0, LED 5 in 3",
-            Frames{hex("010600060003")}, "000003000000000000000000 0", true);
+            Frames{hex("010600060003")}, "000003000000000000000000 0", true, "1001");
         row("sequence 0: the horn is word 64", "sequence 0, LED 24 in 1",
-            Frames{hex("010600400001")}, "000000000000000000000000 1", true);
+            Frames{hex("010600400001")}, "000000000000000000000000 1", true, "1001");
         row("sequence 1: clicks draw, Start sends; LED 23 in state 5 is 2560, the horn 4096",
             "sequence 1, show 000000000000000000000005 0, LED 0 in 2, LED 24 in 4, Start",
-            Frames{hex("0110001900050A00020000000000001A00")}, "200000000000000000000005 4", true);
+            Frames{hex("0110001900050A00020000000000001A00")}, "200000000000000000000005 4", true,
+            "1101");
         row("sequence 2: word 0x7FFF reads as state 7 for LEDs 0 to 4",
             "show 777770000000000000000000 0, send, show " + off + ", sequence 2, Start",
             Frames{hex("0110001900050A7FFF0000000000000000"), hex("010300190005")},
-            "777770000000000000000000 0", true);
-        row("sequence 3: lamp test", "sequence 3, Start", Frames{hex("010600420001")}, off, true);
+            "777770000000000000000000 0", true, "0100");
+        row("sequence 3: lamp test", "sequence 3, Start", Frames{hex("010600420001")}, off, true,
+            "0100");
         row("panel off: word 0, then word 64", "show 123400000000000000000000 1, panel off",
-            (Frames{hex("010600000000"), hex("010600400000")}), off, true);
+            (Frames{hex("010600000000"), hex("010600400000")}), off, true, "1001");
         row("TEST in the alarm sequence: blinking LEDs turn steady, the horn stops",
             "sequence 5, show 012345670123456701234567 3, TEST",
-            Frames{hex("0110001900050A12481049124912410249")}, "011111110111111101111111 0", true);
+            Frames{hex("0110001900050A12481049124912410249")}, "011111110111111101111111 0", true,
+            "0101");
         row("TEST in any other sequence: nothing",
             "sequence 1, show 012345670123456701234567 3, TEST", Frames{},
-            "012345670123456701234567 3", true);
+            "012345670123456701234567 3", true, "1101");
         row("slave 65 is refused by the codec: nothing sent", "slave 65, LED 2 in 1", Frames{},
-            "001000000000000000000000 0", true);
+            "001000000000000000000000 0", true, "1001");
         row("line held by another window: nothing sent", "line busy, sequence 3, Start, line free",
-            Frames{}, off, true);
+            Frames{}, off, true, "0100");
         row("sequence 2 unanswered: the screen keeps its image",
             "show 123000000000000000000000 1, silent, sequence 2, Start",
-            Frames{hex("010300190005")}, "123000000000000000000000 1", false);
+            Frames{hex("010300190005")}, "123000000000000000000000 1", false, "0100");
     }
 
     void operations()
@@ -179,18 +151,33 @@ private slots:
         QFETCH(Frames, frames);
         QFETCH(QString, panel);
         QFETCH(bool, answered);
+        QFETCH(QString, offered);
         play(steps);
         QCOMPARE(heardSince(m_heard), frames);
         QCOMPARE(panelText(*m_window), panel);
         QCOMPARE(log(*m_window)->topLevelItemCount(), frames.size());
         QCOMPARE(m_window->LastFrameTimedOut(), !answered);
+        const QString seen = QStringLiteral("%1%2%3%4")
+                                 .arg(!control(*m_window, "frmToolsLeds")->isHidden())
+                                 .arg(control(*m_window, "cmdTools_0")->isEnabled())
+                                 .arg(control(*m_window, "cmdTools_1")->isEnabled())
+                                 .arg(control(*m_window, "frmPanneau")->isEnabled());
+        QCOMPARE(seen, offered);
+        const int sequence = control<QComboBox>(*m_window, "cboToolsSequence")->currentIndex();
+        QCOMPARE(control<QLabel>(*m_window, "lblHelp")->text(),
+                 DataFunctions7310::GetText(234230 + sequence));
     }
 
-    // The log keeps the last seven exchanges, an unanswered one shown "(Time-out)"; the
-    // button clears it.
+    // The window as loaded: the line's settings shown, nothing changed, the LEDs blinking
+    // every 250 ms. The log keeps the last seven exchanges, an unanswered one shown
+    // "(Time-out)"; the button clears it.
     void frameLog()
     {
         wPanelTools& w = *m_window;
+        QCOMPARE(control<QLabel>(w, "lblCommParams")->text(),
+                 DataFunctions7310::GetText(234201) + "9600,n,8,1");
+        QVERIFY(!w.Modified() && !w.running());
+        QCOMPARE(w.panel()->blinkTimer()->interval(), 250);
         for (int i = 0; i < 9; ++i) {
             if (i == 8)
                 QVERIFY(m_sim.command("fault-next none"));
@@ -328,8 +315,8 @@ private slots:
                     << QString::number(state) << phase << QString(rhythm[state][phase]);
         }
         // States 5 to 7 repeat the decision of the LED before them; LED 0 has none.
-        row("5 to 7 follow their neighbour, phase 1", QString("5457706"), 1, QString("0111100"));
-        row("5 to 7 follow their neighbour, phase 2", QString("5457706"), 2, QString("0000000"));
+        row("5 to 7 follow their neighbour, phase 1", "5457706", 1, "0111100");
+        row("5 to 7 follow their neighbour, phase 2", "5457706", 2, "0000000");
     }
 
     void blinkPhases()
