@@ -1,7 +1,167 @@
-// The configuration window against k7310sim over a pty: the words on the line (from the
+// The configuration window: against k7310sim over a pty, the words on the line (from the
 // simulator's trace, with the line settings each was heard at), the controls afterwards, the
-// messages, the settings file, and the configuration files.
-#include "configtestkit.h"
+// messages, the settings file; the configuration files; the print settings dialog, and the PDF
+// print-out read back with pdftotext -bbox: what is on the page and where, in points
+// (1 mm = 2.8346 pt).
+#include "shelltestkit.h"
+#include "waskslave.h"
+#include "wpanelconfig.h"
+#include "wprintconfig.h"
+#include "wsearchslave.h"
+
+#include <QCheckBox>
+#include <QGroupBox>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPrinterInfo>
+#include <QProcess>
+#include <QSpinBox>
+#include <QXmlStreamReader>
+
+namespace {
+
+// Plays the user through the modal windows of an action: the slave dialog gets the slave typed
+// and the search box set (or is cancelled), a found panel is confirmed, and every message box
+// is recorded and closed.
+struct User
+{
+    QString slave = QStringLiteral("1");
+    bool autoSearch = false;
+    bool cancel = false;
+    int asked = 0;
+    QStringList messages;
+    QTimer timer;
+
+    User()
+    {
+        QObject::connect(&timer, &QTimer::timeout, &timer, [this] { answer(); });
+        timer.start(10);
+    }
+    void answer()
+    {
+        QWidget* modal = QApplication::activeModalWidget();
+        if (!modal || !modal->isVisible())
+            return;
+        if (auto* ask = qobject_cast<wAskSlave*>(modal)) {
+            ++asked;
+            ask->slaveBox()->setText(slave);
+            ask->autoSearchBox()->setChecked(autoSearch);
+            ask->button(cancel ? wAskSlave::Cancel : wAskSlave::Ok)->click();
+        } else if (auto* search = qobject_cast<wSearchSlave*>(modal)) {
+            if (search->okButton()->isEnabled())
+                search->okButton()->click();
+        } else if (auto* box = qobject_cast<QMessageBox*>(modal)) {
+            messages << box->text();
+            box->accept();
+        }
+    }
+};
+
+// A message as the window shows it: "10121:2.8" is text 10121 with its insert.
+QStringList texts(const QStringList& messages)
+{
+    QStringList shown;
+    for (const QString& message : messages) {
+        QString text = DataFunctions7310::GetText(message.section(':', 0, 0).toInt());
+        const QString insert = message.section(':', 1);
+        text.replace("$.$", insert).replace("$$", insert);
+        shown << text.replace('|', '\n');
+    }
+    return shown;
+}
+
+// Each frame the panel heard, or could not hear at the line's settings:
+// "<baud>/<stop> <slave>:R<address>x<count>", "...:W<address>=<value>", "... probe",
+// "ignored ..." for a frame at other settings than the panel's.
+QStringList words(const SimProcess& sim)
+{
+    QStringList summary;
+    for (const QString& frame : sim.heardFrames()) {
+        const QByteArray bytes = QByteArray::fromHex(frame.section(' ', 2).toLatin1());
+        const auto word = [&bytes](int i) {
+            return qint16(quint8(bytes[i]) << 8 | quint8(bytes[i + 1]));
+        };
+        const bool read = bytes[1] == 3;
+        const QString what = bytes.size() == 3 ? QStringLiteral("probe")
+                                               : QStringLiteral("%1:%2%3%4%5")
+                                                     .arg(quint8(bytes[0]))
+                                                     .arg(read ? 'R' : 'W')
+                                                     .arg(word(2))
+                                                     .arg(read ? 'x' : '=')
+                                                     .arg(word(4));
+        summary << (frame.startsWith("IGNORED") ? "ignored " : "") + frame.section(' ', 1, 1) +
+                       ' ' + what;
+    }
+    return summary;
+}
+
+// The controls by index (-1: nothing selected) and the version label.
+QString shown(const wPanelConfig& window)
+{
+    QStringList values;
+    for (const int value : window.values())
+        values << QString::number(value);
+    return values.join(' ') + " v" + window.findChild<QLabel*>("lblVersionK7310")->text();
+}
+
+void setValues(wPanelConfig& window, const QString& values)
+{
+    const QStringList each = values.split(' ');
+    for (int i = 0; i < each.size(); ++i) {
+        if (i == ConfigMap::Slave)
+            qobject_cast<QSpinBox*>(window.control(i))->setValue(each[i].toInt());
+        else
+            qobject_cast<QComboBox*>(window.control(i))->setCurrentIndex(each[i].toInt());
+    }
+}
+
+// The settings the write stores, "-" when absent.
+QString stored()
+{
+    QStringList values;
+    for (const char* key : {"Bauds", "Stops", "LastSlave"})
+        values << ZRBfonctions::GetIniParam("Communication", key, "-");
+    return values.join(' ');
+}
+
+// A panel with every word off its factory value: 19200 baud, 2 stop bits, slave 7.
+const QString panelState = "128=255\n129=2\n130=7\n131=2\n65=1\n67=0\n69=1\n70=1\n";
+
+constexpr double ptPerMm = 72 / 25.4;
+constexpr double tolerance = 0.5 * ptPerMm;
+
+struct Word
+{
+    QString text;
+    double xMin, yMin, xMax, yMax;
+};
+
+// The words of a PDF's page and the page's size, as pdftotext -bbox gives them.
+QList<Word> bbox(const QString& pdf, double& width, double& height)
+{
+    QProcess tool;
+    tool.start("pdftotext", {"-bbox", pdf, "-"});
+    tool.waitForFinished(30000);
+    QXmlStreamReader xml(tool.readAllStandardOutput());
+    QList<Word> words;
+    while (!xml.atEnd()) {
+        if (xml.readNext() != QXmlStreamReader::StartElement)
+            continue;
+        const auto a = xml.attributes();
+        if (xml.name() == QLatin1String("page")) {
+            width = a.value("width").toDouble();
+            height = a.value("height").toDouble();
+        } else if (xml.name() == QLatin1String("word")) {
+            // Ligatures such as "fi" come back as one character.
+            words.append({xml.readElementText().normalized(QString::NormalizationForm_KC),
+                          a.value("xMin").toDouble(), a.value("yMin").toDouble(),
+                          a.value("xMax").toDouble(), a.value("yMax").toDouble()});
+        }
+    }
+    return words;
+}
+
+} // namespace
 
 class TestPanelConfig : public QObject
 {
@@ -21,6 +181,8 @@ private slots:
         m_port.reset();
         m_fixture.capture.messages.clear();
         QFile::remove(m_fixture.iniFile);
+        QFile::remove(m_fixture.dir.filePath("out.pdf"));
+        DataFunctions7310::SetCurrentLanguage("English");
     }
 
     // Read, Write and Compare: the slave dialog and the search, the words on the line, the
@@ -278,6 +440,195 @@ private slots:
         QCOMPARE(user.messages, message.isEmpty() ? QStringList{} : texts({message.arg(path)}));
         QCOMPARE(shown(window), after.isEmpty() ? factory : after + " v");
         QVERIFY(words(*m_sim).isEmpty());
+    }
+
+    // The dialog's rules: what it shows from the file, what Ok and Cancel store.
+    void dialog_data()
+    {
+        QTest::addColumn<QString>("before"); // section "Print", "key=value" separated by ";"
+        QTest::addColumn<bool>("mask");
+        QTest::addColumn<QStringList>("typed"); // the five boxes; empty: left as shown
+        QTest::addColumn<QString>("keys");      // typed into the left box once it has the focus
+        QTest::addColumn<int>("button");
+        QTest::addColumn<QString>("stored"); // the boxes shown, then the six keys ("-": absent)
+        QTest::addColumn<int>("refused");    // the box named and focused, or -1
+        const QString pdf = "PrinterName=PDF file";
+        const QStringList ones{"1", "1", "1", "1", "1"};
+        const int ok = wPrintConfig::Ok;
+        row("fresh file: defaults; Ok stores them as typed and the PDF entry", QString(), false,
+            QStringList(), QString(), ok, QString("20 10 20 20 120 | 20 10 20 20 120 PDF file"),
+            -1);
+        row("typed text stored exactly, decimals and spaces kept", QString(), false,
+            QStringList{"15", "12.5", " 25", "18", "90"}, QString(), ok,
+            QString("20 10 20 20 120 | 15 12.5  25 18 90 PDF file"), -1);
+        row("masked margins: only the printer, stored margins untouched",
+            QString("TopMargin=5;ValueMargin=x"), true, ones, QString(), ok,
+            QString("5 10 20 20 x | 5 - - - x PDF file"), -1);
+        row("focus selects all; sign and digits pass, letters and point do not", QString(), false,
+            QStringList(), QString("+3a.5"), ok,
+            QString("20 10 20 20 120 | 20 10 +35 20 120 PDF file"), -1);
+        row("cancel stores nothing", QString(), false, ones, QString(), int(wPrintConfig::Cancel),
+            QString("20 10 20 20 120 | - - - - - -"), -1);
+        row("empty top refused", pdf, false, QStringList{"", "", "", "", ""}, QString(), ok,
+            QString("20 10 20 20 120 | - - - - - PDF file"), int(wPrintConfig::Top));
+        row("bottom not a number refused", pdf, false, QStringList{"20", "1O", "20", "20", "120"},
+            QString(), ok, QString("20 10 20 20 120 | - - - - - PDF file"),
+            int(wPrintConfig::Bottom));
+        row("left + right fill the A4 width: refused", pdf, false,
+            QStringList{"20", "10", "110", "100", "10"}, QString(), ok,
+            QString("20 10 20 20 120 | - - - - - PDF file"), int(wPrintConfig::Right));
+        row("value column beyond the right margin: refused", pdf, false,
+            QStringList{"20", "10", "20", "20", "170"}, QString(), ok,
+            QString("20 10 20 20 120 | - - - - - PDF file"), int(wPrintConfig::Value));
+    }
+
+    void dialog()
+    {
+        QFETCH(QString, before);
+        QFETCH(bool, mask);
+        QFETCH(QStringList, typed);
+        QFETCH(QString, keys);
+        QFETCH(int, button);
+        QFETCH(QString, stored);
+        QFETCH(int, refused);
+        for (const QString& pair : before.split(';', Qt::SkipEmptyParts))
+            ZRBfonctions::SetIniParam("Print", pair.section('=', 0, 0), pair.section('=', 1));
+
+        wPrintConfig dialog;
+        dialog.setMaskMargins(mask);
+        dialog.show();
+        QStringList seen;
+        for (int i = 0; i < 5; ++i)
+            seen << dialog.margin(i)->text();
+        QCOMPARE(dialog.marginsFrame()->title(), QString("Margins (mm)"));
+        QListWidget* list = dialog.printers();
+        QCOMPARE(list->item(list->count() - 1)->text(), QString("PDF file"));
+        QCOMPARE(list->count(), QPrinterInfo::availablePrinterNames().size() + 1);
+        if (before.isEmpty()) {
+            const QString selected = list->currentItem() ? list->currentItem()->text() : "";
+            QCOMPARE(selected, QPrinterInfo::defaultPrinterName());
+        }
+
+        list->setCurrentRow(list->count() - 1);
+        for (int i = 0; i < typed.size(); ++i)
+            dialog.margin(i)->setText(typed[i]);
+        if (!keys.isEmpty()) {
+            dialog.activateWindow();
+            QVERIFY(QTest::qWaitForWindowActive(&dialog));
+            dialog.margin(wPrintConfig::Left)->setFocus();
+            QTest::keyClicks(dialog.margin(wPrintConfig::Left), keys);
+        }
+        User user;
+        dialog.Bouton_Click(button);
+
+        seen << "|";
+        for (const char* key : {"TopMargin", "BottomMargin", "LeftMargin", "RightMargin",
+                                "ValueMargin", "PrinterName"})
+            seen << ZRBfonctions::GetIniParam("Print", key, "-");
+        QCOMPARE(seen.join(' '), stored);
+        QCOMPARE(dialog.confirmed(), button == wPrintConfig::Ok && refused < 0);
+        if (refused < 0) {
+            QVERIFY(user.messages.isEmpty());
+            return;
+        }
+        QCOMPARE(user.messages.size(), 1);
+        const QStringList names{"Top", "Bottom", "Left", "Right", "Values"};
+        QVERIFY2(user.messages[0].contains('"' + names[refused] + '"'),
+                 qPrintable(user.messages[0]));
+        QCOMPARE(dialog.focusWidget(), dialog.margin(refused));
+    }
+
+    // The PDF: every label and value, the columns where the margins put them, nothing
+    // outside the margins, in the window's language.
+    void pdf_data()
+    {
+        QTest::addColumn<QString>("language");
+        QTest::addColumn<QStringList>("margins");
+        QTest::addColumn<QString>("title");
+        const QStringList defaults{"20", "10", "20", "20", "120"};
+        row("English, default margins", QString("English"), defaults,
+            QString("K7310 panel configuration"));
+        row("French, default margins", QString("Français"), defaults,
+            QString("Configuration du panneau K7310"));
+        row("German, wide margins, narrow value column", QString("Deutsch"),
+            QStringList{"45", "60", "50.5", "40", "60"},
+            QString("Konfiguration des Tableaus K7310"));
+    }
+
+    void pdf()
+    {
+        QFETCH(QString, language);
+        QFETCH(QStringList, margins);
+        QFETCH(QString, title);
+        for (int i = 0; i < 5; ++i)
+            ZRBfonctions::SetIniParam("Print", wPrintConfig::MarginKey(i), margins[i]);
+        DataFunctions7310::SetCurrentLanguage(language);
+        ComCtrl port;
+        port.setPortName("/dev/ttyUSB0");
+        port.setSettings("19200,n,8,2");
+        wPanelConfig window(port);
+        window.cmdConfigInit_Click();
+        const QString path = m_fixture.dir.filePath("out.pdf");
+        QVERIFY(window.printPdf(path));
+
+        double width = 0;
+        double height = 0;
+        const QList<Word> words = bbox(path, width, height);
+        QVERIFY(!words.isEmpty());
+        const double top = margins[0].toDouble() * ptPerMm;
+        const double bottom = height - margins[1].toDouble() * ptPerMm;
+        const double left = margins[2].toDouble() * ptPerMm;
+        const double right = width - margins[3].toDouble() * ptPerMm;
+        const double valueX = left + margins[4].toDouble() * ptPerMm;
+        QString all;
+        for (const Word& word : words) {
+            QVERIFY2(word.xMin >= left - tolerance && word.xMax <= right + tolerance &&
+                         word.yMin >= top - tolerance && word.yMax <= bottom + tolerance,
+                     qPrintable(word.text));
+            all += word.text + ' ';
+        }
+        QVERIFY2(all.startsWith(title + ' '), qPrintable(all));
+        QVERIFY(all.contains("/dev/ttyUSB0"));
+
+        // The lines of a word that starts at x, as tenths of a point from the top.
+        const auto lines = [&words](const QString& text, double x) {
+            QList<int> tops;
+            for (const Word& word : words) {
+                if (word.text == text && std::abs(word.xMin - x) <= tolerance)
+                    tops << qRound(word.yMin * 10);
+            }
+            return tops;
+        };
+        const PrintOut::Content content = window.printContent();
+        QCOMPARE(content.lines.size(), 8);
+        for (const PrintOut::Line& line : content.lines) {
+            QVERIFY2(all.contains(' ' + line.label.simplified() + ' '), qPrintable(line.label));
+            QVERIFY2(all.contains(' ' + line.value.simplified() + ' '), qPrintable(line.value));
+            // The label's first word at the left margin, its value's first word in the value
+            // column, on the same line.
+            const QString labelWord = line.label.simplified().section(' ', 0, 0);
+            const QString valueWord = line.value.simplified().section(' ', 0, 0);
+            const QList<int> valueTops = lines(valueWord, valueX);
+            const QList<int> labelTops = lines(labelWord, left);
+            QVERIFY2(std::any_of(labelTops.begin(), labelTops.end(),
+                                 [&](int y) { return valueTops.contains(y); }),
+                     qPrintable(labelWord + " / " + valueWord));
+        }
+    }
+
+    // A file that cannot be written: false, told why, nothing left behind.
+    void pdfWriteFails()
+    {
+        ComCtrl port;
+        wPanelConfig window(port);
+        const QString path = m_fixture.dir.filePath("missing/out.pdf");
+        User user;
+        QVERIFY(!window.printPdf(path));
+        QCOMPARE(user.messages.size(), 1);
+        QVERIFY2(user.messages[0].contains(QDir::toNativeSeparators(path)),
+                 qPrintable(user.messages[0]));
+        QVERIFY(!QFileInfo::exists(path));
+        QCOMPARE(QDir(m_fixture.dir.path()).entryList({"*.pdf"}, QDir::Files).size(), 0);
     }
 
 private:
