@@ -9,13 +9,11 @@
 
 #include <sqlite3.h>
 
-#include <map>
-
 using namespace DataFunctions7310;
 
 namespace {
 
-const QString builtFile = QStringLiteral(K7310_BIN_DIR "/k7310console.dat");
+const QString builtFile = K7310_BIN_DIR "/k7310console.dat";
 
 // Writes an SQLCipher file with the given password and SQL, for cases the shipped file lacks.
 bool makeDataFile(const QString& path, const QByteArray& password, const QByteArray& sql)
@@ -38,41 +36,18 @@ const QByteArray minimalTables =
     "CREATE TABLE T_Menus (Key TEXT PRIMARY KEY, W, N, English TEXT, Klingon TEXT);"
     "CREATE TABLE T_Defaults (ID INTEGER PRIMARY KEY, Note TEXT, Valeur INTEGER);";
 
-// A copy of the built file with `length` bytes at `offset` overwritten, or cut at `offset`
-// when length is 0.
-bool copyWithDamage(const QString& to, qint64 offset, qint64 length)
-{
-    QFile file(to);
-    if (!QFile::copy(builtFile, to) || !file.open(QIODevice::ReadWrite))
-        return false;
-    if (length == 0)
-        return file.resize(offset);
-    return file.seek(offset) && file.write(QByteArray(length, '\x5A')) == length;
-}
-
-QString readText(const QString& path)
+// The lines of a file, without "#" comments and blank lines.
+QStringList listLines(const QString& path)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         qFatal("cannot read %s", qPrintable(path));
-    return QString::fromUtf8(file.readAll());
-}
-
-// The lines of a list in tests/common/data, without "#" comments and blank lines.
-QStringList listLines(const char* name)
-{
     QStringList lines;
-    for (const QString& raw :
-         readText(QStringLiteral(K7310_SOURCE_DIR "/tests/common/data/") + QLatin1String(name))
-             .split(QLatin1Char('\n'))) {
-        if (const QString line = raw.section(QLatin1Char('#'), 0, 0).trimmed(); !line.isEmpty())
+    for (const QString& raw : QString::fromUtf8(file.readAll()).split('\n'))
+        if (const QString line = raw.section('#', 0, 0).trimmed(); !line.isEmpty())
             lines.append(line);
-    }
     return lines;
 }
-
-// A text table: key -> texts of the language columns (from position 3 on), null kept as null.
-using TextTable = std::map<QString, QStringList>;
 
 } // namespace
 
@@ -80,51 +55,11 @@ class TestDataFunctions : public QObject
 {
     Q_OBJECT
 
-    TextTable readTable(const char* table)
-    {
-        TextTable result;
-        sqlite3_stmt* statement = nullptr;
-        const QByteArray sql = QByteArray("SELECT * FROM ") + table;
-        if (sqlite3_prepare_v2(m_db, sql.constData(), -1, &statement, nullptr) != SQLITE_OK)
-            qFatal("%s: %s", table, sqlite3_errmsg(m_db));
-        const int columns = sqlite3_column_count(statement);
-        QStringList languages;
-        for (int c = 3; c < columns; ++c)
-            languages.append(QString::fromUtf8(sqlite3_column_name(statement, c)));
-        if (languages != m_languages)
-            qFatal("%s: languages %s", table, qPrintable(languages.join(QLatin1Char(' '))));
-        const auto text = [statement](int c) {
-            return QString::fromUtf8(
-                reinterpret_cast<const char*>(sqlite3_column_text(statement, c)));
-        };
-        while (sqlite3_step(statement) == SQLITE_ROW)
-            for (int c = 3; c < columns; ++c)
-                result[text(0)].append(text(c));
-        sqlite3_finalize(statement);
-        return result;
-    }
-
-    sqlite3* m_db = nullptr;
     const QStringList m_languages = {"English", "Français", "Deutsch"};
-    TextTable m_labels, m_toolTips, m_menus;
-
     QTemporaryDir m_dir;
     ReportCapture m_reports;
 
 private slots:
-    void initTestCase()
-    {
-        QVERIFY2(QFile::exists(builtFile), "build k7310_datafile first");
-        QCOMPARE(sqlite3_open_v2(QFile::encodeName(builtFile).constData(), &m_db,
-                                 SQLITE_OPEN_READONLY, nullptr),
-                 SQLITE_OK);
-        QCOMPARE(sqlite3_key(m_db, "C73A", 4), SQLITE_OK);
-        m_labels = readTable("T_Labels");
-        m_toolTips = readTable("T_ToolTips");
-        m_menus = readTable("T_Menus");
-        QVERIFY(m_labels.size() > 100);
-    }
-    void cleanupTestCase() { sqlite3_close(m_db); }
     void init()
     {
         m_reports.clear();
@@ -173,7 +108,7 @@ private slots:
 
     void languageSwitch()
     {
-        QCOMPARE(LanguageColumns(), QStringList({"English", "Français", "Deutsch"}));
+        QCOMPARE(LanguageColumns(), m_languages);
         QStringList shown;
         for (const char* language : {"English", "Français", "Deutsch", ""}) {
             SetCurrentLanguage(language);
@@ -181,7 +116,7 @@ private slots:
         }
         QCOMPARE(shown,
                  (QStringList{"Yes", "&File", "Oui", "&Fichier", "Ja", "&Datei", "Yes", "&File"}));
-        QCOMPARE(GetMenuText("mnuHelpSep1"), std::optional(QStringLiteral("-")));
+        QCOMPARE(GetMenuText("mnuHelpSep1"), std::optional<QString>("-"));
         QCOMPARE(GetMenuText("mnuFileMRU"), std::nullopt);
         QVERIFY(m_reports.messages.isEmpty());
     }
@@ -223,7 +158,7 @@ private slots:
         QVERIFY(reports[1].contains("Function : GetToolTip"));
         QVERIFY_THROWS_EXCEPTION(RunTimeError, GetMenuText("mnuFile"));
         SetCurrentLanguage("Français");
-        QCOMPARE(GetText(10), QStringLiteral("Non"));
+        QCOMPARE(GetText(10), "Non");
         QCOMPARE(reports.size(), 2);
     }
 
@@ -245,16 +180,9 @@ private slots:
         QVERIFY(m_reports.messages.isEmpty());
     }
 
-    // The simulator's factory state relies on these: 9600 baud is the speed at position 3,
-    // 1 stop bit the one at position 0, slave 1; an absent key gives 0.
-    void factoryDefaults()
-    {
-        QCOMPARE((QList<int>{GetDefaultValue(128), GetDefaultValue(129), GetDefaultValue(130),
-                             GetDefaultValue(-1)}),
-                 (QList<int>{3, 0, 1, 0}));
-    }
-
-    void nullTextAndUnnamedLanguage()
+    // A null text stays null; a language whose row 0 has no name is not offered; a default
+    // value is read whole, and an absent key gives 0.
+    void nullTextUnnamedLanguageAndDefaults()
     {
         const QString path = m_dir.filePath("null.dat");
         QVERIFY(makeDataFile(path, "C73A",
@@ -266,45 +194,53 @@ private slots:
         QCOMPARE(OpenDataFile(path), 0);
         QCOMPARE(GetText(5), QString());
         SetCurrentLanguage("Klingon");
-        QCOMPARE(GetText(5), QStringLiteral("qaStaHvIS"));
+        QCOMPARE(GetText(5), "qaStaHvIS");
         QCOMPARE(GetToolTip(5), QString());
         QVERIFY(m_reports.messages.isEmpty());
         QCOMPARE(GetDefaultValue(128), 70000);
-        // Row 0 has no Klingon name: that column is not offered.
+        QCOMPARE(GetDefaultValue(-1), 0);
         QCOMPARE(LanguageColumns(), QStringList("English"));
     }
 
     void openFailures_data()
     {
         const qint64 size = QFileInfo(builtFile).size();
-        QTest::addColumn<QString>("kind");
-        QTest::addColumn<qint64>("offset"); // of the damage done to a copy
-        QTest::addColumn<qint64>("length"); // 0: the copy is cut at offset
+        QTest::addColumn<QByteArray>("password"); // of a file made afresh; null: a damaged copy
+        QTest::addColumn<qint64>("offset");       // of the damage done to the copy
+        QTest::addColumn<qint64>("length");       // 0: the copy is cut at offset
         QTest::addColumn<int>("expected");
         namespace E = ErrorNumber;
-        row("missing file", "missing", 0LL, 0LL, int(E::DataFileNotFound));
-        row("wrong password", "wrong password", 0LL, 0LL, int(E::DataFileBadPassword));
-        row("empty file", "copy", 0LL, 0LL, int(E::DataFileDamaged));
-        row("right password, no text tables", "no tables", 0LL, 0LL, int(E::DataFileDamaged));
-        row("page in the middle damaged", "copy", size / 2, 16LL, int(E::DataFileDamaged));
-        row("first page damaged", "copy", 40LL, 16LL, int(E::DataFileBadPassword));
-        row("cut in half", "copy", size / 2, 0LL, int(E::DataFileDamaged));
+        const QByteArray copy;
+        row("missing file", QByteArray("none"), 0LL, 0LL, int(E::DataFileNotFound));
+        row("wrong password", QByteArray("C73B"), 0LL, 0LL, int(E::DataFileBadPassword));
+        row("right password, no text tables", QByteArray("C73A"), 0LL, 0LL,
+            int(E::DataFileDamaged));
+        row("empty file", copy, 0LL, 0LL, int(E::DataFileDamaged));
+        row("page in the middle damaged", copy, size / 2, 16LL, int(E::DataFileDamaged));
+        row("first page damaged", copy, 40LL, 16LL, int(E::DataFileBadPassword));
+        row("cut in half", copy, size / 2, 0LL, int(E::DataFileDamaged));
     }
     // Every failure is a clean error number: nothing stays open (the file opened in init() is
     // closed too), lookups report instead of answering, and the real file opens again afterwards.
     void openFailures()
     {
-        QFETCH(QString, kind);
+        QFETCH(QByteArray, password);
         QFETCH(qint64, offset);
         QFETCH(qint64, length);
         QFETCH(int, expected);
-        const QString path = m_dir.filePath(QString::fromUtf8(QTest::currentDataTag()));
-        if (kind == QLatin1String("wrong password"))
-            QVERIFY(makeDataFile(path, "C73B", minimalTables));
-        else if (kind == QLatin1String("no tables"))
-            QVERIFY(makeDataFile(path, "C73A", "CREATE TABLE T_Labels (Tag INTEGER PRIMARY KEY);"));
-        else if (kind == QLatin1String("copy"))
-            QVERIFY(copyWithDamage(path, offset, length));
+        const QString path = m_dir.filePath(QTest::currentDataTag());
+        QFile file(path);
+        if (password.isNull()) {
+            QVERIFY(QFile::copy(builtFile, path) && file.open(QIODevice::ReadWrite));
+            QVERIFY(length ? file.seek(offset) && file.write(QByteArray(length, 'Z')) == length
+                           : file.resize(offset));
+            file.close();
+        } else if (password != "none") {
+            QVERIFY(makeDataFile(path, password,
+                                 password == "C73A"
+                                     ? "CREATE TABLE T_Labels (Tag INTEGER PRIMARY KEY);"
+                                     : minimalTables));
+        }
 
         QString detail;
         QCOMPARE(OpenDataFile(path, &detail), expected);
@@ -315,7 +251,7 @@ private slots:
         QVERIFY(m_reports.messages[0].startsWith(
             QString("Error Nr %1 ").arg(ErrorNumber::DataFileError)));
         QCOMPARE(OpenDataFile(builtFile), 0);
-        QCOMPARE(GetText(10), QStringLiteral("No"));
+        QCOMPARE(GetText(10), "No");
     }
 
     void dataFilePathBesideTheProgram()
@@ -324,64 +260,54 @@ private slots:
     }
 
     // The shipped data file is complete: every text the console asks for exists in every
-    // language, and the translations keep what the program relies on.
-    // Keys the program asks for: the IDs of the console's description (one ID or a range
-    // "a-b" a line), every single ID of textids.h, every menu entry and toolbar key.
-    void requiredKeysArePresent_data()
+    // language (the IDs its windows show, listed in tests/common/data one ID or range "a-b" a
+    // line, every single ID of textids.h, every menu entry and toolbar key), and a translation
+    // keeps what the program relies on: the "$.$" placeholders and the trailing blank of a
+    // label, "-" exactly for separators and at most one "&" in a menu caption.
+    void shippedDataFileIsComplete()
     {
-        QTest::addColumn<QString>("table");
-        QTest::addColumn<QStringList>("keys");
-        QStringList document;
-        static const QRegularExpression range(QStringLiteral("^\\d+(-\\d+)?$"));
-        for (const QString& line : listLines("document_text_ids.txt")) {
+        const QString lists = K7310_SOURCE_DIR "/tests/common/data/";
+        static const QRegularExpression range("^\\d+(-\\d+)?$");
+        QList<int> labels;
+        for (const QString& line : listLines(lists + "document_text_ids.txt")) {
             const int first = line.section('-', 0, 0).toInt(), last = line.section('-', -1).toInt();
             QVERIFY2(range.match(line).hasMatch() && last >= first, qPrintable(line));
             for (int id = first; id <= last; ++id)
-                document.append(QString::number(id));
+                labels.append(id);
         }
-        QVERIFY(document.size() >= 120);
-        QStringList published;
-        static const QRegularExpression constant(
-            QStringLiteral("constexpr int (?!ExceptionBase )\\w+ = (\\d+);"));
-        const QString header = readText(QStringLiteral(K7310_SOURCE_DIR "/src/common/textids.h"));
+        QVERIFY(labels.size() >= 120);
+        static const QRegularExpression constant("constexpr int (?!ExceptionBase )\\w+ = (\\d+);");
+        const QString header = listLines(K7310_SOURCE_DIR "/src/common/textids.h").join('\n');
         for (auto it = constant.globalMatch(header); it.hasNext();)
-            published.append(it.next().captured(1));
-        QVERIFY(published.size() > 100);
-        row("description IDs", "labels", document);
-        row("textids.h IDs", "labels", published);
-        row("main frame keys", "menus", listLines("main_frame_keys.txt"));
-    }
-    void requiredKeysArePresent()
-    {
-        QFETCH(QString, table);
-        QFETCH(QStringList, keys);
-        const TextTable& rows = table == QLatin1String("labels") ? m_labels : m_menus;
-        for (const QString& key : keys)
-            QVERIFY2(rows.count(key), qPrintable("no row for " + key));
-    }
+            labels.append(it.next().captured(1).toInt());
+        QVERIFY(labels.size() >= 220);
+        const QStringList menus = listLines(lists + "main_frame_keys.txt");
 
-    // No cell is empty, and a translation keeps what the program relies on: the "$.$"
-    // placeholders and the trailing blank of a label, "-" exactly for separators and at most one
-    // "&" in a menu caption, a label for each tooltip. Every text that breaks one is listed.
-    void translationsKeepWhatTheProgramUses()
-    {
         QStringList broken;
-        for (const TextTable* table : {&m_labels, &m_toolTips, &m_menus})
-            for (const auto& [key, texts] : *table)
-                for (const QString& text : texts)
-                    if (text.trimmed().isEmpty() ||
-                        (table == &m_labels && (text.count("$.$") != texts[0].count("$.$") ||
-                                                text.endsWith(QLatin1Char(' ')) !=
-                                                    texts[0].endsWith(QLatin1Char(' ')))) ||
-                        (table == &m_menus && ((text == "-") != key.contains("Sep") ||
-                                               text.count(QLatin1Char('&')) > 1)) ||
-                        (table == &m_toolTips && !m_labels.count(key)))
-                        broken << key + ": " + text;
+        QHash<int, QString> english;
+        for (const QString& language : m_languages) {
+            SetCurrentLanguage(language);
+            QCOMPARE(GetText(0), language); // row 0 names each language in itself
+            for (const int id : labels) {
+                const QString text = GetText(id);
+                const QString first = english.value(id, text);
+                english.insert(id, first);
+                if (text.trimmed().isEmpty() || text == QString("#%1#").arg(id) ||
+                    text.count("$.$") != first.count("$.$") ||
+                    text.endsWith(' ') != first.endsWith(' '))
+                    broken << QString("%1 %2: %3").arg(language).arg(id).arg(text);
+            }
+            for (const QString& key : menus) {
+                const QString text = GetMenuText(key).value_or(QString());
+                if (text.trimmed().isEmpty() || (text == "-") != key.contains("Sep") ||
+                    text.count('&') > 1)
+                    broken << language + ' ' + key + ": " + text;
+            }
+        }
         QCOMPARE(broken, QStringList());
-        QVERIFY(m_labels.at("10121")[0].contains("$.$"));
-        QVERIFY(m_labels.at("234201")[0].endsWith(QLatin1Char(' ')));
-        // Row 0 names each language in itself; that name is also the column's name.
-        QCOMPARE(m_labels.at("0"), m_languages);
+        QVERIFY(english.value(10121).contains("$.$"));
+        QVERIFY(english.value(234201).endsWith(' '));
+        QVERIFY(m_reports.messages.isEmpty());
     }
 };
 

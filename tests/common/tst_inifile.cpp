@@ -2,8 +2,8 @@
 #include "zrbfonctions.h"
 
 #include <QDir>
-#include <QDirIterator>
 #include <QFile>
+#include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -24,22 +24,29 @@ QByteArray edited(const char* from, const char* to)
     return QByteArray(sample).replace(from, to);
 }
 
+// The bytes of a file; null when it cannot be read.
+QByteArray bytes(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+// Writes a file; a null content leaves it missing.
+bool writeFile(const QString& path, const QByteArray& content)
+{
+    QFile file(path);
+    return content.isNull() || (file.open(QIODevice::WriteOnly) && file.write(content) >= 0);
+}
+
 // The superuser writes into read-only folders: run as nobody for a while, in a folder that
 // nobody owns. The effective ids come back when it goes.
 class OrdinaryUser
 {
 public:
     explicit OrdinaryUser(const QString& folder)
-        : m_wasRoot(geteuid() == 0)
     {
-        if (!m_wasRoot)
-            return;
-        QDirIterator it(folder, QDir::AllEntries | QDir::NoDotAndDotDot,
-                        QDirIterator::Subdirectories);
-        (void)::chown(QFile::encodeName(folder).constData(), Nobody, Nobody);
-        while (it.hasNext())
-            (void)::chown(QFile::encodeName(it.next()).constData(), Nobody, Nobody);
-        m_ok = ::setegid(Nobody) == 0 && ::seteuid(Nobody) == 0;
+        m_ok = !m_wasRoot || (QProcess::execute("chown", {"-R", "65534:65534", folder}) == 0 &&
+                              ::setegid(65534) == 0 && ::seteuid(65534) == 0);
     }
     bool ok() const { return m_ok; }
     ~OrdinaryUser()
@@ -49,8 +56,7 @@ public:
     }
 
 private:
-    static constexpr uid_t Nobody = 65534;
-    bool m_wasRoot;
+    const bool m_wasRoot = geteuid() == 0;
     bool m_ok = true;
 };
 
@@ -61,17 +67,6 @@ class TestIniFile : public QObject
     Q_OBJECT
 
     QString path() const { return m_dir->filePath("k7310console.ini"); }
-    // A null content leaves the file missing.
-    void writeFile(const QByteArray& bytes) const
-    {
-        QFile file(path());
-        QVERIFY(bytes.isNull() || (file.open(QIODevice::WriteOnly) && file.write(bytes) >= 0));
-    }
-    QByteArray fileBytes() const
-    {
-        QFile file(path());
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
 
     std::unique_ptr<QTemporaryDir> m_dir;
     ReportCapture m_reports;
@@ -107,6 +102,8 @@ private slots:
         row("key of another section is absent", sample, "Print", "Port", "dflt");
         row("CRLF file", crlf, "Print", "LeftMargin", "20");
         row("missing file", QByteArray(), "General", "Language", "dflt");
+        row("corrupt file", QByteArray("\x00\xff[General\x01\nLanguage\x80=x", 24), "General",
+            "Language", "dflt");
         row("UTF-8 mark before the first section",
             QByteArray("\xEF\xBB\xBF[General]\nLanguage=Deutsch\n"), "General", "Language",
             "Deutsch");
@@ -119,7 +116,7 @@ private slots:
         QFETCH(QString, section);
         QFETCH(QString, key);
         QFETCH(QString, expected);
-        writeFile(content);
+        QVERIFY(writeFile(path(), content));
         QCOMPARE(GetIniParam(section, key, "dflt"), expected);
         QCOMPARE(QFile::exists(path()), !content.isNull()); // reading creates nothing
         QVERIFY(m_reports.messages.isEmpty());
@@ -169,12 +166,12 @@ private slots:
         QFETCH(QString, key);
         QFETCH(QString, value);
         QFETCH(QByteArray, expected);
-        writeFile(content);
+        QVERIFY(writeFile(path(), content));
         if (!value.isNull())
             QVERIFY(SetIniParam(section, key, value));
         else
             QVERIFY(key.isNull() ? DelIniSection(section) : DelIniParam(section, key));
-        QCOMPARE(fileBytes(), expected);
+        QCOMPARE(bytes(path()), expected);
         QCOMPARE(GetIniParam(section, key, "dflt"),
                  value.isNull() ? QStringLiteral("dflt") : QString(value).replace('\n', ' '));
         QVERIFY(m_reports.messages.isEmpty());
@@ -182,7 +179,7 @@ private slots:
 
     void keysOfASection()
     {
-        writeFile(sample);
+        QVERIFY(writeFile(path(), sample));
         QCOMPARE(GetIniParamsList("communication"), QStringList({"Port", "Bauds", "Caption"}));
     }
 
@@ -190,18 +187,16 @@ private slots:
     // temporary file left beside it.
     void notWritable_data()
     {
-        QTest::addColumn<QString>("how");
-        row("read-only file", "file");
-        row("folder name taken by a file", "blocked"); // fails even for the superuser
+        QTest::addColumn<bool>("blocked");
+        row("read-only file", false);
+        row("folder name taken by a file", true); // fails even for the superuser
     }
     void notWritable()
     {
-        QFETCH(QString, how);
-        writeFile(sample);
-        const bool blocked = how == QLatin1String("blocked");
+        QFETCH(bool, blocked);
+        QVERIFY(writeFile(path(), sample));
         const QString target = blocked ? path() + "/settings.ini" : path();
-        if (!blocked)
-            QVERIFY(QFile::setPermissions(path(), QFile::ReadOwner | QFile::ReadGroup));
+        QVERIFY(blocked || QFile::setPermissions(path(), QFile::ReadOwner | QFile::ReadGroup));
         SetIniFileName(target);
         QVERIFY(!SetIniParam("General", "Language", "English"));
         QVERIFY(blocked || !DelIniSection("Print"));
@@ -210,7 +205,7 @@ private slots:
         QVERIFY2(report.startsWith(QString("Error Nr %1 ").arg(ErrorNumber::SettingsNotWritable)) &&
                      report.contains("Function : SetIniParam") && report.contains(target),
                  qPrintable(report));
-        QCOMPARE(fileBytes(), sample);
+        QCOMPARE(bytes(path()), sample);
         QCOMPARE(QDir(m_dir->path()).entryList(QDir::Files), QStringList("k7310console.ini"));
     }
 
@@ -261,45 +256,37 @@ private slots:
         QFETCH(bool, dataBeside);
         QFETCH(QByteArray, besideAfter);
         QFETCH(QByteArray, perUserAfter);
-        const QString program = m_dir->filePath("bin"),
-                      perUser = m_dir->filePath("home/k7310console");
-        const QString besideFile = program + "/k7310console.ini",
-                      userFile = perUser + "/k7310console.ini";
-        const auto bytes = [](const QString& file) {
-            QFile f(file);
-            return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-        };
-        QVERIFY(QDir().mkpath(program));
+        const QDir program(m_dir->filePath("bin"));
+        const QString besideFile = program.filePath("k7310console.ini"),
+                      userFile = m_dir->filePath("home/k7310console/k7310console.ini");
+        QVERIFY(program.mkpath("."));
+        const QFile::Permissions readOnly = QFile::ReadOwner,
+                                 readWrite = readOnly | QFile::WriteOwner;
         SetIniFileName(QString());
         SetIniPlaces(besideFile, userFile);
         {
             const OrdinaryUser asNobody(m_dir->path());
             QVERIFY(asNobody.ok());
             if (!beside.isEmpty()) {
-                QFile f(besideFile);
-                QVERIFY(f.open(QIODevice::WriteOnly) &&
-                        f.write("[Communication]\nPort=ttyUSB3\n") > 0);
-                f.close();
-                QVERIFY(f.setPermissions(beside == "r" ? QFile::ReadOwner
-                                                       : QFile::ReadOwner | QFile::WriteOwner));
+                QVERIFY(writeFile(besideFile, "[Communication]\nPort=ttyUSB3\n"));
+                QVERIFY(QFile::setPermissions(besideFile, beside == "r" ? readOnly : readWrite));
             }
-            if (dataBeside) {
-                QFile data(program + "/k7310console.dat");
-                QVERIFY(data.open(QIODevice::WriteOnly));
-            }
-            if (!folderWritable)
-                QVERIFY(QFile::setPermissions(program, QFile::ReadOwner | QFile::ExeOwner));
+            QVERIFY(!dataBeside || writeFile(program.filePath("k7310console.dat"), ""));
+            QVERIFY(folderWritable ||
+                    QFile::setPermissions(program.path(), QFile::ReadOwner | QFile::ExeOwner));
 
-            QCOMPARE(GetIniParam("Communication", "Port", "1"), beside.isEmpty() ? "1" : "ttyUSB3");
+            const QString port = beside.isEmpty() ? "1" : "ttyUSB3";
+            QCOMPARE(GetIniParam("Communication", "Port", "1"), port);
             QVERIFY(SetIniParam("General", "Language", "Deutsch"));
             QCOMPARE(GetIniParam("General", "Language", ""), "Deutsch");
-            QCOMPARE(GetIniParam("Communication", "Port", "1"), beside.isEmpty() ? "1" : "ttyUSB3");
+            QCOMPARE(GetIniParam("Communication", "Port", "1"), port);
             QCOMPARE(bytes(besideFile), besideAfter);
             QCOMPARE(bytes(userFile), perUserAfter);
             QCOMPARE(QFile::exists(userFile), !perUserAfter.isNull());
-            QCOMPARE(QDir(program).entryList({"*.ini"}, QDir::Files),
+            QCOMPARE(program.entryList({"*.ini"}, QDir::Files),
                      besideAfter.isNull() ? QStringList() : QStringList("k7310console.ini"));
-            QFile::setPermissions(program, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+            QFile::setPermissions(program.path(),
+                                  QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         }
         SetIniPlaces(QString(), QString());
         QVERIFY(m_reports.messages.isEmpty());

@@ -103,3 +103,40 @@ inline void OnNextModal(std::function<void(QWidget*)> answer)
     });
     poll->start(10);
 }
+
+// Answers the next message box with `button` (its default one when NoButton) and keeps what it
+// showed in `seen`: its icon, its default button, how many other windows are visible, its text.
+inline void AnswerNextBox(QStringList& seen,
+                          QMessageBox::StandardButton button = QMessageBox::NoButton)
+{
+    OnNextModal([&seen, button](QWidget* modal) {
+        auto* box = qobject_cast<QMessageBox*>(modal);
+        seen = QStringList{box ? QString::number(box->icon()) : QStringLiteral("no message box")};
+        if (!box) {
+            modal->close();
+            return;
+        }
+        const QWidgetList windows = QApplication::topLevelWidgets();
+        const auto others = std::count_if(windows.begin(), windows.end(),
+                                          [box](QWidget* w) { return w->isVisible() && w != box; });
+        seen << QString::number(box->standardButton(box->defaultButton()))
+             << QString::number(others) << box->text();
+        button == QMessageBox::NoButton ? box->accept() : box->button(button)->click();
+    });
+}
+
+// The one help viewer open; null when there is none or more than one.
+inline HelpWindow* TheViewer()
+{
+    const QList<HelpWindow*> windows = HelpWindow::OpenWindows();
+    return windows.size() == 1 ? windows.first() : nullptr;
+}
+
+// True while a "What's this?" pop-up is on screen.
+inline bool WhatsThisShown()
+{
+    const QWidgetList windows = QApplication::topLevelWidgets();
+    return std::any_of(windows.begin(), windows.end(), [](QWidget* window) {
+        return window->inherits("QWhatsThat") && window->isVisible();
+    });
+}

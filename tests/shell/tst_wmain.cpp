@@ -13,9 +13,7 @@ const QString withHelp = QStringLiteral(K7310_BIN_DIR); // a program folder hold
 
 QString activePage()
 {
-    return HelpWindow::OpenWindows().value(0)
-               ? HelpWindow::OpenWindows()[0]->currentPage().fileName()
-               : QString();
+    return TheViewer() ? TheViewer()->currentPage().fileName() : QString();
 }
 
 } // namespace
@@ -40,7 +38,6 @@ private slots:
         QTest::addColumn<QByteArray>("content");
         row("missing file", QByteArray());
         row("random bytes", QByteArray(8192, '\x5a'));
-        row("truncated data file", QByteArray("SQLite format 3"));
     }
 
     void dataFileFailureEndsStartUp()
@@ -50,68 +47,26 @@ private slots:
         QFile file(fixture.dataFile);
         QVERIFY(content.isEmpty() || (file.open(QIODevice::WriteOnly) && file.write(content) > 0));
         file.close();
-        QString seen; // the message, its icon, and how many other windows are visible
-        OnNextModal([&](QWidget* modal) {
-            auto* box = qobject_cast<QMessageBox*>(modal);
-            QVERIFY(box);
-            const QWidgetList windows = QApplication::topLevelWidgets();
-            seen = QStringLiteral("%1 %2 %3")
-                       .arg(box->text())
-                       .arg(box->icon())
-                       .arg(std::count_if(windows.begin(), windows.end(), [box](QWidget* w) {
-                           return w->isVisible() && w != box;
-                       }));
-            box->accept();
-        });
+        QStringList seen;
+        AnswerNextBox(seen);
         wMain frame(wMain::Files{fixture.dataFile, fixture.folder});
         QVERIFY(!frame.load());
-        QCOMPARE(seen,
-                 QStringLiteral("Cannot open the Data file. %1 0").arg(QMessageBox::Critical));
+        // A critical message while no other window shows, and nothing shown or saved after it.
+        QCOMPARE(seen, (QStringList{QString::number(QMessageBox::Critical),
+                                    QString::number(QMessageBox::Ok), "0",
+                                    "Cannot open the Data file."}));
         QVERIFY(!frame.isVisible());
         QVERIFY(!QFile::exists(fixture.iniFile));
         QVERIFY(fixture.reports().isEmpty());
     }
 
-    void firstRunAsksSettingsBeforeOpeningPort()
+    void startUpSettings_data()
     {
-        // German names itself with an empty text in this data file: it is not offered.
-        ShellFixture fixture(QStringLiteral(K7310_SHELL_TEST_DATA "/nogerman.dat"));
-        fixture.writeIni(QString());
-        // While the dialog shows: the port open, Cancel/Apply/OK visible, the language chosen,
-        // then the languages offered.
-        QStringList seen;
-        wMain frame(wMain::Files{fixture.dataFile, fixture.folder});
-        OnNextModal([&](QWidget* modal) {
-            auto* dialog = qobject_cast<wConfig*>(modal);
-            QVERIFY(dialog);
-            for (bool shown :
-                 {frame.comCtrl().isOpen(), dialog->button(wConfig::Cancel)->isVisible(),
-                  dialog->button(wConfig::Apply)->isVisible(),
-                  dialog->button(wConfig::Ok)->isVisible()})
-                seen << QString::number(shown);
-            seen << QString::number(dialog->languages()->currentIndex());
-            for (int i = 0; i < dialog->languages()->count(); ++i)
-                seen << dialog->languages()->itemText(i);
-            dialog->languages()->setCurrentText(QStringLiteral("Français"));
-            dialog->button(wConfig::Ok)->click();
-        });
-        QVERIFY(frame.load());
-        QCOMPARE(seen, (QStringList{"0", "0", "0", "1", "0", "English", "Français"}));
-        QVERIFY(frame.comCtrl().isOpen());
-        // The first run stores the language alone.
-        QVERIFY(fixture.iniText().contains(QStringLiteral("Language=Français")));
-        QVERIFY(!fixture.iniText().contains(QStringLiteral("Bauds=")));
-        QCOMPARE(frame.menuEntry(QStringLiteral("mnuFile"))->text(), QStringLiteral("&Fichier"));
-        QVERIFY(fixture.reports().isEmpty());
-    }
-
-    void badSettingsAreReportedNotFatal_data()
-    {
-        QTest::addColumn<QString>("language");
-        QTest::addColumn<QString>("port"); // "": the pty
+        QTest::addColumn<QString>("language"); // null: no entry
+        QTest::addColumn<QString>("port");     // "": the pty
         QTest::addColumn<QString>("extra");
         QTest::addColumn<QStringList>("faults");
-        QTest::addColumn<QString>("repaired"); // the line OK in the PC settings writes
+        QTest::addColumn<QString>("repaired"); // the line OK in the PC settings writes, "": none
 
         // Each unusable value is reported once; its default serves and start-up goes on.
         const QStringList typeError{"13 wMain.MDIForm.Load"};
@@ -120,12 +75,13 @@ private slots:
         row("RTS delay not a number", "English", "", "RtsDelay=short\n", typeError, "RtsDelay=5");
         row("absent port", "English", "/dev/k7310-no-such-port", "",
             QStringList{"8002 wMain.MDIForm.Load"}, "");
-        // Reported once, then a first run in the default column, which stores a real language.
-        row("unknown language", "Klingon", "", "", QStringList{"3265 wMain.MDIForm.Load"},
-            "Language=English");
+        // A first run asks the language before the port opens.
+        row("no language: first run", QString(), "", "", QStringList(), "");
+        row("unknown language: reported once, then a first run", "Klingon", "", "",
+            QStringList{"3265 wMain.MDIForm.Load"}, "");
     }
 
-    void badSettingsAreReportedNotFatal()
+    void startUpSettings()
     {
         QFETCH(QString, language);
         QFETCH(QString, port);
@@ -133,59 +89,59 @@ private slots:
         QFETCH(QStringList, faults);
         QFETCH(QString, repaired);
 
-        ShellFixture fixture;
+        // German names itself with an empty text in this data file: it is not offered.
+        ShellFixture fixture(QStringLiteral(K7310_SHELL_TEST_DATA "/nogerman.dat"));
         fixture.writeIni(language, extra, port);
-        QString firstRun;
-        if (language == "Klingon")
+        wMain frame(wMain::Files{fixture.dataFile, fixture.folder});
+        const bool firstRun = language != QLatin1String("English");
+        // While the first-run dialog shows: its caption, language and page, the port's state,
+        // which of Cancel, Apply and OK show, then the languages offered. It stores French.
+        QStringList seen;
+        if (firstRun)
             OnNextModal([&](QWidget* modal) {
                 auto* dialog = qobject_cast<wConfig*>(modal);
                 QVERIFY(dialog);
-                firstRun = dialog->windowTitle() + '|' + dialog->languages()->currentText() + '|' +
-                           QString::number(dialog->pages()->currentIndex());
+                seen << dialog->windowTitle() << dialog->languages()->currentText()
+                     << QString::number(dialog->pages()->currentIndex())
+                     << QString::number(frame.comCtrl().isOpen());
+                for (int button : {wConfig::Cancel, wConfig::Apply, wConfig::Ok})
+                    seen << QString::number(dialog->button(button)->isVisible());
+                for (int i = 0; i < dialog->languages()->count(); ++i)
+                    seen << dialog->languages()->itemText(i);
+                dialog->languages()->setCurrentText("Français");
                 dialog->button(wConfig::Ok)->click();
             });
-        wMain frame(wMain::Files{fixture.dataFile, fixture.folder});
         QVERIFY(frame.load());
         QCOMPARE(fixture.faults(), faults);
-        // The first-run dialog opens on its language page, captioned in the default column.
-        QCOMPARE(firstRun, language == "Klingon" ? "PC settings|English|1" : "");
+        const QStringList asked{"PC settings", "English", "1",       "0",       "0",
+                                "0",           "1",       "English", "Français"};
+        QCOMPARE(seen, firstRun ? asked : QStringList());
         QVERIFY(frame.isVisible() && frame.isEnabled());
         QCOMPARE(frame.comCtrl().isOpen(), port.isEmpty());
         QCOMPARE(frame.mdiArea()->subWindowList().size(), frame.children().kinds().size());
+        // A first run stores the language alone and captions the frame in it.
+        QCOMPARE(ZRBfonctions::GetIniParam("General", "Language", {}),
+                 firstRun ? "Français" : language);
+        QCOMPARE(fixture.iniText().contains("Bauds="), extra.startsWith("Bauds="));
+        QCOMPARE(frame.menuEntry("mnuFile")->text(), firstRun ? "&Fichier" : "&File");
 
-        // The settings dialog shows the values in force; OK writes them in place of the bad ones.
+        // The line lost: the settings dialog shows the values in force; OK writes them in
+        // place of the bad ones, and with nothing to write it opens the line again.
+        const QString before = fixture.iniText();
+        frame.comCtrl().close();
+        QVERIFY(frame.statusPanel("Line")->text().endsWith(
+            ' ' + DataFunctions7310::GetText(TextId::StatusLineClosed)));
         wConfig dialog(frame.comCtrl(), &frame);
         dialog.button(wConfig::Ok)->click();
+        QCOMPARE(frame.comCtrl().isOpen(), port.isEmpty());
         const QString after = fixture.iniText();
-        const QString bad = extra.isEmpty() ? "Language=" + language + '\n' : extra;
-        QVERIFY2(after.contains(repaired) && (port.size() || !after.contains(bad)),
-                 qPrintable(after));
+        if (repaired.isEmpty())
+            QCOMPARE(after, before);
+        else
+            QVERIFY2(after.contains(repaired) && !after.contains(extra), qPrintable(after));
         QCOMPARE(fixture.faults(),
                  faults + (port.isEmpty() ? QStringList()
                                           : QStringList{"8002 wConfig.cmdButtons.Click"}));
-    }
-
-    // OK with nothing changed opens the line again after it was lost: the user's "try again".
-    void settingsOkReopensTheLine()
-    {
-        ShellFixture fixture;
-        fixture.writeIni(QStringLiteral("English"));
-        wMain frame(wMain::Files{fixture.dataFile, fixture.folder});
-        QVERIFY(frame.load());
-        const QString before = fixture.iniText();
-        frame.comCtrl().close();
-        QVERIFY(frame.statusPanel("Line")->text().endsWith(" closed"));
-        wConfig dialog(frame.comCtrl(), &frame);
-        dialog.button(wConfig::Ok)->click();
-        QVERIFY(frame.comCtrl().isOpen());
-        QCOMPARE(fixture.iniText(), before);
-        // The status bar shows the line live: port, settings and state; then the last slave.
-        QCOMPARE(frame.statusPanel("Line")->text(),
-                 "Line: " + fixture.pty.slavePath() + " 9600,n,8,1 open");
-        QCOMPARE(frame.statusPanel("Slave")->text(), "Slave: -");
-        frame.comCtrl().noteAnswer(7);
-        QCOMPARE(frame.statusPanel("Slave")->text(), "Slave: 7");
-        QVERIFY(fixture.reports().isEmpty());
     }
 
     void captionsAndHelpEntries_data()
@@ -196,11 +152,8 @@ private slots:
         QTest::addColumn<bool>("helpThere");
 
         const QString data = QStringLiteral(K7310_BIN_DIR "/k7310console.dat");
-        const QStringList english{"&File", "CRC and number calculator", "Quit", "&About…"};
-        row("none chosen yet: first language column, no help", data, "", english, false);
-        row("English, help", data, "English", english, true);
-        row("Français, no help", data, "Français",
-            QStringList{"&Fichier", "Calculatrice CRC et nombres", "Quitter", "À &propos…"}, false);
+        row("none chosen yet: first language column, no help", data, "",
+            QStringList{"&File", "CRC and number calculator", "Quit", "&About…"}, false);
         row("Deutsch, help", data, "Deutsch",
             QStringList{"&Datei", "CRC- und Zahlenrechner", "Beenden", "Ü&ber…"}, true);
         // Without a row an entry shows its own name and a button keeps its tooltip.
@@ -221,24 +174,22 @@ private slots:
         QVERIFY(fixture.openData());
         DataFunctions7310::SetCurrentLanguage(language);
         wMain frame(wMain::Files{fixture.dataFile, helpThere ? withHelp : fixture.folder});
-        frame.toolButton(QStringLiteral("mnuFileQuit"))->setToolTip(QStringLiteral("as designed"));
+        frame.toolButton("mnuFileQuit")->setToolTip("as designed");
         frame.nationality();
-        const QStringList shown{frame.menuEntry(QStringLiteral("mnuFile"))->text(),
-                                frame.panelEntry(1)->text(),
-                                frame.toolButton(QStringLiteral("mnuFileQuit"))->toolTip(),
-                                frame.menuEntry(QStringLiteral("mnuHelpAbout"))->text()};
+        const QStringList shown{frame.menuEntry("mnuFile")->text(), frame.panelEntry(1)->text(),
+                                frame.toolButton("mnuFileQuit")->toolTip(),
+                                frame.menuEntry("mnuHelpAbout")->text()};
         QCOMPARE(shown, captions);
-        QVERIFY(frame.statusPanel(QStringLiteral("Line"))
-                    ->text()
-                    .startsWith(DataFunctions7310::GetText(1002) + ": "));
+        QVERIFY(
+            frame.statusPanel("Line")->text().startsWith(DataFunctions7310::GetText(1002) + ": "));
         QVERIFY(fixture.reports().isEmpty());
 
         // The help entries go with the collection; Find and Context help stay either way.
         for (const char* name : {"mnuHelpSummary", "mnuHelpIndex", "mnuHelpSep1"})
-            QCOMPARE(frame.menuEntry(QLatin1String(name))->isVisible(), helpThere);
-        QCOMPARE(frame.toolButton(QStringLiteral("mnuHelpContext"))->isVisible(), helpThere);
-        QVERIFY(frame.menuEntry(QStringLiteral("mnuHelpFind"))->isVisible());
-        QVERIFY(frame.menuEntry(QStringLiteral("mnuHelpContext"))->isVisible());
+            QCOMPARE(frame.menuEntry(name)->isVisible(), helpThere);
+        QCOMPARE(frame.toolButton("mnuHelpContext")->isVisible(), helpThere);
+        QVERIFY(frame.menuEntry("mnuHelpFind")->isVisible());
+        QVERIFY(frame.menuEntry("mnuHelpContext")->isVisible());
         // The file is the one text 1 names, in the program folder.
         QCOMPARE(Help::ApplicationHelpFile(),
                  helpThere ? withHelp + '/' + DataFunctions7310::GetText(1) : QString());
@@ -251,85 +202,81 @@ private slots:
     void closingAsks_data()
     {
         QTest::addColumn<bool>("modified");
-        QTest::addColumn<bool>("answerYes");
-        QTest::addColumn<QString>("asked"); // icon, default button and question
+        QTest::addColumn<QMessageBox::StandardButton>("answer");
+        QTest::addColumn<QStringList>("asked"); // icon, default button, windows shown, question
 
-        const QString quit = QStringLiteral("%1 %2 Do you want to quit the K7310 console?")
-                                 .arg(QMessageBox::Question)
-                                 .arg(QMessageBox::Yes);
-        const QString unsaved =
-            QStringLiteral("%1 %2 A window holds changes that have not been sent to the panel.\n"
-                           "If you quit now, these changes are lost.\nQuit anyway?")
-                .arg(QMessageBox::Warning)
-                .arg(QMessageBox::No);
-        row("nothing modified, No stays", false, false, quit);
-        row("nothing modified, Yes closes", false, true, quit);
-        row("child modified, No stays", true, false, unsaved);
-        row("child modified, Yes closes", true, true, unsaved);
+        const QString frameAndHelp = "2";
+        const QStringList quit{QString::number(QMessageBox::Question),
+                               QString::number(QMessageBox::Yes), frameAndHelp,
+                               "Do you want to quit the K7310 console?"};
+        const QStringList unsaved{QString::number(QMessageBox::Warning),
+                                  QString::number(QMessageBox::No), frameAndHelp,
+                                  "A window holds changes that have not been sent to the panel.\n"
+                                  "If you quit now, these changes are lost.\nQuit anyway?"};
+        row("nothing modified, No stays", false, QMessageBox::No, quit);
+        row("nothing modified, Yes closes", false, QMessageBox::Yes, quit);
+        row("child modified, No stays", true, QMessageBox::No, unsaved);
+        row("child modified, Yes closes", true, QMessageBox::Yes, unsaved);
     }
 
     void closingAsks()
     {
         QFETCH(bool, modified);
-        QFETCH(bool, answerYes);
-        QFETCH(QString, asked);
+        QFETCH(QMessageBox::StandardButton, answer);
+        QFETCH(QStringList, asked);
 
         ShellFixture fixture;
-        fixture.writeIni(QStringLiteral("English"));
+        fixture.writeIni("English");
         wMain frame(wMain::Files{fixture.dataFile, withHelp});
         QVERIFY(frame.load());
         frame.children().window(1)->setModified(modified);
         frame.mnuHelpSummary_Click();
-        QCOMPARE(HelpWindow::OpenWindows().size(), 1);
+        QVERIFY(TheViewer());
 
-        QString seen;
-        OnNextModal([&](QWidget* modal) {
-            auto* box = qobject_cast<QMessageBox*>(modal);
-            QVERIFY(box);
-            seen = QStringLiteral("%1 %2 %3")
-                       .arg(box->icon())
-                       .arg(box->standardButton(box->defaultButton()))
-                       .arg(box->text());
-            box->button(answerYes ? QMessageBox::Yes : QMessageBox::No)->click();
-        });
+        QStringList seen;
+        AnswerNextBox(seen, answer);
         frame.mnuFileQuit_Click();
         QCOMPARE(seen, asked);
-        QCOMPARE(frame.isVisible(), !answerYes);
+        const bool closed = answer == QMessageBox::Yes;
+        QCOMPARE(frame.isVisible(), !closed);
         // Closing unloads the children and every help window.
         QCOMPARE(frame.children().openWindows().size(),
-                 answerYes ? 0 : frame.children().kinds().size());
+                 closed ? 0 : frame.children().kinds().size());
         QTest::qWait(1);
-        QCOMPARE(HelpWindow::OpenWindows().size(), answerYes ? 0 : 1);
-        if (!answerYes)
+        QCOMPARE(HelpWindow::OpenWindows().size(), closed ? 0 : 1);
+        if (!closed)
             frame.children().window(1)->setModified(false);
     }
 
     void childWindowsExistOnce()
     {
         ShellFixture fixture;
-        fixture.writeIni(QStringLiteral("English"),
-                         QStringLiteral("Bauds=19200\nStops=2\nParity=n\n"
-                                        "RTS=1\nRtsDelay=7\nFrameDelay=20\n"));
+        fixture.writeIni("English", QStringLiteral("Bauds=19200\nStops=2\nParity=n\n"
+                                                   "RTS=1\nRtsDelay=7\nFrameDelay=20\n"));
         wMain frame(wMain::Files{fixture.dataFile, withHelp});
         QVERIFY(frame.load());
         // The start-up applies the settings file, then shows the calculator, the frame builder
-        // and the test tools.
+        // and the test tools. The status bar shows the line live: port, settings and state.
         QVERIFY2(fixture.reports().isEmpty(),
                  qPrintable(fixture.reports().join(QLatin1Char('\n'))));
         QVERIFY(frame.comCtrl().isOpen());
-        QCOMPARE(QStringLiteral("%1 %2 %3 %4 %5")
-                     .arg(frame.comCtrl().portName(), frame.comCtrl().settings())
+        QCOMPARE(frame.statusPanel("Line")->text(),
+                 "Line: " + fixture.pty.slavePath() + " 19200,n,8,2 open");
+        QCOMPARE(QString("%1 %2 %3")
                      .arg(CommFunctions::RtsHandshake())
                      .arg(CommFunctions::RtsDelay())
                      .arg(CommFunctions::FrameDelay()),
-                 fixture.pty.slavePath() + " 19200,n,8,2 1 7 20");
-        QCOMPARE(frame.statusPanel(QStringLiteral("Prompt"))->text(),
-                 DataFunctions7310::GetText(1001));
+                 "1 7 20");
+        // Then the last slave that answered.
+        QCOMPARE(frame.statusPanel("Slave")->text(), "Slave: -");
+        frame.comCtrl().noteAnswer(7);
+        QCOMPARE(frame.statusPanel("Slave")->text(), "Slave: 7");
+        QCOMPARE(frame.statusPanel("Prompt")->text(), DataFunctions7310::GetText(1001));
         // The configuration window is loaded last and stands in front.
         QVERIFY(frame.mdiArea()->activeSubWindow()->widget()->inherits("wPanelConfig"));
         for (const char* key : {"mnuFileConfig", "mnuFileCalcul", "mnuFileFrame", "mnuFileTools",
                                 "mnuHelpContext", "mnuFileQuit"})
-            QVERIFY2(!frame.toolButton(QLatin1String(key))->icon().isNull(), key);
+            QVERIFY2(!frame.toolButton(key)->icon().isNull(), key);
 
         // A second File click or toolbar key raises the one window.
         ChildWindow* calculator = frame.children().window(1);
@@ -337,7 +284,7 @@ private slots:
         frame.panelEntry(1)->trigger();
         frame.panelEntry(1)->trigger();
         QCOMPARE(frame.mdiArea()->activeSubWindow()->widget(), calculator);
-        frame.toolButton(QStringLiteral("mnuFileFrame"))->trigger();
+        frame.toolButton("mnuFileFrame")->trigger();
         QVERIFY(frame.mdiArea()->activeSubWindow()->widget()->inherits("wPanelFrame"));
         QCOMPARE(frame.mdiArea()->subWindowList().size(), frame.children().kinds().size());
 
@@ -347,7 +294,7 @@ private slots:
         calculator->unload();
         QTest::qWait(1);
         frame.panelEntry(1)->trigger();
-        frame.toolButton(QStringLiteral("mnuFileCalcul"))->trigger();
+        frame.toolButton("mnuFileCalcul")->trigger();
         QTest::qWait(1);
         const auto frames = frame.mdiArea()->subWindowList();
         QCOMPARE(frames.size(), frame.children().kinds().size());
@@ -357,52 +304,48 @@ private slots:
 
         // Context help follows the active child; without one, the table of contents.
         frame.children().show(1);
-        frame.tbrTools_ButtonClick(QStringLiteral("mnuHelpContext"));
-        QCOMPARE(activePage(), QStringLiteral("calculator.html"));
+        frame.tbrTools_ButtonClick("mnuHelpContext");
+        QCOMPARE(activePage(), "calculator.html");
         frame.children().show(2);
         frame.mnuHelpContext_Click();
-        QCOMPARE(activePage(), QStringLiteral("frame-builder.html"));
+        QCOMPARE(activePage(), "frame-builder.html");
         // In the configuration window a field's help is its pop-up, a button's the page.
-        frame.toolButton(QStringLiteral("mnuFileConfig"))->trigger();
+        frame.toolButton("mnuFileConfig")->trigger();
         ChildWindow* config = frame.children().window(0);
-        config->findChild<QWidget*>(QStringLiteral("cmdReadConfig"))->setFocus();
+        config->findChild<QWidget*>("cmdReadConfig")->setFocus();
         frame.mnuHelpContext_Click();
-        QCOMPARE(activePage(), QStringLiteral("configuration.html"));
-        config->findChild<QWidget*>(QStringLiteral("cboConfParam_0"))->setFocus();
+        QCOMPARE(activePage(), "configuration.html");
+        config->findChild<QWidget*>("cboConfParam_0")->setFocus();
         frame.mnuHelpContext_Click();
-        const QWidgetList popups = QApplication::topLevelWidgets();
-        QVERIFY(std::any_of(popups.begin(), popups.end(), [](QWidget* window) {
-            return window->inherits("QWhatsThat") && window->isVisible();
-        }));
+        QVERIFY(WhatsThisShown());
         QWhatsThis::hideText();
-        frame.toolButton(QStringLiteral("mnuFileTools"))->trigger();
+        frame.toolButton("mnuFileTools")->trigger();
         frame.mnuHelpContext_Click();
-        QCOMPARE(activePage(), QStringLiteral("panel-tools.html"));
+        QCOMPARE(activePage(), "panel-tools.html");
 
         // A language applied in the settings dialog re-captions the frame and every child at once.
         wConfig dialog(frame.comCtrl(), &frame);
         dialog.show();
-        dialog.languages()->setCurrentText(QStringLiteral("Français"));
+        dialog.languages()->setCurrentText("Français");
         dialog.button(wConfig::Apply)->click();
-        QCOMPARE(
-            (QStringList{frame.menuEntry(QStringLiteral("mnuFile"))->text(),
-                         frame.panelEntry(2)->text(), frame.children().window(1)->windowTitle(),
-                         frame.children().window(2)->windowTitle(), dialog.windowTitle()}),
-            (QStringList{"&Fichier", "Éditeur de trames", "Calculatrice CRC et nombres",
-                         "Éditeur de trames", "Paramètres du PC"}));
+        QCOMPARE((QStringList{frame.menuEntry("mnuFile")->text(), frame.panelEntry(2)->text(),
+                              frame.children().window(1)->windowTitle(),
+                              frame.children().window(2)->windowTitle(), dialog.windowTitle()}),
+                 (QStringList{"&Fichier", "Éditeur de trames", "Calculatrice CRC et nombres",
+                              "Éditeur de trames", "Paramètres du PC"}));
         QVERIFY(fixture.reports().isEmpty());
         HelpWindow::CloseAll();
         frame.children().unloadAll();
         QTest::qWait(1);
         frame.mnuHelpContext_Click();
-        QCOMPARE(activePage(), QStringLiteral("index.html"));
+        QCOMPARE(activePage(), "index.html");
     }
 
     void refusalPassesThroughThePrompt_data()
     {
         QTest::addColumn<QString>("meanwhile"); // written into the prompt while the reason shows
         row("the standing text comes back", QString());
-        row("a newer standing text stays", QStringLiteral("newer"));
+        row("a newer standing text stays", "newer");
     }
 
     void refusalPassesThroughThePrompt()
@@ -412,20 +355,19 @@ private slots:
         QVERIFY(fixture.openData());
         wMain frame(wMain::Files{fixture.dataFile, fixture.folder});
         frame.show();
-        QLabel* prompt = frame.statusPanel(QStringLiteral("Prompt"));
-        prompt->setText(QStringLiteral("standing"));
+        QLabel* prompt = frame.statusPanel("Prompt");
+        prompt->setText("standing");
         ChildWindow* calculator = frame.children().show(1);
-        QTest::keyClicks(calculator->findChild<QLineEdit*>(QStringLiteral("txtCrcFrame_0")), "256");
-        QTest::mouseClick(calculator->findChild<QPushButton*>(QStringLiteral("cmdCrcCompute")),
-                          Qt::LeftButton);
+        QTest::keyClicks(calculator->findChild<QLineEdit*>("txtCrcFrame_0"), "256");
+        QTest::mouseClick(calculator->findChild<QPushButton*>("cmdCrcCompute"), Qt::LeftButton);
         const QString reason = DataFunctions7310::GetText(TextId::CrcByteRange);
         QCOMPARE(prompt->text(), reason);
         if (!meanwhile.isEmpty())
             prompt->setText(meanwhile);
         QTest::qWait(PromptHook::PassingMilliseconds - 1000);
         QCOMPARE(prompt->text(), meanwhile.isEmpty() ? reason : meanwhile);
-        QTRY_COMPARE_WITH_TIMEOUT(
-            prompt->text(), meanwhile.isEmpty() ? QStringLiteral("standing") : meanwhile, 2500);
+        QTRY_COMPARE_WITH_TIMEOUT(prompt->text(), meanwhile.isEmpty() ? "standing" : meanwhile,
+                                  2500);
     }
 };
 
