@@ -127,35 +127,36 @@ QString stored()
 // A panel with every word off its factory value: 19200 baud, 2 stop bits, slave 7.
 const QString panelState = "128=255\n129=2\n130=7\n131=2\n65=1\n67=0\n69=1\n70=1\n";
 
-constexpr double ptPerMm = 72 / 25.4;
-constexpr double tolerance = 0.5 * ptPerMm;
-
+// A word of a PDF's page as pdftotext -bbox places it, in millimetres from the page's left,
+// top, right and bottom edges.
 struct Word
 {
     QString text;
-    double xMin, yMin, xMax, yMax;
+    double left, top, right, bottom;
 };
 
-// The words of a PDF's page and the page's size, as pdftotext -bbox gives them.
-QList<Word> bbox(const QString& pdf, double& width, double& height)
+QList<Word> bbox(const QString& pdf)
 {
     QProcess tool;
     tool.start("pdftotext", {"-bbox", pdf, "-"});
     tool.waitForFinished(30000);
     QXmlStreamReader xml(tool.readAllStandardOutput());
     QList<Word> words;
+    double width = 0;
+    double height = 0;
     while (!xml.atEnd()) {
         if (xml.readNext() != QXmlStreamReader::StartElement)
             continue;
-        const auto a = xml.attributes();
+        const auto mm = [&xml](const char* name) {
+            return xml.attributes().value(name).toDouble() * 25.4 / 72;
+        };
         if (xml.name() == QLatin1String("page")) {
-            width = a.value("width").toDouble();
-            height = a.value("height").toDouble();
+            width = mm("width");
+            height = mm("height");
         } else if (xml.name() == QLatin1String("word")) {
+            words.append({{}, mm("xMin"), mm("yMin"), width - mm("xMax"), height - mm("yMax")});
             // Ligatures such as "fi" come back as one character.
-            words.append({xml.readElementText().normalized(QString::NormalizationForm_KC),
-                          a.value("xMin").toDouble(), a.value("yMin").toDouble(),
-                          a.value("xMax").toDouble(), a.value("yMax").toDouble()});
+            words.last().text = xml.readElementText().normalized(QString::NormalizationForm_KC);
         }
     }
     return words;
@@ -447,46 +448,40 @@ private slots:
     {
         QTest::addColumn<QString>("before"); // section "Print", "key=value" separated by ";"
         QTest::addColumn<bool>("mask");
-        QTest::addColumn<QStringList>("typed"); // the five boxes; empty: left as shown
-        QTest::addColumn<QString>("keys");      // typed into the left box once it has the focus
+        QTest::addColumn<QString>("typed"); // the five boxes, "|" between; "": left as shown
+        QTest::addColumn<QString>("keys");  // typed into the left box once it has the focus
         QTest::addColumn<int>("button");
         QTest::addColumn<QString>("stored"); // the boxes shown, then the six keys ("-": absent)
         QTest::addColumn<int>("refused");    // the box named and focused, or -1
         const QString pdf = "PrinterName=PDF file";
-        const QStringList ones{"1", "1", "1", "1", "1"};
+        const QString shown = "20 10 20 20 120 | ";
+        const QString none = shown + "- - - - - PDF file";
         const int ok = wPrintConfig::Ok;
-        row("fresh file: defaults; Ok stores them as typed and the PDF entry", QString(), false,
-            QStringList(), QString(), ok, QString("20 10 20 20 120 | 20 10 20 20 120 PDF file"),
-            -1);
-        row("typed text stored exactly, decimals and spaces kept", QString(), false,
-            QStringList{"15", "12.5", " 25", "18", "90"}, QString(), ok,
-            QString("20 10 20 20 120 | 15 12.5  25 18 90 PDF file"), -1);
+        row("fresh file: defaults; Ok stores them as typed and the PDF entry", "", false, "", "",
+            ok, shown + "20 10 20 20 120 PDF file", -1);
+        row("typed text stored exactly, decimals and spaces kept", "", false, "15|12.5| 25|18|90",
+            "", ok, shown + "15 12.5  25 18 90 PDF file", -1);
         row("masked margins: only the printer, stored margins untouched",
-            QString("TopMargin=5;ValueMargin=x"), true, ones, QString(), ok,
-            QString("5 10 20 20 x | 5 - - - x PDF file"), -1);
-        row("focus selects all; sign and digits pass, letters and point do not", QString(), false,
-            QStringList(), QString("+3a.5"), ok,
-            QString("20 10 20 20 120 | 20 10 +35 20 120 PDF file"), -1);
-        row("cancel stores nothing", QString(), false, ones, QString(), int(wPrintConfig::Cancel),
-            QString("20 10 20 20 120 | - - - - - -"), -1);
-        row("empty top refused", pdf, false, QStringList{"", "", "", "", ""}, QString(), ok,
-            QString("20 10 20 20 120 | - - - - - PDF file"), int(wPrintConfig::Top));
-        row("bottom not a number refused", pdf, false, QStringList{"20", "1O", "20", "20", "120"},
-            QString(), ok, QString("20 10 20 20 120 | - - - - - PDF file"),
+            "TopMargin=5;ValueMargin=x", true, "1|1|1|1|1", "", ok,
+            "5 10 20 20 x | 5 - - - x PDF file", -1);
+        row("focus selects all; sign and digits pass, letters and point do not", "", false, "",
+            "+3a.5", ok, shown + "20 10 +35 20 120 PDF file", -1);
+        row("cancel stores nothing", "", false, "1|1|1|1|1", "", int(wPrintConfig::Cancel),
+            shown + "- - - - - -", -1);
+        row("empty top refused", pdf, false, "||||", "", ok, none, int(wPrintConfig::Top));
+        row("bottom not a number refused", pdf, false, "20|1O|20|20|120", "", ok, none,
             int(wPrintConfig::Bottom));
-        row("left + right fill the A4 width: refused", pdf, false,
-            QStringList{"20", "10", "110", "100", "10"}, QString(), ok,
-            QString("20 10 20 20 120 | - - - - - PDF file"), int(wPrintConfig::Right));
-        row("value column beyond the right margin: refused", pdf, false,
-            QStringList{"20", "10", "20", "20", "170"}, QString(), ok,
-            QString("20 10 20 20 120 | - - - - - PDF file"), int(wPrintConfig::Value));
+        row("left + right fill the A4 width: refused", pdf, false, "20|10|110|100|10", "", ok, none,
+            int(wPrintConfig::Right));
+        row("value column beyond the right margin: refused", pdf, false, "20|10|20|20|170", "", ok,
+            none, int(wPrintConfig::Value));
     }
 
     void dialog()
     {
         QFETCH(QString, before);
         QFETCH(bool, mask);
-        QFETCH(QStringList, typed);
+        QFETCH(QString, typed);
         QFETCH(QString, keys);
         QFETCH(int, button);
         QFETCH(QString, stored);
@@ -510,8 +505,8 @@ private slots:
         }
 
         list->setCurrentRow(list->count() - 1);
-        for (int i = 0; i < typed.size(); ++i)
-            dialog.margin(i)->setText(typed[i]);
+        for (int i = 0; !typed.isEmpty() && i < 5; ++i)
+            dialog.margin(i)->setText(typed.section('|', i, i));
         if (!keys.isEmpty()) {
             dialog.activateWindow();
             QVERIFY(QTest::qWaitForWindowActive(&dialog));
@@ -543,16 +538,13 @@ private slots:
     void pdf_data()
     {
         QTest::addColumn<QString>("language");
-        QTest::addColumn<QStringList>("margins");
+        QTest::addColumn<QStringList>("margins"); // top, bottom, left, right, value column
         QTest::addColumn<QString>("title");
         const QStringList defaults{"20", "10", "20", "20", "120"};
-        row("English, default margins", QString("English"), defaults,
-            QString("K7310 panel configuration"));
-        row("French, default margins", QString("Français"), defaults,
-            QString("Configuration du panneau K7310"));
-        row("German, wide margins, narrow value column", QString("Deutsch"),
-            QStringList{"45", "60", "50.5", "40", "60"},
-            QString("Konfiguration des Tableaus K7310"));
+        row("English, default margins", "English", defaults, "K7310 panel configuration");
+        row("French, default margins", "Français", defaults, "Configuration du panneau K7310");
+        row("German, wide margins, narrow value column", "Deutsch",
+            QStringList{"45", "60", "50.5", "40", "60"}, "Konfiguration des Tableaus K7310");
     }
 
     void pdf()
@@ -571,31 +563,28 @@ private slots:
         const QString path = m_fixture.dir.filePath("out.pdf");
         QVERIFY(window.printPdf(path));
 
-        double width = 0;
-        double height = 0;
-        const QList<Word> words = bbox(path, width, height);
+        const QList<Word> words = bbox(path);
         QVERIFY(!words.isEmpty());
-        const double top = margins[0].toDouble() * ptPerMm;
-        const double bottom = height - margins[1].toDouble() * ptPerMm;
-        const double left = margins[2].toDouble() * ptPerMm;
-        const double right = width - margins[3].toDouble() * ptPerMm;
-        const double valueX = left + margins[4].toDouble() * ptPerMm;
+        // Within the margins, to half a millimetre.
+        const auto margin = [&margins](int i) {
+            return margins[i].toDouble() - 0.5;
+        };
         QString all;
         for (const Word& word : words) {
-            QVERIFY2(word.xMin >= left - tolerance && word.xMax <= right + tolerance &&
-                         word.yMin >= top - tolerance && word.yMax <= bottom + tolerance,
+            QVERIFY2(word.top >= margin(0) && word.bottom >= margin(1) && word.left >= margin(2) &&
+                         word.right >= margin(3),
                      qPrintable(word.text));
             all += word.text + ' ';
         }
         QVERIFY2(all.startsWith(title + ' '), qPrintable(all));
         QVERIFY(all.contains("/dev/ttyUSB0"));
 
-        // The lines of a word that starts at x, as tenths of a point from the top.
+        // The lines, in tenths of a millimetre from the top, of a word that starts at x mm.
         const auto lines = [&words](const QString& text, double x) {
             QList<int> tops;
             for (const Word& word : words) {
-                if (word.text == text && std::abs(word.xMin - x) <= tolerance)
-                    tops << qRound(word.yMin * 10);
+                if (word.text == text && std::abs(word.left - x) <= 0.5)
+                    tops << qRound(word.top * 10);
             }
             return tops;
         };
@@ -608,7 +597,8 @@ private slots:
             // column, on the same line.
             const QString labelWord = line.label.simplified().section(' ', 0, 0);
             const QString valueWord = line.value.simplified().section(' ', 0, 0);
-            const QList<int> valueTops = lines(valueWord, valueX);
+            const double left = margins[2].toDouble();
+            const QList<int> valueTops = lines(valueWord, left + margins[4].toDouble());
             const QList<int> labelTops = lines(labelWord, left);
             QVERIFY2(std::any_of(labelTops.begin(), labelTops.end(),
                                  [&](int y) { return valueTops.contains(y); }),
