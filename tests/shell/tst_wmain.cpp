@@ -2,14 +2,13 @@
 #include "shelltestkit.h"
 #include "textids.h"
 
-#include <QLineEdit>
 #include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QWhatsThis>
 
 namespace {
 
-const QString withHelp = QStringLiteral(K7310_BIN_DIR); // a program folder holding the help
+const QString withHelp = K7310_BIN_DIR; // a program folder holding the help
 
 QString activePage()
 {
@@ -35,18 +34,15 @@ private slots:
 
     void dataFileFailureEndsStartUp_data()
     {
-        QTest::addColumn<QByteArray>("content");
-        row("missing file", QByteArray());
-        row("random bytes", QByteArray(8192, '\x5a'));
+        QTest::addColumn<QString>("source"); // copied in as the data file, "": none
+        row("missing file", "");
+        row("SQLite file of another kind", K7310_BIN_DIR "/k7310console.qhc");
     }
 
     void dataFileFailureEndsStartUp()
     {
-        QFETCH(QByteArray, content);
-        ShellFixture fixture(QString{});
-        QFile file(fixture.dataFile);
-        QVERIFY(content.isEmpty() || (file.open(QIODevice::WriteOnly) && file.write(content) > 0));
-        file.close();
+        QFETCH(QString, source);
+        ShellFixture fixture(source);
         QStringList seen;
         AnswerNextBox(seen);
         wMain frame(wMain::Files{fixture.dataFile, fixture.folder});
@@ -144,57 +140,38 @@ private slots:
                                           : QStringList{"8002 wConfig.cmdButtons.Click"}));
     }
 
+    // Without a row an entry shows its own name and a button keeps its tooltip. The help
+    // entries go with the collection, the one text 1 names in the program folder; Find and
+    // Context help stay either way.
     void captionsAndHelpEntries_data()
     {
-        QTest::addColumn<QString>("dataFile");
-        QTest::addColumn<QString>("language");
-        QTest::addColumn<QStringList>("captions"); // File, calculator, Quit's tooltip, About
         QTest::addColumn<bool>("helpThere");
-
-        const QString data = QStringLiteral(K7310_BIN_DIR "/k7310console.dat");
-        row("none chosen yet: first language column, no help", data, "",
-            QStringList{"&File", "CRC and number calculator", "Quit", "&About…"}, false);
-        row("Deutsch, help", data, "Deutsch",
-            QStringList{"&Datei", "CRC- und Zahlenrechner", "Beenden", "Ü&ber…"}, true);
-        // Without a row an entry shows its own name and a button keeps its tooltip.
-        row("rows of About and Quit missing", QStringLiteral(K7310_SHELL_TEST_DATA "/nomenu.dat"),
-            "Français",
-            QStringList{"&Fichier", "Calculatrice CRC et nombres", "as designed", "mnuHelpAbout"},
-            true);
+        row("help", true);
+        row("no help", false);
     }
 
     void captionsAndHelpEntries()
     {
-        QFETCH(QString, dataFile);
-        QFETCH(QString, language);
-        QFETCH(QStringList, captions);
         QFETCH(bool, helpThere);
-
-        ShellFixture fixture(dataFile);
+        ShellFixture fixture(K7310_SHELL_TEST_DATA "/nomenu.dat"); // no rows for About and Quit
         QVERIFY(fixture.openData());
-        DataFunctions7310::SetCurrentLanguage(language);
+        DataFunctions7310::SetCurrentLanguage("Français");
         wMain frame(wMain::Files{fixture.dataFile, helpThere ? withHelp : fixture.folder});
         frame.toolButton("mnuFileQuit")->setToolTip("as designed");
         frame.nationality();
-        const QStringList shown{frame.menuEntry("mnuFile")->text(), frame.panelEntry(1)->text(),
-                                frame.toolButton("mnuFileQuit")->toolTip(),
-                                frame.menuEntry("mnuHelpAbout")->text()};
-        QCOMPARE(shown, captions);
-        QVERIFY(
-            frame.statusPanel("Line")->text().startsWith(DataFunctions7310::GetText(1002) + ": "));
+        QCOMPARE((QStringList{frame.menuEntry("mnuFile")->text(), frame.panelEntry(1)->text(),
+                              frame.toolButton("mnuFileQuit")->toolTip(),
+                              frame.menuEntry("mnuHelpAbout")->text()}),
+                 (QStringList{"&Fichier", "Calculatrice CRC et nombres", "as designed",
+                              "mnuHelpAbout"}));
         QVERIFY(fixture.reports().isEmpty());
-
-        // The help entries go with the collection; Find and Context help stay either way.
         for (const char* name : {"mnuHelpSummary", "mnuHelpIndex", "mnuHelpSep1"})
             QCOMPARE(frame.menuEntry(name)->isVisible(), helpThere);
         QCOMPARE(frame.toolButton("mnuHelpContext")->isVisible(), helpThere);
         QVERIFY(frame.menuEntry("mnuHelpFind")->isVisible());
         QVERIFY(frame.menuEntry("mnuHelpContext")->isVisible());
-        // The file is the one text 1 names, in the program folder.
         QCOMPARE(Help::ApplicationHelpFile(),
                  helpThere ? withHelp + '/' + DataFunctions7310::GetText(1) : QString());
-        frame.mnuHelpFind_Click(); // a deliberate no-op
-        QVERIFY(HelpWindow::OpenWindows().isEmpty());
         frame.mnuHelpSummary_Click();
         QCOMPARE(HelpWindow::OpenWindows().size(), helpThere ? 1 : 0);
     }
@@ -202,50 +179,40 @@ private slots:
     void closingAsks_data()
     {
         QTest::addColumn<bool>("modified");
-        QTest::addColumn<QMessageBox::StandardButton>("answer");
         QTest::addColumn<QStringList>("asked"); // icon, default button, windows shown, question
-
         const QString frameAndHelp = "2";
-        const QStringList quit{QString::number(QMessageBox::Question),
-                               QString::number(QMessageBox::Yes), frameAndHelp,
-                               "Do you want to quit the K7310 console?"};
-        const QStringList unsaved{QString::number(QMessageBox::Warning),
-                                  QString::number(QMessageBox::No), frameAndHelp,
-                                  "A window holds changes that have not been sent to the panel.\n"
-                                  "If you quit now, these changes are lost.\nQuit anyway?"};
-        row("nothing modified, No stays", false, QMessageBox::No, quit);
-        row("nothing modified, Yes closes", false, QMessageBox::Yes, quit);
-        row("child modified, No stays", true, QMessageBox::No, unsaved);
-        row("child modified, Yes closes", true, QMessageBox::Yes, unsaved);
+        row("nothing modified", false,
+            QStringList{QString::number(QMessageBox::Question), QString::number(QMessageBox::Yes),
+                        frameAndHelp, "Do you want to quit the K7310 console?"});
+        row("child modified", true,
+            QStringList{QString::number(QMessageBox::Warning), QString::number(QMessageBox::No),
+                        frameAndHelp,
+                        "A window holds changes that have not been sent to the panel.\n"
+                        "If you quit now, these changes are lost.\nQuit anyway?"});
     }
 
+    // No keeps the console; Yes closes it with its children and every help window.
     void closingAsks()
     {
         QFETCH(bool, modified);
-        QFETCH(QMessageBox::StandardButton, answer);
         QFETCH(QStringList, asked);
-
         ShellFixture fixture;
         fixture.writeIni("English");
         wMain frame(wMain::Files{fixture.dataFile, withHelp});
         QVERIFY(frame.load());
         frame.children().window(1)->setModified(modified);
         frame.mnuHelpSummary_Click();
-        QVERIFY(TheViewer());
-
-        QStringList seen;
-        AnswerNextBox(seen, answer);
-        frame.mnuFileQuit_Click();
-        QCOMPARE(seen, asked);
-        const bool closed = answer == QMessageBox::Yes;
-        QCOMPARE(frame.isVisible(), !closed);
-        // Closing unloads the children and every help window.
-        QCOMPARE(frame.children().openWindows().size(),
-                 closed ? 0 : frame.children().kinds().size());
-        QTest::qWait(1);
-        QCOMPARE(HelpWindow::OpenWindows().size(), closed ? 0 : 1);
-        if (!closed)
-            frame.children().window(1)->setModified(false);
+        for (const bool yes : {false, true}) {
+            QStringList seen;
+            AnswerNextBox(seen, yes ? QMessageBox::Yes : QMessageBox::No);
+            frame.mnuFileQuit_Click();
+            QCOMPARE(seen, asked);
+            QCOMPARE(frame.isVisible(), !yes);
+            QCOMPARE(frame.children().openWindows().size(),
+                     yes ? 0 : frame.children().kinds().size());
+            QTest::qWait(1);
+            QCOMPARE(HelpWindow::OpenWindows().size(), yes ? 0 : 1);
+        }
     }
 
     void childWindowsExistOnce()
@@ -272,6 +239,9 @@ private slots:
         frame.comCtrl().noteAnswer(7);
         QCOMPARE(frame.statusPanel("Slave")->text(), "Slave: 7");
         QCOMPARE(frame.statusPanel("Prompt")->text(), DataFunctions7310::GetText(1001));
+        // What the windows hand to the status bar passes through the prompt.
+        QVERIFY(PromptHook::Show("passing"));
+        QCOMPARE(frame.statusPanel("Prompt")->text(), "passing");
         // The configuration window is loaded last and stands in front.
         QVERIFY(frame.mdiArea()->activeSubWindow()->widget()->inherits("wPanelConfig"));
         for (const char* key : {"mnuFileConfig", "mnuFileCalcul", "mnuFileFrame", "mnuFileTools",
@@ -348,26 +318,20 @@ private slots:
         row("a newer standing text stays", "newer");
     }
 
+    // A passing text stands for its time, then the standing text comes back, unless a newer
+    // one was written meanwhile.
     void refusalPassesThroughThePrompt()
     {
         QFETCH(QString, meanwhile);
-        ShellFixture fixture;
-        QVERIFY(fixture.openData());
-        wMain frame(wMain::Files{fixture.dataFile, fixture.folder});
-        frame.show();
-        QLabel* prompt = frame.statusPanel("Prompt");
-        prompt->setText("standing");
-        ChildWindow* calculator = frame.children().show(1);
-        QTest::keyClicks(calculator->findChild<QLineEdit*>("txtCrcFrame_0"), "256");
-        QTest::mouseClick(calculator->findChild<QPushButton*>("cmdCrcCompute"), Qt::LeftButton);
-        const QString reason = DataFunctions7310::GetText(TextId::CrcByteRange);
-        QCOMPARE(prompt->text(), reason);
+        QLabel prompt("standing");
+        PromptHook::ShowPassing(&prompt, "reason", 300);
+        QCOMPARE(prompt.text(), "reason");
         if (!meanwhile.isEmpty())
-            prompt->setText(meanwhile);
-        QTest::qWait(PromptHook::PassingMilliseconds - 1000);
-        QCOMPARE(prompt->text(), meanwhile.isEmpty() ? reason : meanwhile);
-        QTRY_COMPARE_WITH_TIMEOUT(prompt->text(), meanwhile.isEmpty() ? "standing" : meanwhile,
-                                  2500);
+            prompt.setText(meanwhile);
+        QTest::qWait(200);
+        QCOMPARE(prompt.text(), meanwhile.isEmpty() ? "reason" : meanwhile);
+        QTest::qWait(300);
+        QTRY_COMPARE(prompt.text(), meanwhile.isEmpty() ? "standing" : meanwhile);
     }
 };
 
