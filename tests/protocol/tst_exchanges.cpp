@@ -52,9 +52,10 @@ private slots:
         row("horn", made("010600400001", "010600400001", O::Complete), "horn on");
         row("all off", made("010600000000", "010600000000", O::Complete), "all LEDs off");
         row("lamp test", made("010600420001", "010600420001", O::Complete), "lamp test");
-        // LEDs 0 and 1 in state 1, LED 23 in state 5, horn bit 12 of the last word.
+        // LEDs 0, 3 and 15 in state 2, horn bit 12 of the last word: a field read one bit
+        // or one word off counts another number of LEDs.
         row("panel image written with the horn",
-            made("0110001900050A00090000000000001A00", nullptr, O::TimeOut),
+            made("0110001900050A04020000000000021000", nullptr, O::TimeOut),
             "panel image written: 3 LEDs lit; horn on - time-out");
         row("acknowledgement", made("010300440001", "0103020001", O::Complete),
             "acknowledgement: acknowledged");
