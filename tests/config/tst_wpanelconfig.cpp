@@ -1,8 +1,7 @@
 // The configuration window: against k7310sim over a pty, the words on the line (from the
 // simulator's trace, with the line settings each was heard at), the controls afterwards, the
 // messages, the settings file; the configuration files; the print settings dialog, and the PDF
-// print-out read back with pdftotext -bbox: what is on the page and where, in points
-// (1 mm = 2.8346 pt).
+// print-out read back with pdftotext -bbox: what is on the page and where, in millimetres.
 #include "shelltestkit.h"
 #include "waskslave.h"
 #include "wpanelconfig.h"
@@ -76,18 +75,15 @@ QStringList words(const SimProcess& sim)
 {
     QStringList summary;
     for (const QString& frame : sim.heardFrames()) {
-        const QByteArray bytes = QByteArray::fromHex(frame.section(' ', 2).toLatin1());
-        const auto word = [&bytes](int i) {
-            return qint16(quint8(bytes[i]) << 8 | quint8(bytes[i + 1]));
+        const QByteArray b = QByteArray::fromHex(frame.section(' ', 2).toLatin1());
+        const auto word = [&b](int i) {
+            return int(qint16(quint8(b[i]) << 8 | quint8(b[i + 1])));
         };
-        const bool read = bytes[1] == 3;
-        const QString what = bytes.size() == 3 ? QStringLiteral("probe")
-                                               : QStringLiteral("%1:%2%3%4%5")
-                                                     .arg(quint8(bytes[0]))
-                                                     .arg(read ? 'R' : 'W')
-                                                     .arg(word(2))
-                                                     .arg(read ? 'x' : '=')
-                                                     .arg(word(4));
+        const bool read = b[1] == 3;
+        const QString what = b.size() == 3
+                                 ? QStringLiteral("probe")
+                                 : QString::asprintf("%d:%c%d%c%d", quint8(b[0]), read ? 'R' : 'W',
+                                                     word(2), read ? 'x' : '=', word(4));
         summary << (frame.startsWith("IGNORED") ? "ignored " : "") + frame.section(' ', 1, 1) +
                        ' ' + what;
     }
@@ -577,30 +573,27 @@ private slots:
         QVERIFY2(all.startsWith(title + ' '), qPrintable(all));
         QVERIFY(all.contains("/dev/ttyUSB0"));
 
-        // The lines, in tenths of a millimetre from the top, of a word that starts at x mm.
-        const auto lines = [&words](const QString& text, double x) {
-            QList<int> tops;
-            for (const Word& word : words) {
-                if (word.text == text && std::abs(word.left - x) <= 0.5)
-                    tops << qRound(word.top * 10);
-            }
-            return tops;
-        };
+        const double left = margins[2].toDouble();
+        const double valueColumn = left + margins[4].toDouble();
         const PrintOut::Content content = window.printContent();
         QCOMPARE(content.lines.size(), 8);
         for (const PrintOut::Line& line : content.lines) {
-            QVERIFY2(all.contains(' ' + line.label.simplified() + ' '), qPrintable(line.label));
-            QVERIFY2(all.contains(' ' + line.value.simplified() + ' '), qPrintable(line.value));
+            const QString label = line.label.simplified();
+            const QString value = line.value.simplified();
+            QVERIFY2(all.contains(' ' + label + ' ') && all.contains(' ' + value + ' '),
+                     qPrintable(label + " / " + value));
             // The label's first word at the left margin, its value's first word in the value
             // column, on the same line.
-            const QString labelWord = line.label.simplified().section(' ', 0, 0);
-            const QString valueWord = line.value.simplified().section(' ', 0, 0);
-            const double left = margins[2].toDouble();
-            const QList<int> valueTops = lines(valueWord, left + margins[4].toDouble());
-            const QList<int> labelTops = lines(labelWord, left);
-            QVERIFY2(std::any_of(labelTops.begin(), labelTops.end(),
-                                 [&](int y) { return valueTops.contains(y); }),
-                     qPrintable(labelWord + " / " + valueWord));
+            const auto startsAt = [](const Word& word, const QString& text, double x) {
+                return word.text == text.section(' ', 0, 0) && std::abs(word.left - x) <= 0.5;
+            };
+            const bool paired = std::any_of(words.begin(), words.end(), [&](const Word& a) {
+                return startsAt(a, label, left) &&
+                       std::any_of(words.begin(), words.end(), [&](const Word& b) {
+                           return startsAt(b, value, valueColumn) && std::abs(b.top - a.top) < 0.05;
+                       });
+            });
+            QVERIFY2(paired, qPrintable(label + " / " + value));
         }
     }
 
