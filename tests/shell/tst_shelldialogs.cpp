@@ -4,8 +4,6 @@
 #include <QCheckBox>
 #include <QFileInfo>
 #include <QGroupBox>
-#include <QHelpSearchEngine>
-#include <QHelpSearchResult>
 #include <QSpinBox>
 #include <QSqlDatabase>
 #include <QSqlQuery>
@@ -47,10 +45,6 @@ QPoint linkPoint(QTextBrowser* browser, const QString& href)
     return {-1, -1};
 }
 
-QString pageText(HelpWindow* viewer)
-{
-    return viewer->findChild<QTextBrowser*>()->toPlainText();
-}
 } // namespace
 
 class TestDialogs : public QObject
@@ -303,17 +297,17 @@ private slots:
         QTest::addColumn<QString>("page");
         QTest::addColumn<QString>("heading");
         const int context = Help::HelpContext;
-        row("Help > Contents", int(Help::DisplayToc), 0, "index.html", "K7310 console");
+        row("Help > Contents: the page on view stays", int(Help::DisplayToc), 0, "settings.html",
+            "PC settings");
         row("main window", context, 1000, "main-window.html", "The main window");
-        row("PC settings, Communication page", context, 1101, "settings.html",
-            "Communication page");
         row("about box", context, 1500, "main-window.html", "About");
         row("warning", context, 1600, "main-window.html", "Warning questions");
         row("slave dialog", context, 35000, "slave-dialogs.html", "Which panel?");
         row("slave search", context, 35010, "slave-dialogs.html", "Searching");
     }
 
-    // Each command shows its page in the one viewer, brought back if it was minimised.
+    // A link followed in the contents stays in the viewer. Each command then shows its page in
+    // that one viewer, brought back if it was minimised.
     void helpCommandsReachTheirPages()
     {
         QFETCH(int, command);
@@ -323,22 +317,8 @@ private slots:
         QVERIFY(Help::HtmlHelp(nullptr, collection, Help::DisplayToc, 0));
         HelpWindow* viewer = TheViewer();
         QVERIFY(viewer && QTest::qWaitForWindowExposed(viewer));
-        viewer->showMinimized();
-        QTRY_VERIFY(viewer->isMinimized());
-        QVERIFY(Help::HtmlHelp(nullptr, collection, command, number));
-        QCOMPARE(TheViewer(), viewer);
-        QVERIFY(!viewer->isMinimized());
-        QTRY_COMPARE(QApplication::activeWindow(), viewer);
-        QCOMPARE(viewer->currentPage().fileName(), page);
-        QVERIFY(pageText(viewer).contains(heading));
-    }
-
-    void linksStayInTheViewer()
-    {
-        QVERIFY(Help::HtmlHelp(nullptr, collection, Help::DisplayToc, 0));
-        HelpWindow* viewer = TheViewer();
-        QVERIFY(viewer && QTest::qWaitForWindowExposed(viewer));
         const QUrl home = viewer->currentPage();
+        QCOMPARE(home.fileName(), "index.html");
         auto* browser = viewer->findChild<QTextBrowser*>();
         const QPoint link = linkPoint(browser, "settings.html");
         QVERIFY(link.x() >= 0);
@@ -346,6 +326,15 @@ private slots:
         QTRY_COMPARE(viewer->currentPage().fileName(), "settings.html");
         QCOMPARE(viewer->currentPage().host(), home.host());
         QVERIFY(browser->toPlainText().startsWith("PC settings"));
+
+        viewer->showMinimized();
+        QTRY_VERIFY(viewer->isMinimized());
+        QVERIFY(Help::HtmlHelp(nullptr, collection, command, number));
+        QCOMPARE(TheViewer(), viewer);
+        QVERIFY(!viewer->isMinimized());
+        QTRY_COMPARE(QApplication::activeWindow(), viewer);
+        QCOMPARE(viewer->currentPage().fileName(), page);
+        QVERIFY(browser->toPlainText().contains(heading));
     }
 
     void settingsDialogHelpFollowsPage()
@@ -373,8 +362,7 @@ private slots:
     }
 
     // Text 1 names the collection: an English viewer on screen turns into one of the new language
-    // on the same page, whose full-text search works while the text database (SQLCipher) runs
-    // beside Qt Help's SQLite.
+    // on the same page.
     void helpFollowsLanguage()
     {
         const QString heading = "PC-Einstellungen"; // text 1100
@@ -392,17 +380,9 @@ private slots:
         QCOMPARE(viewer->currentPage().fileName() + '#' + viewer->currentPage().fragment(),
                  "settings.html#communication");
         // Page headings and pop-ups quote the captions of the text database.
-        QVERIFY(pageText(viewer).startsWith(heading));
+        QVERIFY(viewer->findChild<QTextBrowser*>()->toPlainText().startsWith(heading));
         QVERIFY(Help::PopupText(file, 1113).contains(GetText(1113)));
 
-        QHelpSearchEngine* search = viewer->searchEngine();
-        QSignalSpy indexed(search, &QHelpSearchEngine::indexingFinished);
-        QVERIFY(indexed.wait(20000));
-        QSignalSpy searched(search, &QHelpSearchEngine::searchingFinished);
-        search->search("Abschlusswiderstand"); // only on the getting-started page
-        QVERIFY(searched.wait(20000));
-        QCOMPARE(search->searchResultCount(), 1);
-        QCOMPARE(search->searchResults(0, 1).first().url().fileName(), "getting-started.html");
         QCOMPARE(GetText(1100), heading);
         QVERIFY(m_fixture->reports().isEmpty());
         {
