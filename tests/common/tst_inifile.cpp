@@ -122,8 +122,7 @@ private slots:
         QVERIFY(m_reports.messages.isEmpty());
     }
 
-    // A write or a deletion (null value; null key: the whole section) touches its own lines
-    // only: every other byte of the file stays.
+    // A write touches its own lines only: every other byte of the file stays.
     void write_data()
     {
         QTest::addColumn<QByteArray>("content");
@@ -152,12 +151,6 @@ private slots:
             edited("LeftMargin=20\n", "LeftMargin=a=b;c\n"));
         row("line break becomes a blank", sample, "Communication", "Port", "two\nlines",
             edited("  Port = 3  \n", "  Port = two lines\n"));
-        row("key deleted, without case", sample, "communication", "bauds", QString(),
-            edited("Bauds=9600\n", ""));
-        row("key of an absent section deleted", sample, "Nowhere", "Port", QString(), sample);
-        row("section deleted, without case", sample, "COMMUNICATION", QString(), QString(),
-            QByteArray(
-                "; console settings\n[General]\nLanguage=Français\n\n[Print]\nLeftMargin=20\n"));
     }
     void write()
     {
@@ -167,20 +160,10 @@ private slots:
         QFETCH(QString, value);
         QFETCH(QByteArray, expected);
         QVERIFY(writeFile(path(), content));
-        if (!value.isNull())
-            QVERIFY(SetIniParam(section, key, value));
-        else
-            QVERIFY(key.isNull() ? DelIniSection(section) : DelIniParam(section, key));
+        QVERIFY(SetIniParam(section, key, value));
         QCOMPARE(bytes(path()), expected);
-        QCOMPARE(GetIniParam(section, key, "dflt"),
-                 value.isNull() ? QStringLiteral("dflt") : QString(value).replace('\n', ' '));
+        QCOMPARE(GetIniParam(section, key, "dflt"), QString(value).replace('\n', ' '));
         QVERIFY(m_reports.messages.isEmpty());
-    }
-
-    void keysOfASection()
-    {
-        QVERIFY(writeFile(path(), sample));
-        QCOMPARE(GetIniParamsList("communication"), QStringList({"Port", "Bauds", "Caption"}));
     }
 
     // The value is refused and reported with the path, and the file stays whole with no
@@ -199,8 +182,7 @@ private slots:
         QVERIFY(blocked || QFile::setPermissions(path(), QFile::ReadOwner | QFile::ReadGroup));
         SetIniFileName(target);
         QVERIFY(!SetIniParam("General", "Language", "English"));
-        QVERIFY(blocked || !DelIniSection("Print"));
-        QCOMPARE(m_reports.messages.size(), blocked ? 1 : 2);
+        QCOMPARE(m_reports.messages.size(), 1);
         const QString& report = m_reports.messages[0];
         QVERIFY2(report.startsWith(QString("Error Nr %1 ").arg(ErrorNumber::SettingsNotWritable)) &&
                      report.contains("Function : SetIniParam") && report.contains(target),
@@ -210,22 +192,18 @@ private slots:
     }
 
     // Placement comes back by the window's name in any case; a window stored minimised comes
-    // back normal; a size that is not positive or a position that is no number gives the fallback.
+    // back normal; a size that is not positive gives the fallback.
     void windowPlacement()
     {
         const WindowPlacement fallback{QRect(10, 20, 300, 200), WindowState::Normal};
         SaveWindow("wPanelTools", {QRect(-5, 40, 640, 480), WindowState::Maximized});
-        StorePos("wAskSlave", QPoint(100, 150));
         const WindowPlacement restored = RestoreWindow("wpaneltools", fallback);
         QCOMPARE(restored.geometry, QRect(-5, 40, 640, 480));
         QCOMPARE(restored.state, WindowState::Maximized);
-        QCOMPARE(RestorePos("wAskSlave", QPoint()), QPoint(100, 150));
         SaveWindow("wPanelTools", {QRect(1, 2, 30, 40), WindowState::Minimized});
         QCOMPARE(RestoreWindow("wPanelTools", fallback).state, WindowState::Normal);
         QVERIFY(SetIniParam("wPanelTools", "Width", "0"));
-        QVERIFY(SetIniParam("wAskSlave", "Top", "abc"));
         QCOMPARE(RestoreWindow("wPanelTools", fallback).geometry, fallback.geometry);
-        QCOMPARE(RestorePos("wAskSlave", QPoint(7, 8)), QPoint(7, 8));
         QVERIFY(m_reports.messages.isEmpty());
     }
 

@@ -1,5 +1,4 @@
 #include "shelltestkit.h"
-#include "wwarning.h"
 
 #include <QCheckBox>
 #include <QFileInfo>
@@ -68,28 +67,18 @@ private slots:
         m_fixture.reset();
     }
 
-    void paritiesShown_data()
+    // The parity letter of a line's settings, in either case, picks the list position the
+    // dialog shows.
+    void parityPositions()
     {
-        QTest::addColumn<QString>("settings");
-        QTest::addColumn<QString>("shown"); // parity, speed and stop bits
-        row("e shows the even entry", "19200,e,8,2", "Paire 19200 2");
-        row("o shows the odd entry", "1200,o,8,1", "Impaire 1200 1");
-        row("upper-case letter", "4800,E,8,1", "Paire 4800 1");
-    }
-
-    void paritiesShown()
-    {
-        QFETCH(QString, settings);
-        QFETCH(QString, shown);
-        DataFunctions7310::SetCurrentLanguage("Français");
+        QCOMPARE((QList<int>{wConfig::ParityPosition("9600,n,8,1"),
+                             wConfig::ParityPosition("19200,e,8,2"),
+                             wConfig::ParityPosition("4800,E,8,1"),
+                             wConfig::ParityPosition("1200,o,8,1"), wConfig::ParityPosition("x")}),
+                 (QList<int>{0, 1, 1, 2, -1}));
         ComCtrl port;
-        port.setSettings(settings);
-        wConfig dialog(port);
-        QCOMPARE(QStringList({dialog.parity()->currentText(), dialog.bauds()->currentText(),
-                              dialog.stops()->currentText()})
-                     .join(' '),
-                 shown);
-        QCOMPARE(dialog.changedInputs(), 0U);
+        port.setSettings("4800,E,8,1");
+        QCOMPARE(wConfig(port).parity()->currentIndex(), 1);
     }
 
     void buttonsStoreWhatChanged_data()
@@ -165,10 +154,12 @@ private slots:
         port.open();
         wConfig dialog(port);
         dialog.show();
-        QCOMPARE((QStringList{dialog.parity()->currentText(), dialog.bauds()->currentText(),
-                              dialog.stops()->currentText(), dialog.portList()->currentText(),
-                              dialog.languages()->currentText()}),
-                 (QStringList{"None", "9600", "1", fixture.pty.slavePath(), "English"}));
+        QCOMPARE(
+            (QStringList{dialog.parity()->currentText(), dialog.parity()->itemText(1),
+                         dialog.parity()->itemText(2), dialog.bauds()->currentText(),
+                         dialog.stops()->currentText(), dialog.portList()->currentText(),
+                         dialog.languages()->currentText()}),
+            (QStringList{"None", "Even", "Odd", "9600", "1", fixture.pty.slavePath(), "English"}));
         QVERIFY(!dialog.halfDuplex()->isChecked());
         QCOMPARE(dialog.changedInputs(), repair);
         QCOMPARE(dialog.button(wConfig::Apply)->isEnabled(), repair != 0);
@@ -257,39 +248,6 @@ private slots:
         QVERIFY(!splash.isVisible());
     }
 
-    void warningTextsAndAnswer_data()
-    {
-        QTest::addColumn<int>("press"); // the command's index, -1: the close box
-        QTest::addColumn<bool>("answer");
-        row("Yes", 1, true);
-        row("No", 0, false);
-        row("close box", -1, false);
-    }
-
-    void warningTextsAndAnswer()
-    {
-        QFETCH(int, press);
-        QFETCH(bool, answer);
-        wWarning warning;
-        QCOMPARE(
-            (QStringList{warning.windowTitle(), warning.label(0)->text(), warning.label(1)->text(),
-                         warning.command(1)->text(), warning.command(0)->text()}),
-            (QStringList{"Warning",
-                         "This action overwrites the current settings.\nIt cannot be undone.",
-                         "Do you want to continue?", "Yes", "No"}));
-        QVERIFY(!warning.answer());
-        OnNextModal([&](QWidget* modal) {
-            QCOMPARE(modal, &warning);
-            if (press < 0)
-                warning.close();
-            else
-                warning.command(press)->click();
-        });
-        warning.exec();
-        QVERIFY(!warning.isVisible());
-        QCOMPARE(warning.answer(), answer);
-    }
-
     void helpCommandsReachTheirPages_data()
     {
         QTest::addColumn<int>("command");
@@ -301,7 +259,6 @@ private slots:
             "PC settings");
         row("main window", context, 1000, "main-window.html", "The main window");
         row("about box", context, 1500, "main-window.html", "About");
-        row("warning", context, 1600, "main-window.html", "Warning questions");
         row("slave dialog", context, 35000, "slave-dialogs.html", "Which panel?");
         row("slave search", context, 35010, "slave-dialogs.html", "Searching");
     }
