@@ -16,7 +16,7 @@
 
 #include <sqlite3.h>
 
-using ConfigChange = std::function<void(wConfig&)>;
+using ConfigChange = std::function<void(wConfig&, ComCtrl&)>;
 Q_DECLARE_METATYPE(ConfigChange)
 using DataFunctions7310::GetText;
 
@@ -83,62 +83,74 @@ private slots:
 
     void buttonsStoreWhatChanged_data()
     {
-        QTest::addColumn<QString>("rts");     // the settings file's RTS entry, "": none
+        QTest::addColumn<QString>("stored");  // more lines of the settings file
         QTest::addColumn<unsigned>("repair"); // inputs marked at load so that OK rewrites them
         QTest::addColumn<ConfigChange>("change");
         QTest::addColumn<int>("button");
-        // The file's new lines (none: file untouched), then the faults reported.
+        // The file's new lines (none: file untouched), then the faults reported. A change to
+        // the line writes its whole group (port, speed, stop bits, parity): the speed, not
+        // stored before, too.
         QTest::addColumn<QStringList>("written");
         QTest::addColumn<QString>("lineSettings");
 
-        const auto bauds = ConfigChange([](wConfig& d) { d.bauds()->setCurrentText("4800"); });
-        const auto halfDuplex = ConfigChange([](wConfig& d) { d.halfDuplex()->setChecked(true); });
-        const auto nothing = ConfigChange([](wConfig&) {});
+        const auto bauds =
+            ConfigChange([](wConfig& d, ComCtrl&) { d.bauds()->setCurrentText("4800"); });
+        const auto halfDuplex =
+            ConfigChange([](wConfig& d, ComCtrl&) { d.halfDuplex()->setChecked(true); });
+        const auto nothing = ConfigChange([](wConfig&, ComCtrl&) {});
         const QString line = "9600,n,8,1";
         const QStringList none, rtsOff{"RTS=0", "RtsDelay=5"};
         const int ok = wConfig::Ok, apply = wConfig::Apply;
         const unsigned rtsRepair = wConfig::HalfDuplex;
-        row("speed and stop bits, Apply", "", 0U, ConfigChange([=](wConfig& d) {
-                bauds(d);
+        row("speed and stop bits, Apply", "", 0U, ConfigChange([=](wConfig& d, ComCtrl& p) {
+                bauds(d, p);
                 d.stops()->setCurrentText("2");
             }),
-            apply, QStringList{"Bauds=4800", "Stops=2"}, "4800,n,8,2");
+            apply, QStringList{"Stops=2", "Bauds=4800"}, "4800,n,8,2");
         row("parity odd, OK: stored as its letter", "", 0U,
-            ConfigChange([](wConfig& d) { d.parity()->setCurrentIndex(2); }), ok,
-            QStringList{"Parity=o"}, "9600,o,8,1");
-        // An RTS value the box cannot show (reported at start-up) shows the flag in force,
-        // marked for OK or Apply to write it right.
-        row("RTS=yes, OK", "yes", rtsRepair, nothing, ok, rtsOff, line);
-        row("RTS=2, Apply", "2", rtsRepair, nothing, apply, rtsOff, line);
+            ConfigChange([](wConfig& d, ComCtrl&) { d.parity()->setCurrentIndex(2); }), ok,
+            QStringList{"Parity=o", "Bauds=9600"}, "9600,o,8,1");
+        // A stored value the dialog cannot show (reported at start-up) shows the value in
+        // force, marked for OK or Apply to write it right.
+        row("RTS=yes, OK", "RTS=yes\n", rtsRepair, nothing, ok, rtsOff, line);
+        row("RTS=2, Apply", "RTS=2\n", rtsRepair, nothing, apply, rtsOff, line);
+        row("RTS delay not a number, OK", "RtsDelay=short\n", unsigned(wConfig::RtsDelay), nothing,
+            ok, QStringList{"RtsDelay=5", "RTS=0"}, line);
+        row("speed not a number, OK", "Bauds=fast\n", unsigned(wConfig::Bauds), nothing, ok,
+            QStringList{"Bauds=9600"}, line);
         row("half duplex only, OK: port untouched", "", 0U, halfDuplex, ok,
             QStringList{"RTS=1", "RtsDelay=5"}, line);
         row("RTS delay only, Apply", "", 0U,
-            ConfigChange([](wConfig& d) { d.rtsDelay()->setValue(12); }), apply,
+            ConfigChange([](wConfig& d, ComCtrl&) { d.rtsDelay()->setValue(12); }), apply,
             QStringList{"RTS=0", "RtsDelay=12"}, line);
         row("language only, Apply", "", 0U,
-            ConfigChange([](wConfig& d) { d.languages()->setCurrentText("Deutsch"); }), apply,
-            QStringList{"Language=Deutsch"}, line);
-        row("speed and half duplex, Cancel: nothing kept", "", 0U, ConfigChange([=](wConfig& d) {
-                bauds(d);
-                halfDuplex(d);
+            ConfigChange([](wConfig& d, ComCtrl&) { d.languages()->setCurrentText("Deutsch"); }),
+            apply, QStringList{"Language=Deutsch"}, line);
+        row("speed and half duplex, Cancel: nothing kept", "", 0U,
+            ConfigChange([=](wConfig& d, ComCtrl& p) {
+                bauds(d, p);
+                halfDuplex(d, p);
             }),
             int(wConfig::Cancel), none, line);
         // Visiting the other page and back is not a change.
-        const auto pages = ConfigChange([](wConfig& d) {
+        const auto pages = ConfigChange([](wConfig& d, ComCtrl&) {
             d.pages()->setCurrentIndex(1);
             d.pages()->setCurrentIndex(0);
         });
         row("nothing changed, OK", "", 0U, pages, ok, none, line);
         row("nothing changed, Apply stays off", "", 0U, pages, apply, none, line);
+        row("line lost, nothing changed, OK opens it again", "", 0U,
+            ConfigChange([](wConfig&, ComCtrl& port) { port.close(); }), ok, none, line);
         row("port that fails to reopen, OK: reported, the dialog stays", "", 0U,
-            ConfigChange([](wConfig& d) { d.portList()->setCurrentText(noSuchPort); }), ok,
-            QStringList{"Port=" + noSuchPort, "8002 wConfig.cmdButtons.Click"}, line);
+            ConfigChange([](wConfig& d, ComCtrl&) { d.portList()->setCurrentText(noSuchPort); }),
+            ok, QStringList{"Port=" + noSuchPort, "Bauds=9600", "8002 wConfig.cmdButtons.Click"},
+            line);
     }
 
     // The dialog shows the port's settings and the stored RTS; its buttons store what changed.
     void buttonsStoreWhatChanged()
     {
-        QFETCH(QString, rts);
+        QFETCH(QString, stored);
         QFETCH(unsigned, repair);
         QFETCH(ConfigChange, change);
         QFETCH(int, button);
@@ -146,8 +158,7 @@ private slots:
         QFETCH(QString, lineSettings);
 
         ShellFixture& fixture = *m_fixture;
-        fixture.writeIni("English", "Bauds=9600\nStops=1\nParity=n\n; kept as it is\n" +
-                                        (rts.isEmpty() ? QString() : "RTS=" + rts + '\n'));
+        fixture.writeIni("English", "Stops=1\nParity=n\n; kept as it is\n" + stored);
         const QString before = fixture.iniText();
         ComCtrl port;
         port.setPortName(fixture.pty.slavePath());
@@ -164,7 +175,7 @@ private slots:
         QCOMPARE(dialog.changedInputs(), repair);
         QCOMPARE(dialog.button(wConfig::Apply)->isEnabled(), repair != 0);
 
-        change(dialog);
+        change(dialog, port);
         dialog.button(button)->click();
         const QString text = fixture.iniText();
         if (written.isEmpty())
