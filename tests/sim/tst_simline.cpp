@@ -251,6 +251,16 @@ c.close()
         QCOMPARE(sim->traced("DROPPED").size(), garbage.isEmpty() ? 0 : 1);
     }
 
+    void faultOnEveryAnswerFromCommandLine()
+    {
+        QVERIFY(sim->start({"--fault", "wrong-function"}));
+        RawLine line(sim->path());
+        for (int i = 0; i < 2; ++i)
+            QCOMPARE(hex(line.exchange(readSpeedWord, 7)).left(5), QByteArray("01 04"));
+        QCOMPARE(sim->reply("fault off"), QString("fault off next off"));
+        QCOMPARE(hex(line.exchange(readSpeedWord, 7)), speedAnswer);
+    }
+
     void keepsServingWhenReopenedAndStaysIdle()
     {
         QVERIFY(sim->start());
