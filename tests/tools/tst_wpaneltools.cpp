@@ -121,10 +121,11 @@ private slots:
             "sequence 1, show 000000000000000000000005 0, LED 0 in 2, LED 24 in 4, Start",
             Frames{hex("0110001900050A00020000000000001A00")}, "200000000000000000000005 4", true,
             "1101");
-        row("sequence 2: word 0x7FFF reads as state 7 for LEDs 0 to 4",
-            "show 777770000000000000000000 0, send, show " + off + ", sequence 2, Start",
-            Frames{hex("0110001900050A7FFF0000000000000000"), hex("010300190005")},
-            "777770000000000000000000 0", true, "0100");
+        row("sequence 2: word 0x7FFF reads as state 7 for LEDs 0 to 4, bit 12 of word 4 as the "
+            "horn",
+            "show 777770000000000000000000 1, send, show " + off + ", sequence 2, Start",
+            Frames{hex("0110001900050A7FFF0000000000001000"), hex("010300190005")},
+            "777770000000000000000000 1", true, "0100");
         row("sequence 3: lamp test", "sequence 3, Start", Frames{hex("010600420001")}, off, true,
             "0100");
         row("panel off: word 0, then word 64", "show 123400000000000000000000 1, panel off",
