@@ -75,10 +75,7 @@ private slots:
     // Each row opens the file afresh; languageSwitch() below changes it on kept cursors.
     void texts_data()
     {
-        QTest::addColumn<QString>("language");
-        QTest::addColumn<QString>("id");
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("toolTip");
+        columns<QString, QString, QString, QString>("language", "id", "text", "toolTip");
         row("no language: position 3", "", "10", "No", "");
         row("column name without case", "DEUTSCH", "10", "Nein", "");
         row("French quoted caption", "Français", "231103", "Bits de stop",
@@ -91,10 +88,8 @@ private slots:
     }
     void texts()
     {
-        QFETCH(QString, language);
-        QFETCH(QString, id);
-        QFETCH(QString, text);
-        QFETCH(QString, toolTip);
+        const auto [language, id, text, toolTip] =
+            fetch<QString, QString, QString, QString>("language", "id", "text", "toolTip");
         SetCurrentLanguage(language);
         QCOMPARE(GetText(id), text);
         QCOMPARE(GetToolTip(id), toolTip);
@@ -197,10 +192,9 @@ private slots:
     void openFailures_data()
     {
         const qint64 size = QFileInfo(builtFile).size();
-        QTest::addColumn<QByteArray>("password"); // of a file made afresh; null: a damaged copy
-        QTest::addColumn<qint64>("offset");       // of the damage done to the copy
-        QTest::addColumn<qint64>("length");       // 0: the copy is cut at offset
-        QTest::addColumn<int>("expected");
+        // password: of a file made afresh, null for a damaged copy of the built file; offset
+        // and length: of the damage, a length of 0 cutting the copy at offset
+        columns<QByteArray, qint64, qint64, int>("password", "offset", "length", "expected");
         namespace E = ErrorNumber;
         const QByteArray copy;
         row("missing file", QByteArray("none"), 0LL, 0LL, int(E::DataFileNotFound));
@@ -216,10 +210,8 @@ private slots:
     // closed too), lookups report instead of answering, and the real file opens again afterwards.
     void openFailures()
     {
-        QFETCH(QByteArray, password);
-        QFETCH(qint64, offset);
-        QFETCH(qint64, length);
-        QFETCH(int, expected);
+        const auto [password, offset, length, expected] =
+            fetch<QByteArray, qint64, qint64, int>("password", "offset", "length", "expected");
         const QString path = m_dir.filePath(QTest::currentDataTag());
         QFile file(path);
         if (password.isNull()) {

@@ -18,9 +18,7 @@ private slots:
     void conversions_data()
     {
         const QString zeros(30, QLatin1Char('0'));
-        QTest::addColumn<QString>("function");
-        QTest::addColumn<QStringList>("inputs");
-        QTest::addColumn<QStringList>("expected");
+        columns<QString, QStringList, QStringList>("function", "inputs", "expected");
         row("Signed: smallest negative, negative beyond the word, high bits ignored", "Signed",
             QStringList{"32768", "-70000", "2147418117"}, QStringList{"-32768", "-4464", "5"});
         // Empty; sixteen ones stay positive; sign flag with magnitude 0 and 1; largest magnitude;
@@ -36,9 +34,8 @@ private slots:
     }
     void conversions()
     {
-        QFETCH(QString, function);
-        QFETCH(QStringList, inputs);
-        QFETCH(QStringList, expected);
+        const auto [function, inputs, expected] =
+            fetch<QString, QStringList, QStringList>("function", "inputs", "expected");
         QStringList results;
         for (const QString& input : inputs) {
             if (function == QLatin1String("Signed"))
@@ -69,9 +66,7 @@ private slots:
     // and what comes through, "_" where the filter swallows the key (answers 0).
     void keyFilters_data()
     {
-        QTest::addColumn<QString>("filter");
-        QTest::addColumn<QString>("keys");
-        QTest::addColumn<QString>("expected");
+        columns<QString, QString, QString>("filter", "keys", "expected");
         row("numeric: backspace and digits, no sign", "numeric", "\b09-+", "\b09__");
         row("signed: signs, not the neighbours of the digits", "signed", "\b09-+/:", "\b09-+__");
         row("hex: f upper-cased, not the neighbours of the letters", "hex", "\b9AfGg@`",
@@ -79,9 +74,8 @@ private slots:
     }
     void keyFilters()
     {
-        QFETCH(QString, filter);
-        QFETCH(QString, keys);
-        QFETCH(QString, expected);
+        const auto [filter, keys, expected] =
+            fetch<QString, QString, QString>("filter", "keys", "expected");
         QString result;
         for (const QChar key : keys) {
             const int out = filter == QLatin1String("hex")
@@ -101,8 +95,7 @@ private slots:
     // The error report names where a fault arose, from the procedure name.
     void message_data()
     {
-        QTest::addColumn<QString>("procedure");
-        QTest::addColumn<QString>("tail");
+        columns<QString, QString>("procedure", "tail");
         row("event handler splits object and event", "wMain.MDIForm_Load",
             "Module : wMain\r\nObject : MDIForm\r\nEvent : Load");
         row("module procedure gives a function line", "DataFunctions.GetText",
@@ -113,8 +106,7 @@ private slots:
     }
     void message()
     {
-        QFETCH(QString, procedure);
-        QFETCH(QString, tail);
+        const auto [procedure, tail] = fetch<QString, QString>("procedure", "tail");
         QCOMPARE(ErrorReport::Message(procedure, ErrorNumber::IndexOutOfRange),
                  "Error Nr 9 : " + ErrorReport::Description(9) + "\r\n\r\n" + tail);
     }

@@ -89,10 +89,7 @@ private slots:
 
     void read_data()
     {
-        QTest::addColumn<QByteArray>("content");
-        QTest::addColumn<QString>("section");
-        QTest::addColumn<QString>("key");
-        QTest::addColumn<QString>("expected");
+        columns<QByteArray, QString, QString, QString>("content", "section", "key", "expected");
         const QByteArray crlf = QByteArray(sample).replace("\n", "\r\n");
         row("General section is ordinary", sample, "General", "Language", "Français");
         row("blanks around the equals sign", sample, "Communication", "Port", "3");
@@ -112,10 +109,8 @@ private slots:
     }
     void read()
     {
-        QFETCH(QByteArray, content);
-        QFETCH(QString, section);
-        QFETCH(QString, key);
-        QFETCH(QString, expected);
+        const auto [content, section, key, expected] =
+            fetch<QByteArray, QString, QString, QString>("content", "section", "key", "expected");
         QVERIFY(writeFile(path(), content));
         QCOMPARE(GetIniParam(section, key, "dflt"), expected);
         QCOMPARE(QFile::exists(path()), !content.isNull()); // reading creates nothing
@@ -125,11 +120,8 @@ private slots:
     // A write touches its own lines only: every other byte of the file stays.
     void write_data()
     {
-        QTest::addColumn<QByteArray>("content");
-        QTest::addColumn<QString>("section");
-        QTest::addColumn<QString>("key");
-        QTest::addColumn<QString>("value");
-        QTest::addColumn<QByteArray>("expected");
+        columns<QByteArray, QString, QString, QString, QByteArray>("content", "section", "key",
+                                                                   "value", "expected");
         row("keeps comments, order and the key's blanks", sample, "communication", "PORT",
             "ttyUSB0", edited("  Port = 3  \n", "  Port = ttyUSB0\n"));
         row("CRLF file stays CRLF", QByteArray(sample).replace("\n", "\r\n"), "Print", "LeftMargin",
@@ -154,11 +146,9 @@ private slots:
     }
     void write()
     {
-        QFETCH(QByteArray, content);
-        QFETCH(QString, section);
-        QFETCH(QString, key);
-        QFETCH(QString, value);
-        QFETCH(QByteArray, expected);
+        const auto [content, section, key, value, expected] =
+            fetch<QByteArray, QString, QString, QString, QByteArray>("content", "section", "key",
+                                                                     "value", "expected");
         QVERIFY(writeFile(path(), content));
         QVERIFY(SetIniParam(section, key, value));
         QCOMPARE(bytes(path()), expected);
@@ -212,11 +202,9 @@ private slots:
     // starts as a copy. Run as an ordinary user: the superuser would write anywhere.
     void settingsFilePlaces_data()
     {
-        QTest::addColumn<QString>("beside");
-        QTest::addColumn<bool>("folderWritable");
-        QTest::addColumn<bool>("dataBeside");        // false: an installed program, data elsewhere
-        QTest::addColumn<QByteArray>("besideAfter"); // null: no such file
-        QTest::addColumn<QByteArray>("perUserAfter");
+        // dataBeside false: an installed program, data elsewhere; a null content: no such file
+        columns<QString, bool, bool, QByteArray, QByteArray>(
+            "beside", "folderWritable", "dataBeside", "besideAfter", "perUserAfter");
         const QByteArray port = "[Communication]\nPort=ttyUSB3\n";
         const QByteArray both = port + "\n[General]\nLanguage=Deutsch\n";
         const QByteArray language("[General]\nLanguage=Deutsch\n");
@@ -229,11 +217,9 @@ private slots:
     }
     void settingsFilePlaces()
     {
-        QFETCH(QString, beside);
-        QFETCH(bool, folderWritable);
-        QFETCH(bool, dataBeside);
-        QFETCH(QByteArray, besideAfter);
-        QFETCH(QByteArray, perUserAfter);
+        const auto [beside, folderWritable, dataBeside, besideAfter, perUserAfter] =
+            fetch<QString, bool, bool, QByteArray, QByteArray>(
+                "beside", "folderWritable", "dataBeside", "besideAfter", "perUserAfter");
         const QDir program(m_dir->filePath("bin"));
         const QString besideFile = program.filePath("k7310console.ini"),
                       userFile = m_dir->filePath("home/k7310console/k7310console.ini");

@@ -83,15 +83,12 @@ private slots:
 
     void buttonsStoreWhatChanged_data()
     {
-        QTest::addColumn<QString>("stored");  // more lines of the settings file
-        QTest::addColumn<unsigned>("repair"); // inputs marked at load so that OK rewrites them
-        QTest::addColumn<ConfigChange>("change");
-        QTest::addColumn<int>("button");
-        // The file's new lines (none: file untouched), then the faults reported. A change to
-        // the line writes its whole group (port, speed, stop bits, parity): the speed, not
-        // stored before, too.
-        QTest::addColumn<QStringList>("written");
-        QTest::addColumn<QString>("lineSettings");
+        // stored: more lines of the settings file; repair: inputs marked at load so that OK
+        // rewrites them; written: the file's new lines (none: file untouched), then the faults
+        // reported. A change to the line writes its whole group (port, speed, stop bits,
+        // parity): the speed, not stored before, too.
+        columns<QString, unsigned, ConfigChange, int, QStringList, QString>(
+            "stored", "repair", "change", "button", "written", "lineSettings");
 
         const auto bauds =
             ConfigChange([](wConfig& d, ComCtrl&) { d.bauds()->setCurrentText("4800"); });
@@ -150,12 +147,9 @@ private slots:
     // The dialog shows the port's settings and the stored RTS; its buttons store what changed.
     void buttonsStoreWhatChanged()
     {
-        QFETCH(QString, stored);
-        QFETCH(unsigned, repair);
-        QFETCH(ConfigChange, change);
-        QFETCH(int, button);
-        QFETCH(QStringList, written);
-        QFETCH(QString, lineSettings);
+        const auto [stored, repair, change, button, written, lineSettings] =
+            fetch<QString, unsigned, ConfigChange, int, QStringList, QString>(
+                "stored", "repair", "change", "button", "written", "lineSettings");
 
         ShellFixture& fixture = *m_fixture;
         fixture.writeIni("English", "Stops=1\nParity=n\n; kept as it is\n" + stored);
@@ -209,16 +203,14 @@ private slots:
 
     void splashIgnoresInputWhileTimerRuns_data()
     {
-        QTest::addColumn<bool>("about");
-        QTest::addColumn<bool>("byClick");
+        columns<bool, bool>("about", "byClick");
         row("splash, Esc", false, false);
         row("about box, click on the picture", true, true);
     }
 
     void splashIgnoresInputWhileTimerRuns()
     {
-        QFETCH(bool, about);
-        QFETCH(bool, byClick);
+        const auto [about, byClick] = fetch<bool, bool>("about", "byClick");
         wSplash::SetCloseInterval(300);
         wSplash splash;
         splash.setAboutMode(about);
@@ -261,10 +253,7 @@ private slots:
 
     void helpCommandsReachTheirPages_data()
     {
-        QTest::addColumn<int>("command");
-        QTest::addColumn<int>("number");
-        QTest::addColumn<QString>("page");
-        QTest::addColumn<QString>("heading");
+        columns<int, int, QString, QString>("command", "number", "page", "heading");
         const int context = Help::HelpContext;
         row("Help > Contents: the page on view stays", int(Help::DisplayToc), 0, "settings.html",
             "PC settings");
@@ -278,10 +267,8 @@ private slots:
     // that one viewer, brought back if it was minimised.
     void helpCommandsReachTheirPages()
     {
-        QFETCH(int, command);
-        QFETCH(int, number);
-        QFETCH(QString, page);
-        QFETCH(QString, heading);
+        const auto [command, number, page, heading] =
+            fetch<int, int, QString, QString>("command", "number", "page", "heading");
         QVERIFY(Help::HtmlHelp(nullptr, collection, Help::DisplayToc, 0));
         HelpWindow* viewer = TheViewer();
         QVERIFY(viewer && QTest::qWaitForWindowExposed(viewer));

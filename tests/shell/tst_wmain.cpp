@@ -58,10 +58,8 @@ private slots:
 
     void startUpSettings_data()
     {
-        QTest::addColumn<QString>("language"); // null: no entry
-        QTest::addColumn<QString>("port");     // "": the pty
-        QTest::addColumn<QString>("extra");
-        QTest::addColumn<QStringList>("faults");
+        // A null language leaves the entry out; an empty port names the pty.
+        columns<QString, QString, QString, QStringList>("language", "port", "extra", "faults");
 
         // Each unusable value is reported once; its default serves and start-up goes on.
         const QStringList typeError{"13 wMain.MDIForm.Load"};
@@ -78,10 +76,8 @@ private slots:
 
     void startUpSettings()
     {
-        QFETCH(QString, language);
-        QFETCH(QString, port);
-        QFETCH(QString, extra);
-        QFETCH(QStringList, faults);
+        const auto [language, port, extra, faults] =
+            fetch<QString, QString, QString, QStringList>("language", "port", "extra", "faults");
 
         // German names itself with an empty text in this data file: it is not offered.
         ShellFixture fixture(QStringLiteral(K7310_SHELL_TEST_DATA "/nogerman.dat"));
@@ -155,8 +151,8 @@ private slots:
 
     void closingAsks_data()
     {
-        QTest::addColumn<bool>("modified");
-        QTest::addColumn<QStringList>("asked"); // icon, default button, windows shown, question
+        // asked: icon, default button, windows shown and question
+        columns<bool, QStringList>("modified", "asked");
         const QString frameAndHelp = "2";
         row("nothing modified", false,
             QStringList{QString::number(QMessageBox::Question), QString::number(QMessageBox::Yes),
@@ -171,8 +167,7 @@ private slots:
     // No keeps the console; Yes closes it with its children and every help window.
     void closingAsks()
     {
-        QFETCH(bool, modified);
-        QFETCH(QStringList, asked);
+        const auto [modified, asked] = fetch<bool, QStringList>("modified", "asked");
         ShellFixture fixture;
         fixture.writeIni("English");
         wMain frame(wMain::Files{fixture.dataFile, withHelp});
