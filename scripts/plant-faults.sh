@@ -1,16 +1,20 @@
 #!/usr/bin/env bash
-# Plants each known fault of scripts/faults/ in turn into a scratch copy of HEAD, builds the test
+# Plants each known fault of scripts/faults/ in turn into a scratch copy of HEAD (committed code), builds the test
 # programs named on the patch's "Tests:" line and runs them. Every fault must make one of them
 # fail: a fault that passes means a test was lost. Run it after changing the tests, not in CI
 # (each fault costs a rebuild).
 #   scripts/plant-faults.sh                 every fault
 #   scripts/plant-faults.sh crc-init ...    the named ones
 # The scratch tree and its Debug build stay in $K7310_FAULTS_DIR (default /tmp/k7310-faults)
-# so that a second run rebuilds only what a fault touches.
+# so that a second run rebuilds only what a fault touches. With K7310_LOCK set to a file, each
+# build and test run waits for that lock (a machine shared with other builds).
 set -uo pipefail
 cd "$(dirname "$0")/.."
 repo=$PWD
 scratch=${K7310_FAULTS_DIR:-/tmp/k7310-faults}
+locked() {
+    if [ -n "${K7310_LOCK:-}" ]; then flock "$K7310_LOCK" "$@"; else "$@"; fi
+}
 
 if [ -d "$scratch/.git" ] || [ -f "$scratch/.git" ]; then
     git -C "$scratch" checkout -q --detach "$(git rev-parse HEAD)"
@@ -18,8 +22,6 @@ if [ -d "$scratch/.git" ] || [ -f "$scratch/.git" ]; then
 else
     git worktree add -q --detach "$scratch" HEAD
 fi
-# The tests as they are now, even before they are committed.
-git diff HEAD -- tests | git -C "$scratch" apply --allow-empty
 
 cmake -S "$scratch" -B "$scratch/build" -G Ninja -DCMAKE_BUILD_TYPE=Debug >/dev/null
 
@@ -36,9 +38,9 @@ for name in "${names[@]}"; do
         continue
     fi
     log="$scratch/build/fault-$name.log"
-    if cmake --build "$scratch/build" -j2 --target $tests >"$log" 2>&1; then
+    if locked cmake --build "$scratch/build" -j2 --target $tests >"$log" 2>&1; then
         regex="^($(echo $tests | tr ' ' '|'))\$"
-        if ctest --test-dir "$scratch/build" -R "$regex" --output-on-failure >>"$log" 2>&1; then
+        if locked ctest --test-dir "$scratch/build" -R "$regex" --output-on-failure >>"$log" 2>&1; then
             echo "$name: MISSED (no test failed)"
             missed=1
         else
