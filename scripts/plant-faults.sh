@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Plants each known fault of scripts/faults/ in turn into a scratch copy of HEAD (committed code), builds the test
-# programs named on the patch's "Tests:" line and runs them. Every fault must make one of them
+# Plants each known fault of scripts/faults/ in turn into a scratch copy of HEAD (what is
+# committed), builds the test programs named on the patch's "Tests:" line and runs them. Every fault must make one of them
 # fail: a fault that passes means a test was lost. Run it after changing the tests, not in CI
 # (each fault costs a rebuild).
 #   scripts/plant-faults.sh                 every fault
