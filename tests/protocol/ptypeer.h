@@ -108,8 +108,6 @@ public:
     // Starts it with extra options and waits for the pty path it prints.
     bool start(const QStringList& options = {});
     QString path() const { return m_path; }
-    QProcess& process() { return m_process; }
-    QString file(const QString& name) const { return m_dir.filePath(name); }
     // A command line on its console, such as "fault-next none", and the line it answers.
     bool command(const QByteArray& line);
     QString reply(const QByteArray& line);

@@ -1,16 +1,14 @@
-// The simulator's slave logic, driven frame by frame without a line. What a master sees on
-// the line (image, acknowledgement, line changes, bad frames) is tested in tst_simline.
+// The simulator's slave logic, driven frame by frame without a line. Bad frames on the line
+// are tested in tst_simline, the probe by the slave search (tst_detectk9120), the image and
+// the acknowledgement through the panel tool window (tst_wpaneltools).
 #include "../common/datarow.h"
 #include "../protocol/columns.h"
 #include "crc.h"
 #include "panelslave.h"
-#include "statefile.h"
 
-#include <QTemporaryDir>
 #include <QtTest>
 
 using namespace k7310sim;
-using namespace std::chrono_literals;
 
 Q_DECLARE_METATYPE(k7310sim::Firmware)
 
@@ -105,71 +103,6 @@ private slots:
         QVERIFY(!slave.applyLineSettings());
         QCOMPARE(exchange(slave, "000600830002"), QByteArray());
         QCOMPARE(slave.config().busMode, 2);
-    }
-
-    void lampTest()
-    {
-        PanelSlave slave;
-        slave.setLampTestDuration(3000ms);
-        const auto t0 = Clock::now();
-        const char* readLampTest = "010300420001";
-        QCOMPARE(exchange(slave, readLampTest, t0), QByteArray("01 03 02 00 00"));
-        exchange(slave, "010600420001", t0);
-        QCOMPARE(exchange(slave, readLampTest, t0 + 2999ms), QByteArray("01 03 02 00 01"));
-        QVERIFY(QString::fromStdString(slave.picture()).contains("11111111 11111111 11111111"));
-        QCOMPARE(slave.leds(), (std::array<std::uint8_t, ledCount>{})); // image untouched
-        QCOMPARE(exchange(slave, readLampTest, t0 + 3000ms), QByteArray("01 03 02 00 00"));
-        QVERIFY(QString::fromStdString(slave.picture()).startsWith("LEDs ........ "));
-        QCOMPARE(exchange(slave, "010600420002", t0), QByteArray("01 86 03"));
-    }
-
-    // A frame is handled as soon as its size is known; 0 leaves it to the silent gap.
-    void requestSize_data()
-    {
-        columns<QByteArray, int>("bytes", "size");
-        row("read", QByteArray("0103"), 8);
-        row("write block before its count", QByteArray("011000190005"), 0);
-        row("write block of 5 words", QByteArray("01100019000510"), 9 + 16);
-        row("probe", QByteArray("417F70"), 3);
-        row("unknown function waits for the gap", QByteArray("0141"), 0);
-        row("one byte", QByteArray("01"), 0);
-    }
-    void requestSize()
-    {
-        const auto [bytes, size] = fetch<QByteArray, int>("bytes", "size");
-        QCOMPARE(static_cast<int>(expectedRequestSize(fromHex(bytes.constData()))), size);
-    }
-
-    // The probe, three bytes without CRC, is answered with the slave number and the firmware
-    // version, whatever slave the panel is.
-    void probe()
-    {
-        for (const auto& [firmware, minor] : {std::pair{Firmware::V28, 8}, {Firmware::V27, 7}}) {
-            PanelSlave slave(firmware);
-            slave.setConfig(Config{0xFE, 1, 17});
-            const Reply reply = slave.handle(probeRequest, Clock::now());
-            QCOMPARE(reply.kind, Reply::Kind::Probe);
-            QCOMPARE(reply.answer, (Bytes{0x41, 17, 2, std::uint8_t(minor)}));
-        }
-    }
-
-    // Every word survives a save and a load; bad lines are skipped with a warning each.
-    void stateFile()
-    {
-        QTemporaryDir dir;
-        const QString path = dir.filePath("panel.state");
-        const Config saved{0xF8, 2, 42, 3, 1, 0, 1, 1};
-        QVERIFY(saveState(path.toStdString(), saved));
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::Append));
-        file.write("# comment\n130=70\nnonsense\n999=1\n");
-        file.close();
-        Config loaded;
-        std::string warnings;
-        QVERIFY(loadState(path.toStdString(), loaded, warnings));
-        QCOMPARE(loaded, saved); // 70 is no slave number
-        QCOMPARE(QString::fromStdString(warnings).count("skipped"), 3);
-        QVERIFY(!loadState(dir.filePath("missing").toStdString(), loaded, warnings));
     }
 };
 
