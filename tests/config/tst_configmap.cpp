@@ -19,6 +19,7 @@ private slots:
         // words no control item matches and the slave numbers a write refuses.
         row("stop bits 0 select nothing", int(Stops), 0, -1, false);
         row("stop bits 3 select nothing", int(Stops), 3, -1, false);
+        row("slave 0 is shown but not written", int(Slave), 0, 0, false);
         row("slave 64 is the last writable", int(Slave), 64, 64, true);
         row("slave 200 is shown but not written", int(Slave), 200, 200, false);
         row("bus mode 4 selects nothing", int(BusMode), 4, -1, false);

@@ -136,8 +136,6 @@ private slots:
         row("TEST in any other sequence: nothing",
             "sequence 1, show 012345670123456701234567 3, TEST", Frames{},
             "012345670123456701234567 3", true, "1101");
-        row("line held by another window: nothing sent", "line busy, sequence 3, Start, line free",
-            Frames{}, off, true, "0100");
         row("sequence 2 unanswered: the screen keeps its image",
             "show 123000000000000000000000 1, silent, sequence 2, Start",
             Frames{hex("010300190005")}, "123000000000000000000000 1", false, "0100");
@@ -314,7 +312,7 @@ private slots:
 private:
     // Plays steps on the window, ", " between: "sequence N", "LED n in s" (LED 24 is the
     // horn), "show <24 states> <horn>" (on screen only), a button ("Start", "Stop",
-    // "panel off"), "TEST", "send" (the image on screen), "line busy", "line free",
+    // "panel off"), "TEST", "send" (the image on screen), "line busy",
     // and to the simulator "silent" (the next request goes unanswered) and "ack" (the panel's
     // acknowledgement).
     void play(const QString& steps)

@@ -99,6 +99,7 @@ private slots:
         row("count -1 held, the grid kept", "1 3 0 -1", none, "txtFrameNbData", true,
             int(TextId::FrameCountRange));
         row("reads never carry data", "1 4 7 2 5 6", hex("010400070002"), QString(), false, 0);
+        row("single bit write", "1 5 10 1 1", hex("0105000AFF00"), QString(), false, 0);
         row("slave 64, word writes, negative as two's complement", "64 16 0 2 258 -1",
             hex("401000000002040102FFFF"), QString(), false, 0);
         row("address 65536 passes the box but not the codec", "1 3 65536 1", none,
@@ -146,63 +147,6 @@ private slots:
             QTRY_VERIFY(box->hasFocus() || target->hasFocus());
             QCOMPARE(box->selectedText(), box->text());
         }
-    }
-
-    // A change of function from a read of three words, the first typed into the grid (the
-    // numeric filter takes a sign; a refused key opens no editor) and the second set to 0:
-    // the texts cleared, the count locked at 1 for single writes, bit writes offering 0 and 1.
-    void typeChange_data()
-    {
-        // values: the data column after the change
-        columns<int, QString, bool, QStringList, QStringList>("code", "count", "locked", "list",
-                                                              "values");
-        const QStringList bits{"0", "1"};
-        row("single bit write", 5, "1", true, bits, QStringList{"1"});
-        row("bit writes carry values over", 15, "3", false, bits, QStringList{"1", "0", "0"});
-        row("single word write", 6, "1", true, QStringList(), QStringList{"-12"});
-        row("word writes leave values", 16, "3", false, QStringList(), QStringList{"-12", "0", ""});
-    }
-
-    void typeChange()
-    {
-        const auto [code, count, locked, list, values] =
-            fetch<int, QString, bool, QStringList, QStringList>("code", "count", "locked", "list",
-                                                                "values");
-        selectFunction(3);
-        control("txtFrameNbData")->setFocus();
-        retype("txtFrameNbData", "3");
-        grid()->setFocus();
-        QCOMPARE(grid()->rows(), 4);
-        grid()->setCurrentCell(0, 1);
-        QTest::keyClicks(grid(), "x-");
-        auto* editor = grid()->findChild<QLineEdit*>();
-        QVERIFY(editor);
-        QTest::keyClicks(editor, "1a2");
-        QTest::keyClick(editor, Qt::Key_Return);
-        QTRY_COMPARE(grid()->textMatrix(1, 1), "-12");
-        grid()->setTextMatrix(2, 1, "0");
-        control("txtFrameData_0")->setText("01 03 ");
-        control("txtFrameData_1")->setText("(Time-out)");
-
-        selectFunction(code);
-        QCOMPARE(request() + answer(), QString());
-        QCOMPARE(control("txtFrameNbData")->text(), count);
-        QCOMPARE(control("txtFrameNbData")->isReadOnly(), locked);
-        QCOMPARE(grid()->columnList(1), list);
-        QCOMPARE(column(grid()), values);
-        if (!list.isEmpty()) {
-            // A bit is edited in a list of its two values.
-            grid()->editItem(grid()->item(0, 1));
-            auto* choice = grid()->findChild<QComboBox*>();
-            QVERIFY(choice);
-            QCOMPARE(choice->count(), 2);
-            QTest::keyClick(choice, Qt::Key_Up);
-            QTRY_COMPARE(grid()->textMatrix(1, 1), "0");
-        }
-        // Back to a read: the count is free again and the grid stays as it was.
-        selectFunction(3);
-        QVERIFY(!control("txtFrameNbData")->isReadOnly());
-        QCOMPARE(grid()->columnList(1), list);
     }
 
     // Send: the request goes out as its text stands, the answer comes back as text and, for
