@@ -28,7 +28,6 @@ public:
     bool ok() const { return m_master >= 0; }
     QString slavePath() const { return m_slavePath; }
     int master() const { return m_master.load(); }
-    int slave() const { return m_slave; }
 
     // The far end goes away: the console's reads fail from now on.
     void closeMaster();

@@ -48,7 +48,6 @@ private slots:
             "word 128 Line speed = 254 (9600); word 129 Stop bits = 1");
         row("configuration word written", made("010600820005", "010600820005", O::Complete),
             "word 130 Slave number = 5");
-        row("one LED", made("010600060002", "010600060002", O::Complete), "LED 5 → state 2");
         row("horn", made("010600400001", "010600400001", O::Complete), "horn on");
         row("all off", made("010600000000", "010600000000", O::Complete), "all LEDs off");
         row("lamp test", made("010600420001", "010600420001", O::Complete), "lamp test");

@@ -54,26 +54,6 @@ class TestFrames : public QObject
     Q_OBJECT
 
 private slots:
-    void crc16NeedsRoomBehind_data()
-    {
-        // crc -1: no CRC, the fault is reported
-        columns<int, int, int>("size", "length", "crc");
-        row("two bytes of room, 0x8776 comes back negative", 8, 6, -30858);
-        row("nothing covered is the start value 0xFFFF", 2, 0, 0xFFFF);
-        row("one byte of room", 8, 7, -1);
-        row("empty array", 0, 0, -1);
-    }
-    void crc16NeedsRoomBehind()
-    {
-        const auto [size, length, crc] = fetch<int, int, int>("size", "length", "crc");
-        ReportCapture report;
-        const std::int16_t value =
-            CRC16(QByteArray::fromHex("1103006B00030000").left(size), std::int16_t(length));
-        QCOMPARE(report.faults(), crc == -1 ? QStringList{"9 CRC16"} : QStringList());
-        if (crc != -1)
-            QCOMPARE(value, std::int16_t(crc));
-    }
-
     // The data bytes and the product's own rules; the header, the CRC and the error codes of
     // every function are checked by requestsFromAnyArguments, the bytes of each function
     // against libmodbus by tst_modbusinterop.

@@ -67,26 +67,17 @@ private slots:
     void init() { sim = std::make_unique<SimProcess>(); }
     void cleanup() { sim.reset(); }
 
-    void mbpoll_data()
-    {
-        // args after the common options; %1: the path
-        columns<QString, QString, int, QString>("version", "args", "exitCode", "output");
-        row("read the line words", "2.8", "-r 128 -c 4 %1", 0, "[128]: \t254");
-        row("2.6 refuses 69", "2.6", "-r 69 -c 1 %1", 1, "Illegal data address");
-    }
     void mbpoll()
     {
-        const auto [version, args, exitCode, output] =
-            fetch<QString, QString, int, QString>("version", "args", "exitCode", "output");
         if (QStandardPaths::findExecutable("mbpoll").isEmpty())
             QSKIP("mbpoll is not installed");
-        QVERIFY(sim->start({"--version", version}));
+        QVERIFY(sim->start());
         const auto [code, out] =
-            runMaster("mbpoll", ("-m rtu -a 1 -b 9600 -P none -s 1 -0 -1 -o 0.5 -t 4 " +
-                                 args.arg(sim->path()))
+            runMaster("mbpoll", ("-m rtu -a 1 -b 9600 -P none -s 1 -0 -1 -o 0.5 -t 4 -r 128 -c 4 " +
+                                 sim->path())
                                     .split(' '));
-        QCOMPARE(code, exitCode);
-        QVERIFY2(out.contains(output), qPrintable(out));
+        QCOMPARE(code, 0);
+        QVERIFY2(out.contains("[128]: \t254"), qPrintable(out));
     }
 
     void pymodbusClient()

@@ -48,15 +48,12 @@ private slots:
     {
         // answer without CRC; empty: silence
         columns<Firmware, QByteArray, QByteArray>("firmware", "request", "answer");
-        const auto V28 = Firmware::V28, V27 = Firmware::V27, V26 = Firmware::V26;
+        const auto V28 = Firmware::V28, V27 = Firmware::V27;
         using B = QByteArray;
         row("config block at factory defaults", V28, B("010300800004"),
             B("01 03 08 00 FE 00 01 00 01 00 00"));
         row("option block 65-67 with 66", V28, B("010300410003"), B("01 03 06 00 00 00 00 00 01"));
-        row("2.8 serves 69 and 70", V28, B("010300450002"), B("01 03 04 00 00 00 00"));
-        row("2.7 serves 69", V27, B("010300450001"), B("01 03 02 00 00"));
         row("2.7 refuses 70 inside a block", V27, B("010300400007"), B("01 83 02"));
-        row("2.6 refuses a write of 70", V26, B("010600460001"), B("01 86 02"));
         row("hole between image and horn", V28, B("0103001D0002"), B("01 83 02"));
         row("word 0 is write only", V28, B("010300000001"), B("01 83 02"));
         row("read quantity 0", V28, B("010300800000"), B("01 83 03"));

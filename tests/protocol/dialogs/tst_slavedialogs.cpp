@@ -1,26 +1,22 @@
-// The slave dialog (presets, what OK and Cancel store, help) and the search's progress
-// dialog (labels, the modal wait once a panel answered, Cancel during a real scan).
+// The slave dialog (presets, what OK and Cancel store) and the search's progress dialog's
+// Cancel during a real scan. The progress dialog's OK on a found panel is clicked by the
+// configuration window's test (tst_wpanelconfig).
 #include "../../common/promptcapture.h"
 #include "commfunctions.h"
 #include "datafunctions7310.h"
 #include "detectk9120.h"
-#include "helphook.h"
 #include "ptypeer.h"
 #include "textids.h"
 #include "waskslave.h"
 #include "wsearchslave.h"
 #include "zrbfonctions.h"
 
-#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
-#include <QLabel>
 #include <QFile>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTimer>
-
-#include <functional>
 
 using namespace CommFunctions;
 
@@ -46,11 +42,7 @@ private slots:
         ZRBfonctions::SetIniFileName(m_ini);
     }
 
-    void init()
-    {
-        QFile::remove(m_ini);
-        HelpHook::Set({});
-    }
+    void init() { QFile::remove(m_ini); }
 
     void askSlave_data()
     {
@@ -116,58 +108,6 @@ private slots:
         if (file.contains("Language"))
             QCOMPARE(ZRBfonctions::GetIniParam("General", "Language", {}),
                      QStringLiteral("English"));
-    }
-
-    void askHelpButtonAndF1()
-    {
-        QList<int> asked;
-        HelpHook::Set([&](QWidget* caller, int contextId) {
-            QCOMPARE(caller->objectName(), QStringLiteral("wAskSlave"));
-            asked << contextId;
-        });
-        wAskSlave dialog(QStringLiteral("1"));
-        dialog.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&dialog));
-        dialog.button(wAskSlave::Help)->click();
-        QTest::keyClick(dialog.slaveBox(), Qt::Key_F1);
-        QCOMPARE(asked, (QList<int>{TextId::AskSlaveTitle, TextId::AskSlaveTitle}));
-        QVERIFY(dialog.isVisible());
-        QVERIFY(!QFile::exists(m_ini));
-    }
-
-    void searchFoundWaitsForUser_data()
-    {
-        columns<QString, bool>("button", "confirmed");
-        row("OK takes the panel", "cmdOk", true);
-        row("Cancel leaves it", "cmdCancel", false);
-    }
-
-    void searchFoundWaitsForUser()
-    {
-        const auto [button, confirmed] = fetch<QString, bool>("button", "confirmed");
-        wSearchSlave dialog;
-        SearchObserver& observer = dialog;
-        observer.show();
-        observer.progress(0, 4800, 2);
-        QCOMPARE(dialog.module()->text(), QStringLiteral("?"));
-        QCOMPARE(dialog.speed()->text() + '/' + dialog.stops()->text(), QStringLiteral("4800/2"));
-        QVERIFY(!dialog.okButton()->isEnabled()); // nothing to confirm yet
-
-        // Once the modal wait is up, look at the dialog as the user does, then click.
-        QStringList seen;
-        std::function<void()> user = [&] {
-            if (!QApplication::activeModalWidget())
-                return QTimer::singleShot(20, user);
-            seen << dialog.module()->text() << dialog.message()->text();
-            seen << (dialog.okButton()->isEnabled() ? "enabled" : "disabled");
-            seen << (dialog.focusWidget() == dialog.okButton() ? "focus" : "no focus");
-            dialog.findChild<QPushButton*>(button)->click();
-        };
-        QTimer::singleShot(20, user);
-        QCOMPARE(observer.found(23), confirmed);
-        QCOMPARE(seen, (QStringList{"23", DataFunctions7310::GetText(TextId::SearchFound),
-                                    "enabled", "focus"}));
-        QCOMPARE(dialog.property("Result").toBool(), confirmed);
     }
 
     void searchCancelledDuringProbe()
