@@ -1,7 +1,7 @@
 // The configuration window: against k7310sim over a pty, the words on the line (from the
 // simulator's trace, with the line settings each was heard at), the controls afterwards, the
-// messages, the settings file; the configuration files; the print settings dialog, and the PDF
-// print-out read back with pdftotext -bbox: what is on the page and where, in millimetres.
+// messages, the settings file; the configuration files, and the PDF print-out read back with
+// pdftotext -bbox: what is on the page and where, in millimetres.
 #include "shelltestkit.h"
 #include "waskslave.h"
 #include "wpanelconfig.h"
@@ -10,7 +10,6 @@
 
 #include <QCheckBox>
 #include <QLineEdit>
-#include <QListWidget>
 #include <QProcess>
 #include <QSpinBox>
 #include <QXmlStreamReader>
@@ -219,9 +218,6 @@ private slots:
             QStringList{"10121:2.6"}, stored7, none, "write");
 
         // Compare marks exactly the controls that differ, the panel's value in the tooltip.
-        row("compare, all the same; Initialise after", "--version 2.8 state", "7",
-            "compare 4 1 7 2 1 0 1 1", reads, "4 1 7 2 1 0 1 1 v2.8",
-            QStringList{"10121:2.8", "10140"}, line7, none, "init");
         row("compare: speed, slave and LED test differ; Read clears the marks",
             "--version 2.8 state", "7", "compare 3 1 8 2 1 0 1 0", reads, "3 1 8 2 1 0 1 0 v2.8",
             QStringList{"10121:2.8", "10141:3"}, line7,
@@ -350,7 +346,6 @@ private slots:
         row("no such file", "missing", "10151:%1", "");
         row("not such a file at all", "binary", "10152:Device", "");
         row("another device", "Device=K9120", "10153:K9120", "");
-        row("a newer format", "Format=2", "10152:Format", "");
         row("word 131 missing", "131", "10152:131", "");
         row("word 65 not a number", "65=yes", "10152:65", "");
         row("slave 65", "130=65", "10154:Slave number", "");
@@ -360,8 +355,8 @@ private slots:
     {
         const auto [edit, message, after] =
             fetch<QString, QString, QString>("edit", "message", "after");
-        QVERIFY(start({}, "9600,n,8,1"));
-        wPanelConfig& window = *m_window;
+        ComCtrl port;
+        wPanelConfig window(port);
         const QString path = m_fixture.dir.filePath("panel.k7310");
         setValues(window, "2 1 17 3 1 0 1 0");
         QVERIFY(window.saveFile(path));
@@ -388,91 +383,17 @@ private slots:
         QCOMPARE(window.openFile(path), message.isEmpty());
         QCOMPARE(user.messages, message.isEmpty() ? QStringList{} : texts({message.arg(path)}));
         QCOMPARE(shown(window), after.isEmpty() ? factory : after + " v");
-        QVERIFY(words(*m_sim).isEmpty());
     }
 
-    // The dialog's rules: what it shows from the file, what Ok and Cancel store.
-    void dialog_data()
-    {
-        // before: section "Print", "key=value" separated by ";"; typed: the five boxes, "|"
-        // between; stored: the boxes shown, then the six keys ("-": absent); refused: the box
-        // named and focused, or -1.
-        columns<QString, bool, QString, int, QString, int>("before", "mask", "typed", "button",
-                                                           "stored", "refused");
-        const QString pdf = "PrinterName=PDF file";
-        const QString shown = "20 10 20 20 120 | ";
-        const QString none = shown + "- - - - - PDF file";
-        const int ok = wPrintConfig::Ok;
-        row("fresh file: defaults; Ok stores the text as typed, decimals and spaces kept", "",
-            false, "15|12.5| 25|18|90", ok, shown + "15 12.5  25 18 90 PDF file", -1);
-        row("masked margins: only the printer, stored margins untouched",
-            "TopMargin=5;ValueMargin=x", true, "1|1|1|1|1", ok, "5 10 20 20 x | 5 - - - x PDF file",
-            -1);
-        row("cancel stores nothing", "", false, "1|1|1|1|1", int(wPrintConfig::Cancel),
-            shown + "- - - - - -", -1);
-        row("bottom not a number refused", pdf, false, "20|1O|20|20|120", ok, none,
-            int(wPrintConfig::Bottom));
-        row("left + right fill the A4 width: refused", pdf, false, "20|10|110|100|10", ok, none,
-            int(wPrintConfig::Right));
-        row("value column beyond the right margin: refused", pdf, false, "20|10|20|20|170", ok,
-            none, int(wPrintConfig::Value));
-    }
-
-    void dialog()
-    {
-        const auto [before, mask, typed, button, stored, refused] =
-            fetch<QString, bool, QString, int, QString, int>("before", "mask", "typed", "button",
-                                                             "stored", "refused");
-        for (const QString& pair : before.split(';', Qt::SkipEmptyParts))
-            ZRBfonctions::SetIniParam("Print", pair.section('=', 0, 0), pair.section('=', 1));
-
-        wPrintConfig dialog;
-        dialog.setMaskMargins(mask);
-        dialog.show();
-        QStringList seen;
-        for (int i = 0; i < 5; ++i)
-            seen << dialog.margin(i)->text();
-        // The PDF entry comes after the printers.
-        dialog.printers()->setCurrentRow(dialog.printers()->count() - 1);
-        for (int i = 0; i < 5; ++i)
-            dialog.margin(i)->setText(typed.section('|', i, i));
-        User user;
-        dialog.Bouton_Click(button);
-
-        seen << "|";
-        for (const char* key : {"TopMargin", "BottomMargin", "LeftMargin", "RightMargin",
-                                "ValueMargin", "PrinterName"})
-            seen << ZRBfonctions::GetIniParam("Print", key, "-");
-        QCOMPARE(seen.join(' '), stored);
-        QCOMPARE(dialog.confirmed(), button == wPrintConfig::Ok && refused < 0);
-        QCOMPARE(user.messages.size(), refused < 0 ? 0 : 1);
-        if (refused < 0)
-            return;
-        const QStringList names{"Top", "Bottom", "Left", "Right", "Values"};
-        QVERIFY2(user.messages[0].contains('"' + names[refused] + '"'),
-                 qPrintable(user.messages[0]));
-        QCOMPARE(dialog.focusWidget(), dialog.margin(refused));
-    }
-
-    // The PDF: every label and value, the columns where the margins put them, nothing
-    // outside the margins, in the window's language.
-    void pdf_data()
-    {
-        // margins: top, bottom, left, right, value column
-        columns<QString, QStringList, QString>("language", "margins", "title");
-        const QStringList defaults{"20", "10", "20", "20", "120"};
-        row("English, default margins", "English", defaults, "K7310 panel configuration");
-        row("German, wide margins, narrow value column", "Deutsch",
-            QStringList{"45", "60", "50.5", "40", "60"}, "Konfiguration des Tableaus K7310");
-    }
-
+    // The PDF with wide margins and a narrow value column: every label and value, the columns
+    // where the margins put them, nothing outside the margins, in the window's language.
     void pdf()
     {
-        const auto [language, margins, title] =
-            fetch<QString, QStringList, QString>("language", "margins", "title");
+        // Top, bottom, left, right, value column.
+        const QStringList margins{"45", "60", "50.5", "40", "60"};
         for (int i = 0; i < 5; ++i)
             ZRBfonctions::SetIniParam("Print", wPrintConfig::MarginKey(i), margins[i]);
-        DataFunctions7310::SetCurrentLanguage(language);
+        DataFunctions7310::SetCurrentLanguage("Deutsch");
         ComCtrl port;
         port.setPortName("/dev/ttyUSB0");
         port.setSettings("19200,n,8,2");
@@ -494,7 +415,7 @@ private slots:
                      qPrintable(word.text));
             all += word.text + ' ';
         }
-        QVERIFY2(all.startsWith(title + ' '), qPrintable(all));
+        QVERIFY2(all.startsWith("Konfiguration des Tableaus K7310 "), qPrintable(all));
         QVERIFY(all.contains("/dev/ttyUSB0"));
 
         const double left = margins[2].toDouble();
@@ -528,10 +449,8 @@ private:
             m_window->cmdReadConfig_Click();
         else if (action == "write")
             m_window->cmdWriteConfig_Click();
-        else if (action == "compare")
-            m_window->cmdCompare_Click();
         else
-            m_window->cmdConfigInit_Click();
+            m_window->cmdCompare_Click();
     }
 
     // The simulator with options (and a state file), the console's line at `settings` on it,

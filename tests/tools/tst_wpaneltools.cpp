@@ -136,6 +136,8 @@ private slots:
         row("TEST in any other sequence: nothing",
             "sequence 1, show 012345670123456701234567 3, TEST", Frames{},
             "012345670123456701234567 3", true, "1101");
+        row("slave 65 is refused by the codec: nothing sent", "slave 65, LED 2 in 1", Frames{},
+            "001000000000000000000000 0", true, "1001");
         row("sequence 2 unanswered: the screen keeps its image",
             "show 123000000000000000000000 1, silent, sequence 2, Start",
             Frames{hex("010300190005")}, "123000000000000000000000 1", false, "0100");
@@ -312,7 +314,7 @@ private slots:
 private:
     // Plays steps on the window, ", " between: "sequence N", "LED n in s" (LED 24 is the
     // horn), "show <24 states> <horn>" (on screen only), a button ("Start", "Stop",
-    // "panel off"), "TEST", "send" (the image on screen), "line busy",
+    // "panel off"), "TEST", "send" (the image on screen), "slave N", "line busy",
     // and to the simulator "silent" (the next request goes unanswered) and "ack" (the panel's
     // acknowledgement).
     void play(const QString& steps)
@@ -326,6 +328,8 @@ private:
                 clickLed(*m_window, arg.section(' ', 0, 0).toInt(), arg.section(' ', 2).toInt());
             else if (step.startsWith("show"))
                 setPanel(*m_window, arg);
+            else if (step.startsWith("slave"))
+                control<QLineEdit>(*m_window, "TxtToolsSlave")->setText(arg);
             else if (step.startsWith("line"))
                 m_port.setBusy(arg == "busy");
             else if (step == "TEST")

@@ -232,7 +232,7 @@ private slots:
     }
 
     // The calculator: the CRC of the bytes typed, empty boxes skipped; a byte outside 0..255 is
-    // refused, focused and selected, framed red for about a second, nothing computed.
+    // refused, focused and selected, framed red, nothing computed.
     void calculatorCrc_data()
     {
         // bytes: box i gets bytes[i]; results: the eight result boxes and the frame, "|"
@@ -269,9 +269,6 @@ private slots:
         QCOMPARE(bad->selectedText(), bytes[refused]);
         QVERIFY(FramedRed(bad));
         QCOMPARE(m_prompts.texts, QStringList{DataFunctions7310::GetText(TextId::CrcByteRange)});
-        QTest::qWait(700);
-        QVERIFY(Refusal::IsCued(bad));
-        QTRY_VERIFY_WITH_TIMEOUT(!Refusal::IsCued(bad), 1000);
     }
 
     // One 16-bit word in three boxes: what is typed into one box, in the signed or unsigned
