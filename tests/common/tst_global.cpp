@@ -12,9 +12,8 @@ class TestGlobal : public QObject
     Q_OBJECT
 
 private slots:
-    // Signed() keeps the low 16 bits of any value (the round trip below covers every word
-    // within 16 bits); BinToDec() reads sign and magnitude on 32 positions; IntToBin() groups
-    // 16 digits by four, and strips leading zeros of non-negative words on request.
+    // Signed() keeps the low 16 bits of any value; BinToDec() reads sign and magnitude on 32
+    // positions. (The calculator's converter rows show IntToBin() and the round trip.)
     void conversions_data()
     {
         const QString zeros(30, QLatin1Char('0'));
@@ -27,39 +26,16 @@ private slots:
             QStringList{"", QString(16, QLatin1Char('1')), '1' + zeros + '0', '1' + zeros + '1',
                         '0' + QString(31, QLatin1Char('1')), "11" + zeros + "11", "1 1"},
             QStringList{"0", "65535", "0", "-1", "2147483647", "3", "5"});
-        row("IntToBin: full", "IntToBin", QStringList{"5"}, QStringList{"0000 0000 0000 0101"});
-        // 0 is empty; a leading group goes, inner zeros stay; a negative is never stripped.
-        row("IntToBin: stripped", "IntToBin strip", QStringList{"0", "291", "4096", "-2"},
-            QStringList{"", "1 0010 0011", "1 0000 0000 0000", "1111 1111 1111 1110"});
     }
     void conversions()
     {
         const auto [function, inputs, expected] =
             fetch<QString, QStringList, QStringList>("function", "inputs", "expected");
         QStringList results;
-        for (const QString& input : inputs) {
-            if (function == QLatin1String("Signed"))
-                results << QString::number(Signed(input.toInt()));
-            else if (function == QLatin1String("BinToDec"))
-                results << QString::number(BinToDec(input));
-            else
-                results << IntToBin(static_cast<std::int16_t>(input.toInt()),
-                                    function.endsWith("strip"));
-        }
+        for (const QString& input : inputs)
+            results << QString::number(function == QLatin1String("Signed") ? Signed(input.toInt())
+                                                                           : BinToDec(input));
         QCOMPARE(results, expected);
-    }
-
-    // The calculator feeds the binary box back through BinToDec: a 16-bit text reads as the
-    // word's unsigned value (BinToDec sees only 16 of its 32 positions).
-    void intToBinRoundTripsThroughBinToDec()
-    {
-        for (int value = -32768; value <= 32767; value += 7) {
-            const auto word = static_cast<std::int16_t>(value);
-            const QString bits = IntToBin(word, false).remove(QLatin1Char(' '));
-            QCOMPARE(bits.size(), 16);
-            QCOMPARE(BinToDec(bits), Unsigned(word));
-            QCOMPARE(Signed(BinToDec(IntToBin(word, true).remove(QLatin1Char(' ')))), word);
-        }
     }
 
     // Filter "numeric", "signed" (numeric with a sign) or "hex": the keys typed, one at a time,
@@ -84,12 +60,6 @@ private slots:
             result += out ? QChar(out) : QLatin1Char('_');
         }
         QCOMPARE(result, expected);
-    }
-
-    // Time codes name configuration files and print-outs.
-    void timeCode()
-    {
-        QCOMPARE(TimeCode(QDateTime(QDate(2024, 3, 5), QTime(7, 8, 9))), "20240305-070809");
     }
 
     // The error report names where a fault arose, from the procedure name.
