@@ -17,8 +17,8 @@ locked() {
 }
 
 if [ -d "$scratch/.git" ] || [ -f "$scratch/.git" ]; then
-    git -C "$scratch" checkout -q --detach "$(git rev-parse HEAD)"
     git -C "$scratch" checkout -q -- .
+    git -C "$scratch" checkout -q --detach "$(git rev-parse HEAD)" || exit 1
 else
     git worktree add -q --detach "$scratch" HEAD
 fi
@@ -32,7 +32,7 @@ missed=0
 for name in "${names[@]}"; do
     patch="$repo/scripts/faults/$name.patch"
     tests=$(sed -n 's/^Tests: //p' "$patch")
-    if ! git -C "$scratch" apply "$patch"; then
+    if ! git -C "$scratch" apply --whitespace=nowarn "$patch"; then
         echo "$name: does not apply any more (the code moved); rewrite the patch"
         missed=1
         continue
@@ -52,6 +52,6 @@ for name in "${names[@]}"; do
         echo "$name: does not build (see $log)"
         missed=1
     fi
-    git -C "$scratch" apply -R "$patch"
+    git -C "$scratch" apply -R --whitespace=nowarn "$patch"
 done
 exit $missed
