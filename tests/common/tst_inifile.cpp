@@ -98,7 +98,7 @@ private slots:
         row("quotes keep inner blanks", sample, "Communication", "Caption", "  spaced  ");
         row("key of another section is absent", sample, "Print", "Port", "dflt");
         row("CRLF file", crlf, "Print", "LeftMargin", "20");
-        row("missing file", QByteArray(), "General", "Language", "dflt");
+        row("missing file is not created", QByteArray(), "General", "Language", "dflt");
         row("corrupt file", QByteArray("\x00\xff[General\x01\nLanguage\x80=x", 24), "General",
             "Language", "dflt");
         row("UTF-8 mark before the first section",
@@ -132,8 +132,6 @@ private slots:
             QByteArray("[A]\nk=v\n\n[B]\nx=1\n"));
         row("new section at the end of the file", sample, "Panneau", "Label1", "Pump 1 fault",
             sample + "\n[Panneau]\nLabel1=Pump 1 fault\n");
-        row("missing file is created", QByteArray(), "General", "Language", "Deutsch",
-            QByteArray("[General]\nLanguage=Deutsch\n"));
         // Values that need quotes to keep their outer blanks or their own quotes.
         row("outer blanks are kept", sample, "Print", "Header", "  LED 3 ",
             edited("LeftMargin=20\n", "LeftMargin=20\nHeader=\"  LED 3 \"\n"));
@@ -199,7 +197,8 @@ private slots:
 
     // The file beside the program is read whatever its permissions; writes go there when the
     // file (or, without one, its folder) can be written, else to the per-user file, which
-    // starts as a copy. Run as an ordinary user: the superuser would write anywhere.
+    // starts as a copy or is created. Without any file, reads give the default. Run as an
+    // ordinary user: the superuser would write anywhere.
     void settingsFilePlaces_data()
     {
         // dataBeside false: an installed program, data elsewhere; a null content: no such file
@@ -210,7 +209,6 @@ private slots:
         const QByteArray language("[General]\nLanguage=Deutsch\n");
         row("read-only file, writable folder", "r", true, true, port, both);
         row("writable file, read-only folder", "rw", false, true, both, QByteArray());
-        row("read-only file and folder", "r", false, true, port, both);
         row("no file, read-only folder", "", false, true, QByteArray(), language);
         row("installed, no file, writable folder", "", true, false, QByteArray(), language);
         row("installed, writable file and folder", "rw", true, false, port, both);
@@ -254,12 +252,6 @@ private slots:
         }
         SetIniPlaces(QString(), QString());
         QVERIFY(m_reports.messages.isEmpty());
-    }
-
-    void fileNameBesideTheProgram()
-    {
-        SetIniFileName(QString());
-        QCOMPARE(IniFileName(), QCoreApplication::applicationDirPath() + "/tst_inifile.ini");
     }
 };
 
