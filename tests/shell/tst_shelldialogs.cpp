@@ -1,12 +1,9 @@
 #include "shelltestkit.h"
 
 #include <QCheckBox>
-#include <QFileInfo>
 #include <QGroupBox>
 #include <QSpinBox>
 #include <QTabWidget>
-#include <QTextBrowser>
-#include <QWhatsThis>
 
 #include <functional>
 #include <optional>
@@ -14,11 +11,7 @@
 using ConfigChange = std::function<void(wConfig&, ComCtrl&)>;
 Q_DECLARE_METATYPE(ConfigChange)
 
-namespace {
-const QString collection = K7310_BIN_DIR "/k7310console.qhc";
-const QString noSuchPort = "/dev/k7310-no-such-port";
-
-} // namespace
+static const QString noSuchPort = "/dev/k7310-no-such-port";
 
 class TestDialogs : public QObject
 {
@@ -34,10 +27,8 @@ private slots:
     }
     void cleanup()
     {
-        HelpWindow::CloseAll();
         CommFunctions::SetRtsHandshake(false);
         CommFunctions::SetRtsDelay(5);
-        wSplash::SetCloseInterval(5000);
         m_fixture.reset();
     }
 
@@ -105,7 +96,6 @@ private slots:
             d.pages()->setCurrentIndex(0);
         });
         row("nothing changed, OK", "", 0U, pages, ok, none, line);
-        row("nothing changed, Apply stays off", "", 0U, pages, apply, none, line);
         row("line lost, nothing changed, OK opens it again", "", 0U,
             ConfigChange([](wConfig&, ComCtrl& port) { port.close(); }), ok, none, line);
         row("port that fails to reopen, OK: reported, the dialog stays", "", 0U,
@@ -191,77 +181,6 @@ private slots:
         QVERIFY(splash.isVisible() && splash.aboutButton()->isVisibleTo(&splash));
         QTest::keyClick(&splash, Qt::Key_Escape);
         QVERIFY(!splash.isVisible());
-    }
-
-    void helpCommandsReachTheirPages_data()
-    {
-        columns<int, int, QString, QString>("command", "number", "page", "heading");
-        const int context = Help::HelpContext;
-        row("Help > Contents: the page on view stays", int(Help::DisplayToc), 0, "settings.html",
-            "PC settings");
-        row("main window", context, 1000, "main-window.html", "The main window");
-        row("slave dialog", context, 35000, "slave-dialogs.html", "Which panel?");
-    }
-
-    // Each command shows its page in the one viewer, brought back if it was minimised.
-    void helpCommandsReachTheirPages()
-    {
-        const auto [command, number, page, heading] =
-            fetch<int, int, QString, QString>("command", "number", "page", "heading");
-        QVERIFY(Help::HtmlHelp(nullptr, collection, Help::HelpContext, 1101));
-        HelpWindow* viewer = TheViewer();
-        QVERIFY(viewer && QTest::qWaitForWindowExposed(viewer));
-        viewer->showMinimized();
-        QTRY_VERIFY(viewer->isMinimized());
-        QVERIFY(Help::HtmlHelp(nullptr, collection, command, number));
-        QCOMPARE(TheViewer(), viewer);
-        QVERIFY(!viewer->isMinimized());
-        QTRY_COMPARE(QApplication::activeWindow(), viewer);
-        QCOMPARE(viewer->currentPage().fileName(), page);
-        QVERIFY(viewer->findChild<QTextBrowser*>()->toPlainText().contains(heading));
-    }
-
-    void settingsDialogHelpFollowsPage()
-    {
-        Help::SetApplicationHelpFile(collection);
-        ComCtrl port;
-        wConfig dialog(port);
-        dialog.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&dialog));
-        dialog.pages()->setCurrentIndex(1);
-        // F1 on the language list: its pop-up, no help window.
-        dialog.languages()->setFocus();
-        QTest::keyClick(&dialog, Qt::Key_F1);
-        QVERIFY(HelpWindow::OpenWindows().isEmpty());
-        QVERIFY(WhatsThisShown());
-        QWhatsThis::hideText();
-        // F1 elsewhere on the page: the page's help.
-        dialog.pages()->setFocus();
-        QTest::keyClick(&dialog, Qt::Key_F1);
-        QVERIFY(TheViewer());
-        QCOMPARE(TheViewer()->currentPage().fragment(), "general");
-        Help::SetApplicationHelpFile(QString());
-    }
-
-    // Text 1 names the collection: an English viewer on screen turns into one of the new language
-    // on the same page.
-    void helpFollowsLanguage()
-    {
-        wMain frame(wMain::Files{m_fixture->dataFile, K7310_BIN_DIR});
-        frame.nationality();
-        QVERIFY(Help::HtmlHelp(nullptr, Help::ApplicationHelpFile(), Help::HelpContext, 1101));
-        DataFunctions7310::SetCurrentLanguage("Deutsch");
-        frame.nationality();
-        const QString file = Help::ApplicationHelpFile();
-        QCOMPARE(QFileInfo(file).fileName(), "k7310console_de.qhc");
-        QVERIFY(Help::HtmlHelp(nullptr, file, Help::DisplaySearch, 0));
-        HelpWindow* viewer = TheViewer();
-        QVERIFY(viewer);
-        QCOMPARE(viewer->collectionFile(), file);
-        QCOMPARE(viewer->currentPage().fileName() + '#' + viewer->currentPage().fragment(),
-                 "settings.html#communication");
-        QVERIFY(viewer->findChild<QTextBrowser*>()->toPlainText().startsWith("PC-Einstellungen"));
-        QVERIFY(m_fixture->reports().isEmpty());
     }
 
 private:

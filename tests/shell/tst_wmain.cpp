@@ -78,8 +78,9 @@ private slots:
         const auto [language, port, extra, faults] =
             fetch<QString, QString, QString, QStringList>("language", "port", "extra", "faults");
 
-        // German names itself with an empty text in this data file: it is not offered.
-        ShellFixture fixture(QStringLiteral(K7310_SHELL_TEST_DATA "/nogerman.dat"));
+        // German names itself with an empty text in this data file: it is not offered. It has
+        // no rows for About and Quit either; the folder has no help files.
+        ShellFixture fixture(QStringLiteral(K7310_SHELL_TEST_DATA "/sparse.dat"));
         fixture.writeIni(language, extra, port);
         wMain frame(wMain::Files{fixture.dataFile, fixture.folder});
         const bool firstRun = language != QLatin1String("English");
@@ -113,29 +114,13 @@ private slots:
                  firstRun ? "Français" : language);
         QCOMPARE(fixture.iniText().contains("Bauds="), extra.startsWith("Bauds="));
         QCOMPARE(frame.menuEntry("mnuFile")->text(), firstRun ? "&Fichier" : "&File");
-    }
-
-    // Without help files the entries that need them are hidden (childWindowsExistOnce has them
-    // with the help); entries without a row in the data file keep their designed captions.
-    void captionsAndHelpEntries()
-    {
-        ShellFixture fixture(K7310_SHELL_TEST_DATA "/nomenu.dat"); // no rows for About and Quit
-        QVERIFY(fixture.openData());
-        DataFunctions7310::SetCurrentLanguage("Français");
-        wMain frame(wMain::Files{fixture.dataFile, fixture.folder});
-        frame.toolButton("mnuFileQuit")->setToolTip("as designed");
-        frame.nationality();
-        QCOMPARE((QStringList{frame.menuEntry("mnuFile")->text(),
-                              frame.toolButton("mnuFileQuit")->toolTip(),
-                              frame.menuEntry("mnuHelpAbout")->text()}),
-                 (QStringList{"&Fichier", "as designed", "mnuHelpAbout"}));
-        QVERIFY(fixture.reports().isEmpty());
+        // An entry without a row keeps its key; without help files the entries that need them
+        // are hidden (childWindowsExistOnce has them with the help) and open nothing.
+        QCOMPARE(frame.menuEntry("mnuHelpAbout")->text(), "mnuHelpAbout");
         for (const char* name : {"mnuHelpSummary", "mnuHelpIndex", "mnuHelpSep1"})
             QVERIFY(!frame.menuEntry(name)->isVisible());
         QVERIFY(!frame.toolButton("mnuHelpContext")->isVisible());
         QVERIFY(frame.menuEntry("mnuHelpFind")->isVisible());
-        QVERIFY(frame.menuEntry("mnuHelpContext")->isVisible());
-        QCOMPARE(Help::ApplicationHelpFile(), QString());
         frame.mnuHelpSummary_Click();
         QVERIFY(HelpWindow::OpenWindows().isEmpty());
     }
@@ -239,11 +224,16 @@ private slots:
         frame.children().show(1);
         frame.tbrTools_ButtonClick("mnuHelpContext");
         QCOMPARE(activePage(), "calculator.html");
-        // In the configuration window a field's help is its pop-up, a button's the page.
+        // In the configuration window a field's help is its pop-up, a button's the page, shown
+        // in the one viewer brought back from the task bar. Help > Contents leaves that page.
+        TheViewer()->showMinimized();
         frame.toolButton("mnuFileConfig")->trigger();
         ChildWindow* config = frame.children().window(0);
         config->findChild<QWidget*>("cmdReadConfig")->setFocus();
         frame.mnuHelpContext_Click();
+        QCOMPARE(activePage(), "configuration.html");
+        QVERIFY(!TheViewer()->isMinimized());
+        frame.mnuHelpSummary_Click();
         QCOMPARE(activePage(), "configuration.html");
         config->findChild<QWidget*>("cboConfParam_0")->setFocus();
         frame.mnuHelpContext_Click();
@@ -261,6 +251,21 @@ private slots:
                  (QStringList{"&Fichier", "Éditeur de trames", "Calculatrice CRC et nombres",
                               "Éditeur de trames", "Paramètres du PC"}));
         QVERIFY(fixture.reports().isEmpty());
+        // The help on screen turns to the new language on its page. F1 in the dialog shows a
+        // field's pop-up, elsewhere the help of the dialog's page on view.
+        frame.mnuHelpFind_Click();
+        QCOMPARE(activePage(), "configuration.html");
+        QCOMPARE(TheViewer()->collectionFile(), withHelp + "/k7310console_fr.qhc");
+        dialog.pages()->setCurrentIndex(1);
+        dialog.languages()->setFocus();
+        QTest::keyClick(&dialog, Qt::Key_F1);
+        QVERIFY(WhatsThisShown());
+        QWhatsThis::hideText();
+        QCOMPARE(activePage(), "configuration.html");
+        dialog.pages()->setFocus();
+        QTest::keyClick(&dialog, Qt::Key_F1);
+        QCOMPARE(activePage() + '#' + TheViewer()->currentPage().fragment(),
+                 "settings.html#general");
         HelpWindow::CloseAll();
         frame.children().unloadAll();
         QTest::qWait(1);
