@@ -10,6 +10,7 @@
 
 #include <QCheckBox>
 #include <QLineEdit>
+#include <QListWidget>
 #include <QProcess>
 #include <QSpinBox>
 #include <QXmlStreamReader>
@@ -383,6 +384,58 @@ private slots:
         QCOMPARE(window.openFile(path), message.isEmpty());
         QCOMPARE(user.messages, message.isEmpty() ? QStringList{} : texts({message.arg(path)}));
         QCOMPARE(shown(window), after.isEmpty() ? factory : after + " v");
+    }
+
+    // Print settings: Ok stores the margins as typed (defaults on a fresh file) and the printer,
+    // masked margins keep their stored keys, Cancel stores nothing; a margin that cannot be used
+    // is named, focused, and nothing is stored. Keys: top bottom left right value printer.
+    void printSettings_data()
+    {
+        columns<QString, bool, int, QString, int>("typed", "mask", "button", "after", "refused");
+        const int ok = wPrintConfig::Ok;
+        row("fresh file: defaults stored", "", false, ok, "20 10 20 20 120 PDF file", -1);
+        row("typed text stored exactly", "15|12.5| 25|18|90", false, ok,
+            "15 12.5  25 18 90 PDF file", -1);
+        row("masked margins: only the printer", "1|1|1|1|1", true, ok, "- - - - - PDF file", -1);
+        row("cancel stores nothing", "1|1|1|1|1", false, int(wPrintConfig::Cancel), "- - - - - -",
+            -1);
+        row("empty top refused", "||||", false, ok, "- - - - - -", int(wPrintConfig::Top));
+        row("bottom not a number", "20|1O|20|20|120", false, ok, "- - - - - -",
+            int(wPrintConfig::Bottom));
+        row("left + right fill the A4 width", "20|10|110|100|10", false, ok, "- - - - - -",
+            int(wPrintConfig::Right));
+        row("value column beyond the right margin", "20|10|20|20|170", false, ok, "- - - - - -",
+            int(wPrintConfig::Value));
+    }
+
+    void printSettings()
+    {
+        const auto [typed, mask, button, after, refused] =
+            fetch<QString, bool, int, QString, int>("typed", "mask", "button", "after", "refused");
+        wPrintConfig dialog;
+        dialog.setMaskMargins(mask);
+        dialog.show();
+        QListWidget* list = dialog.printers();
+        QCOMPARE(list->item(list->count() - 1)->text(), QString("PDF file"));
+        list->setCurrentRow(list->count() - 1);
+        const QStringList margins = typed.split('|');
+        for (int i = 0; i < margins.size() && !typed.isEmpty(); ++i)
+            dialog.margin(i)->setText(margins[i]);
+        User user;
+        dialog.Bouton_Click(button);
+        QStringList stored;
+        for (const char* key : {"TopMargin", "BottomMargin", "LeftMargin", "RightMargin",
+                                "ValueMargin", "PrinterName"})
+            stored << ZRBfonctions::GetIniParam("Print", key, "-");
+        QCOMPARE(stored.join(' '), after);
+        QCOMPARE(dialog.confirmed(), button == wPrintConfig::Ok && refused < 0);
+        QCOMPARE(user.messages.size(), refused < 0 ? 0 : 1);
+        if (refused >= 0) {
+            const QStringList names{"Top", "Bottom", "Left", "Right", "Values"};
+            QVERIFY2(user.messages[0].contains('"' + names[refused] + '"'),
+                     qPrintable(user.messages[0]));
+            QCOMPARE(dialog.focusWidget(), dialog.margin(refused));
+        }
     }
 
     // The PDF with wide margins and a narrow value column: every label and value, the columns
