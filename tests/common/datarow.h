@@ -9,4 +9,3 @@ template<typename... T> void row(const char* name, const T&... values)
 {
     (QTest::newRow(name) << ... << values);
 }
-
