@@ -7,13 +7,14 @@
 #   scripts/plant-faults.sh crc-init ...    the named ones
 # The scratch tree and its Debug build stay in $K7310_FAULTS_DIR (default /tmp/k7310-faults)
 # so that a second run rebuilds only what a fault touches. With K7310_LOCK set to a file, each
-# build and test run waits for that lock (a machine shared with other builds).
+# build and test run waits for that lock (a machine shared with other builds); the programs
+# started meanwhile do not inherit it.
 set -uo pipefail
 cd "$(dirname "$0")/.."
 repo=$PWD
 scratch=${K7310_FAULTS_DIR:-/tmp/k7310-faults}
 locked() {
-    if [ -n "${K7310_LOCK:-}" ]; then flock "$K7310_LOCK" "$@"; else "$@"; fi
+    if [ -n "${K7310_LOCK:-}" ]; then flock -o "$K7310_LOCK" "$@"; else "$@"; fi
 }
 
 if [ -d "$scratch/.git" ] || [ -f "$scratch/.git" ]; then
@@ -52,6 +53,8 @@ for name in "${names[@]}"; do
         echo "$name: does not build (see $log)"
         missed=1
     fi
+    # A test that a fault made abort can leave its simulator behind.
+    pkill -f "^$scratch/build/bin/k7310sim" || true
     git -C "$scratch" apply -R --whitespace=nowarn "$patch"
 done
 exit $missed
