@@ -67,6 +67,13 @@ wPanelFrame::wPanelFrame(ComCtrl& port, QWidget* parent)
     nationality();
 }
 
+// The boxes are destroyed after this class's part of the window, and the focus leaving them
+// then must not reach focusChanged() any more.
+wPanelFrame::~wPanelFrame()
+{
+    disconnect(qApp, &QApplication::focusChanged, this, &wPanelFrame::focusChanged);
+}
+
 void wPanelFrame::connectControls()
 {
     connect(m_cmdFrameData[Compute], &QPushButton::clicked, this,

@@ -26,6 +26,7 @@ public:
     enum CommandIndex { Compute = 0, Send = 1 };
 
     wPanelFrame(ComCtrl& port, QWidget* parent = nullptr);
+    ~wPanelFrame() override;
 
     void nationality() override;
 
