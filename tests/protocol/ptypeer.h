@@ -1,7 +1,7 @@
 #pragma once
 
+#include "../common/datarow.h"
 #include "../common/testkit.h"
-#include "columns.h"
 #include "comctrl.h"
 #include "errorhandling.h"
 

@@ -3,8 +3,8 @@
 // from the protocol rules, not from the product's code. Nothing may be accepted that is not a
 // valid answer to its request, every valid answer must be accepted, and no input may crash or
 // read out of bounds (the core tests also run under ASan and UBSan).
+#include "../common/datarow.h"
 #include "../common/testkit.h"
-#include "columns.h"
 #include "commfunctions.h"
 #include "detectk9120.h"
 #include "exchange.h"

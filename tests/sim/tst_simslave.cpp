@@ -2,7 +2,6 @@
 // are tested in tst_simline, the probe by the slave search (tst_detectk9120), the image and
 // the acknowledgement through the panel tool window (tst_wpaneltools).
 #include "../common/datarow.h"
-#include "../protocol/columns.h"
 #include "crc.h"
 #include "panelslave.h"
 
