@@ -77,6 +77,14 @@ wMain::wMain(Files files, QWidget* parent)
     // Refusals and notes of the windows pass through the prompt panel for a few seconds.
     PromptHook::Set([panel = QPointer<QLabel>(statusPanel(QStringLiteral("Prompt")))](
                         const QString& text) { PromptHook::ShowPassing(panel, text); });
+    // A finished action's confirmation stands in the prompt until the next one.
+    PromptHook::SetConfirm(
+        [panel = QPointer<QLabel>(statusPanel(QStringLiteral("Prompt")))](const QString& text) {
+            if (!panel)
+                return;
+            panel->setText(text);
+            panel->setToolTip(text);
+        });
     resize(1024, 720);
 }
 

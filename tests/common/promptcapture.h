@@ -13,12 +13,20 @@ class PromptCapture
 public:
     PromptCapture()
         : m_previous(PromptHook::Set([this](const QString& text) { texts.append(text); }))
+        , m_previousConfirm(
+              PromptHook::SetConfirm([this](const QString& text) { confirmations.append(text); }))
     {}
-    ~PromptCapture() { PromptHook::Set(m_previous); }
-    QStringList texts;
+    ~PromptCapture()
+    {
+        PromptHook::Set(m_previous);
+        PromptHook::SetConfirm(m_previousConfirm);
+    }
+    QStringList texts;         // passing texts: refusals, notes
+    QStringList confirmations; // finished actions
 
 private:
     PromptHook::Handler m_previous;
+    PromptHook::Handler m_previousConfirm;
 };
 
 // True while field shows a refusal: its cue is up and its left edge is painted red.

@@ -15,6 +15,12 @@ Handler& installed()
     return handler;
 }
 
+Handler& installedConfirm()
+{
+    static Handler handler;
+    return handler;
+}
+
 // Lives in a panel that shows a passing text: what to put back, and when.
 class PassingText : public QObject
 {
@@ -65,6 +71,20 @@ Handler Set(Handler handler)
 bool Show(const QString& text)
 {
     const Handler& handler = installed();
+    if (!handler)
+        return false;
+    handler(text);
+    return true;
+}
+
+Handler SetConfirm(Handler handler)
+{
+    return std::exchange(installedConfirm(), std::move(handler));
+}
+
+bool Confirm(const QString& text)
+{
+    const Handler& handler = installedConfirm();
     if (!handler)
         return false;
     handler(text);
