@@ -69,8 +69,11 @@ QList<LineCombination> SearchOrder(std::int32_t currentSpeed, std::int16_t curre
 // ProbeWordAddress, slave 0 with ProbeRequest), each probe followed by the frame delay.
 //
 // Returns the slave number that answered (for slave 0, the number in the probe's answer),
-// with the port left at the combination that answered; NothingFound with the port's settings
-// text put back as it was; AbandonedSearch when a panel answered but the user cancelled.
+// with the port left at the combination that answered and, when that is not where the line
+// was, its speed and stop bits stored under "Bauds" and "Stops". The find is put to the
+// observer, unless a typed number answered where the line was without automatic search.
+// Returns NothingFound with the port's settings text put back as it was; AbandonedSearch
+// when a panel answered but the user cancelled.
 // The observer may be null (no progress shown, a find is taken as confirmed). Run-time
 // faults go to the error report under "CommFunctions.DetectK9120" and give NothingFound,
 // with the settings text put back.

@@ -6,6 +6,9 @@
 #include "commfunctions.h"
 #include "detectk9120.h"
 #include "ptypeer.h"
+#include "zrbfonctions.h"
+
+#include <QTemporaryDir>
 
 using namespace CommFunctions;
 
@@ -48,6 +51,8 @@ struct Search
     bool confirm;
     int result;
     QString tried, after;
+    bool asksUser;  // the find is put to the user
+    QString stored; // "Bauds/Stops" in the settings file afterwards ("" when untouched)
 };
 
 } // namespace
@@ -62,28 +67,41 @@ private slots:
         columns<Search>("search");
         // Each combination that finds nothing waits the 2 s probe time-out: the whole order,
         // nine combinations, is left to tst_frames' searchOrder.
-        row("found at the third combination, line left there",
+        row("found at the third combination, line left and stored there",
             Search{"5 19200 2", "9600,n,8,1", 5, true, -1, true, 5, "9600/1 19200/1 19200/2",
-                   "19200,n,8,2"});
+                   "19200,n,8,2", true, "19200/2"});
         row("slave 0 learns the number from the probe",
             Search{"23 19200 1", "9600,n,8,1", 0, true, -1, true, 23, "9600/1 19200/1",
-                   "19200,n,8,1"});
-        row("found, then cancelled: 255, line stays where it answered",
+                   "19200,n,8,1", true, "19200/1"});
+        row("found, then cancelled: 255, line stays and is stored where it answered",
             Search{"2 19200 1", "9600,n,8,1", 2, true, -1, false, 255, "9600/1 19200/1",
-                   "19200,n,8,1"});
+                   "19200,n,8,1", true, "19200/1"});
+        row("found where the line was, with automatic search: put to the user, nothing stored",
+            Search{"4 9600 1", "9600,n,8,1", 4, true, -1, true, 4, "9600/1", "9600,n,8,1", true,
+                   ""});
+        row("typed number found where the line was, no automatic search: nothing to confirm",
+            Search{"6 4800 2", "4800,n,8,2", 6, false, -1, true, 6, "4800/2", "4800,n,8,2", false,
+                   ""});
+        row("slave 0 without automatic search: the learned number is put to the user",
+            Search{"6 4800 2", "4800,n,8,2", 0, false, -1, true, 6, "4800/2", "4800,n,8,2", true,
+                   ""});
         row("cancel after two probes, settings back",
-            Search{"1 1200 2", "9600,n,8,1", 1, true, 3, true, 0, "9600/1 19200/1", "9600,n,8,1"});
+            Search{"1 1200 2", "9600,n,8,1", 1, true, 3, true, 0, "9600/1 19200/1", "9600,n,8,1",
+                   false, ""});
         row("no automatic search: one probe at other settings",
-            Search{"1 19200 1", "4800,n,8,2", 1, false, -1, true, 0, "4800/2", "4800,n,8,2"});
+            Search{"1 19200 1", "4800,n,8,2", 1, false, -1, true, 0, "4800/2", "4800,n,8,2", false,
+                   ""});
         row("probe answer with a fifth byte is no answer",
             Search{"9 4800 2 --fault extra-byte", "4800,n,8,2", 0, false, -1, true, 0, "4800/2",
-                   "4800,n,8,2"});
+                   "4800,n,8,2", false, ""});
     }
     void search()
     {
         const auto [search] = fetch<Search>("search");
-        const auto& [panel, start, asked, autoSearch, cancelAtPoll, confirm, result, tried, after] =
-            search;
+        const auto& [panel, start, asked, autoSearch, cancelAtPoll, confirm, result, tried, after,
+                     asksUser, stored] = search;
+        QTemporaryDir dir;
+        ZRBfonctions::SetIniFileName(dir.filePath("k7310console.ini"));
 
         SetFrameDelay(50);
         const QStringList options = panel.split(' ');
@@ -114,8 +132,12 @@ private slots:
         QCOMPARE(user.events.count("try"), autoSearch ? settingsTried.size() : 0);
         QCOMPARE(user.events.contains("show"), autoSearch);
         QCOMPARE(user.polls > 0, autoSearch);
-        QCOMPARE(user.events.filter("found").size(), result != NothingFound ? 1 : 0);
+        QCOMPARE(user.events.filter("found").size(), asksUser ? 1 : 0);
         QCOMPARE(user.events.last(), "close");
+        const QString communication = QStringLiteral("Communication");
+        const QString bauds = ZRBfonctions::GetIniParam(communication, "Bauds", "");
+        const QString stops = ZRBfonctions::GetIniParam(communication, "Stops", "");
+        QCOMPARE(bauds.isEmpty() ? QString() : bauds + '/' + stops, stored);
         // The line itself, not only its text, is where the panel answered.
         if (result != NothingFound) {
             QList<std::int16_t> word(1);
