@@ -68,6 +68,7 @@ Presenter SetPresenter(Presenter presenter);
 // A message identical to one shown less than RepeatWindowMs before (counted from when its box
 // was closed) is not shown again: one fault met by several windows or steps of one user action
 // (each child saving its place, each caption of a dialog) gives one box, not one per step.
+// A new user command forgets what was shown (UserCommand), so a retry always gets its box.
 constexpr int RepeatWindowMs = 2000;
 // Forgets the messages shown so far.
 void ForgetShown();

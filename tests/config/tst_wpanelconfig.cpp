@@ -3,6 +3,7 @@
 // messages, the settings file; the configuration files, and the PDF print-out read back with
 // pdftotext -bbox: what is on the page and where, in millimetres.
 #include "shelltestkit.h"
+#include "usercommand.h"
 #include "waskslave.h"
 #include "wpanelconfig.h"
 #include "wprintconfig.h"
@@ -492,6 +493,26 @@ private slots:
                        });
             });
             QVERIFY2(paired, qPrintable(label + " / " + value));
+        }
+    }
+
+    // Read pressed again right after the box that reported its failure was closed reports
+    // again: a retry is never silent. Within one press the fault is reported once.
+    void retryIsReportedAgain()
+    {
+        UserCommand::Install();
+        ComCtrl port;
+        port.setPortName("/nonexistent/k7310-no-such-port");
+        wPanelConfig window(port);
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        auto* read = window.findChild<QAbstractButton*>("cmdReadConfig");
+        QVERIFY(read);
+        for (int press = 1; press <= 2; ++press) {
+            User user;
+            QTest::mouseClick(read, Qt::LeftButton);
+            QCOMPARE(user.asked, 1);
+            QCOMPARE(m_fixture.reports().size(), press);
         }
     }
 

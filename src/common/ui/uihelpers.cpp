@@ -1,6 +1,7 @@
 #include "uihelpers.h"
 
 #include "errorhandling.h"
+#include "usercommand.h"
 
 #include <QApplication>
 #include <QLineEdit>
@@ -19,6 +20,8 @@ WaitCursor::~WaitCursor()
 
 void InstallMessageBoxPresenter()
 {
+    // A repeated message is held back within one user command only.
+    UserCommand::Install();
     ErrorReport::SetPresenter([](const QString& message) {
         while (QApplication::overrideCursor())
             QApplication::restoreOverrideCursor();
