@@ -61,7 +61,7 @@ QString Description(int number)
         {ErrorNumber::DataFileError, QStringLiteral("Data file error")},
         {ErrorNumber::DataItemNotFound, QStringLiteral("Item not found in this collection")},
         {ErrorNumber::SettingsNotWritable, QStringLiteral("The settings file cannot be written")},
-        {ErrorNumber::PortNotFound, QStringLiteral("Invalid port number: the port does not exist")},
+        {ErrorNumber::PortNotFound, QStringLiteral("The port does not exist")},
         {ErrorNumber::PortBusy, QStringLiteral("Port already open or in use by another program")},
         {ErrorNumber::PortPermissionDenied, QStringLiteral("Permission denied on the port")},
         {ErrorNumber::PortNotSerial, QStringLiteral("The device is not a serial port")},

@@ -135,6 +135,17 @@ private slots:
         QCOMPARE(ErrorReport::Description(ErrorNumber::PortNotOpen),
                  "Ungültiger Vorgang: die Schnittstelle ist nicht geöffnet");
         QCOMPARE(ErrorReport::Description(4711), "Application-defined or object-defined error");
+        // A device path that is not there is named as missing, not as a wrong number.
+        const QStringList missing{"The port does not exist (/dev/ttyUSB7)",
+                                  "Le port n'existe pas (/dev/ttyUSB7)",
+                                  "Die Schnittstelle existiert nicht (/dev/ttyUSB7)"};
+        const QStringList languages{"English", "Français", "Deutsch"};
+        for (int i = 0; i < languages.size(); ++i) {
+            SetCurrentLanguage(languages[i]);
+            const QString message =
+                ErrorReport::Message("ComCtrl.Open", ErrorNumber::PortNotFound, "/dev/ttyUSB7");
+            QVERIFY2(message.contains(" : " + missing[i] + "\r\n"), qPrintable(message));
+        }
         CloseDataFile();
         QCOMPARE(ErrorReport::Description(ErrorNumber::PortNotOpen),
                  "Operation not valid: the port is not open");
