@@ -1,8 +1,10 @@
 #include "options.h"
 
+#include <cerrno>
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 namespace k7310sim {
 
@@ -127,16 +129,135 @@ commands; the panel goes on serving (so it can run in the background). Bad optio
     std::exit(1);
 }
 
+bool parseNumber(const std::string& text, double low, double high, double& v)
+{
+    const auto [ptr, ec] = std::from_chars(text.data(), text.data() + text.size(), v);
+    return ec == std::errc() && ptr == text.data() + text.size() && v >= low && v <= high;
+}
+
 double toNumber(const std::string& option, const std::string& text, double low, double high)
 {
     double v = 0;
-    const auto [ptr, ec] = std::from_chars(text.data(), text.data() + text.size(), v);
-    if (ec != std::errc() || ptr != text.data() + text.size() || v < low || v > high)
+    if (!parseNumber(text, low, high, v))
         usageError("bad value for " + option + ": '" + text + "'");
     return v;
 }
 
+// "WORD:KIND" of --fault-word and fault-word=.
+bool parseFaultWord(const std::string& text, unsigned& word, Fault& fault)
+{
+    const auto colon = text.find(':');
+    if (colon == std::string::npos)
+        return false;
+    const auto f = parseFault(text.substr(colon + 1));
+    double w = 0;
+    if (!f || !parseNumber(text.substr(0, colon), 0, 65535, w))
+        return false;
+    word = static_cast<unsigned>(w);
+    fault = *f;
+    return true;
+}
+
+// The panels of a --panels file: one SPEC a line; blank lines and lines starting with #
+// are skipped.
+std::vector<std::string> readSpecFile(const std::string& path)
+{
+    std::FILE* file = std::fopen(path.c_str(), "r");
+    if (!file)
+        usageError("cannot read " + path + ": " + std::strerror(errno));
+    std::vector<std::string> specs;
+    std::string line;
+    int c;
+    const auto take = [&]() {
+        const auto first = line.find_first_not_of(" \t\r");
+        if (first != std::string::npos && line[first] != '#') {
+            const auto last = line.find_last_not_of(" \t\r");
+            specs.push_back(line.substr(first, last - first + 1));
+        }
+        line.clear();
+    };
+    while ((c = std::fgetc(file)) != EOF) {
+        if (c == '\n')
+            take();
+        else
+            line += static_cast<char>(c);
+    }
+    take();
+    std::fclose(file);
+    return specs;
+}
+
 } // namespace
+
+bool parsePanelSpec(const std::string& text, PanelSpec& spec, std::string& error)
+{
+    std::size_t from = 0;
+    while (from <= text.size()) {
+        auto comma = text.find(',', from);
+        if (comma == std::string::npos)
+            comma = text.size();
+        const std::string field = text.substr(from, comma - from);
+        from = comma + 1;
+        if (field.empty())
+            continue;
+        const auto eq = field.find('=');
+        const std::string key = field.substr(0, eq);
+        const std::string value = eq == std::string::npos ? std::string() : field.substr(eq + 1);
+        double v = 0;
+        const auto number = [&](double low, double high) {
+            return parseNumber(value, low, high, v);
+        };
+        bool ok = true;
+        if (key == "slave") {
+            ok = number(1, 64);
+            spec.slave = static_cast<int>(v);
+        } else if (key == "speed") {
+            ok = number(1200, 19200) && speedCodeForBaud(static_cast<int>(v)) != 0;
+            spec.speed = static_cast<int>(v);
+        } else if (key == "stop") {
+            ok = number(1, 2) && (v == 1 || v == 2);
+            spec.stop = static_cast<int>(v);
+        } else if (key == "version" || key == "firmware") {
+            const auto fw = parseFirmware(value);
+            ok = fw.has_value();
+            if (ok)
+                spec.firmware = *fw;
+        } else if (key == "state") {
+            ok = !value.empty();
+            spec.stateFile = value;
+        } else if (key == "auto-ack") {
+            ok = number(0, 86400);
+            spec.autoAckSeconds = v;
+        } else if (key == "lamp-test") {
+            ok = number(0, 3600);
+            spec.lampTestSeconds = v;
+        } else if (key == "line-timing") {
+            ok = value == "on" || value == "off" || value.empty();
+            spec.lineTiming = value != "off";
+        } else if (key == "turnaround") {
+            ok = number(0, 60000);
+            spec.turnaroundMs = v;
+        } else if (key == "fault" || key == "fault-next") {
+            const auto f = parseFault(value);
+            ok = f.has_value();
+            if (ok)
+                (key == "fault" ? spec.every : spec.next) = *f;
+        } else if (key == "fault-word") {
+            unsigned word = 0;
+            ok = parseFaultWord(value, word, spec.faultOnWord);
+            if (ok)
+                spec.faultWord = word;
+        } else {
+            error = "unknown field '" + key + "'";
+            return false;
+        }
+        if (!ok) {
+            error = "bad value for " + key + ": '" + value + "'";
+            return false;
+        }
+    }
+    return true;
+}
 
 Options parseOptions(int argc, char** argv)
 {
@@ -145,6 +266,9 @@ Options parseOptions(int argc, char** argv)
         o.link = std::string(rt) + "/k7310sim.tty";
     else
         o.link = "/tmp/k7310sim.tty";
+    std::vector<std::string> specTexts;
+    bool panelsFile = false;
+    bool panelOwn = false; // an option that describes the one panel of a plain run
     for (int i = 1; i < argc; ++i) {
         std::string arg = argv[i];
         std::string value;
@@ -180,20 +304,25 @@ Options parseOptions(int argc, char** argv)
         } else if (arg == "--gap") {
             o.gapMs = toNumber(arg, take(), 0.1, 10000);
         } else if (arg == "--version" || arg == "--firmware") {
+            panelOwn = true;
             const std::string text = take();
             const auto fw = parseFirmware(text);
             if (!fw)
                 usageError("unknown firmware version '" + text + "' (2.8, 2.7 or 2.6)");
             o.firmware = *fw;
         } else if (arg == "--state") {
+            panelOwn = true;
             o.stateFile = take();
         } else if (arg == "--speed") {
+            panelOwn = true;
             o.speed = static_cast<int>(toNumber(arg, take(), 1200, 19200));
             if (speedCodeForBaud(*o.speed) == 0)
                 usageError("the panel runs at 1200, 2400, 4800, 9600 or 19200 baud");
         } else if (arg == "--stop") {
+            panelOwn = true;
             o.stop = static_cast<int>(toNumber(arg, take(), 1, 2));
         } else if (arg == "--slave") {
+            panelOwn = true;
             o.slave = static_cast<int>(toNumber(arg, take(), 1, 64));
         } else if (arg == "--auto-ack") {
             o.autoAckSeconds = toNumber(arg, take(), 0, 86400);
@@ -209,13 +338,16 @@ Options parseOptions(int argc, char** argv)
             o.next = fault();
         } else if (arg == "--fault-word") {
             const std::string text = take();
-            const auto colon = text.find(':');
-            const auto f =
-                colon == std::string::npos ? std::nullopt : parseFault(text.substr(colon + 1));
-            if (!f)
+            unsigned word = 0;
+            if (!parseFaultWord(text, word, o.faultOnWord))
                 usageError("--fault-word needs WORD:KIND, not '" + text + "'");
-            o.faultWord = static_cast<unsigned>(toNumber(arg, text.substr(0, colon), 0, 65535));
-            o.faultOnWord = *f;
+            o.faultWord = word;
+        } else if (arg == "--panel") {
+            specTexts.push_back(take());
+        } else if (arg == "--panels") {
+            for (std::string& spec : readSpecFile(take()))
+                specTexts.push_back(std::move(spec));
+            panelsFile = true;
         } else if (arg == "--seed") {
             o.seed = static_cast<unsigned>(toNumber(arg, take(), 0, 4294967295.0));
         } else if (arg == "--reopen-wait") {
@@ -225,6 +357,41 @@ Options parseOptions(int argc, char** argv)
         } else {
             usageError("unknown option '" + arg + "'");
         }
+    }
+    // The timing and fault options hold for every panel unless its SPEC says otherwise.
+    PanelSpec defaults;
+    defaults.autoAckSeconds = o.autoAckSeconds;
+    defaults.lampTestSeconds = o.lampTestSeconds;
+    defaults.lineTiming = o.lineTiming;
+    defaults.turnaroundMs = o.turnaroundMs;
+    defaults.every = o.every;
+    defaults.next = o.next;
+    defaults.faultWord = o.faultWord;
+    defaults.faultOnWord = o.faultOnWord;
+    if (specTexts.empty() && !panelsFile) {
+        PanelSpec one = defaults;
+        one.firmware = o.firmware;
+        one.stateFile = o.stateFile;
+        one.speed = o.speed;
+        one.stop = o.stop;
+        one.slave = o.slave;
+        o.panels.push_back(one);
+        return o;
+    }
+    if (panelOwn)
+        usageError("--version, --state, --speed, --stop and --slave describe the one panel of "
+                   "a run without --panel; give them as SPEC fields");
+    if (specTexts.empty())
+        usageError("the --panels file names no panel");
+    if (specTexts.size() > maxPanels)
+        usageError("at most " + std::to_string(maxPanels) + " panels on one line");
+    o.line = true;
+    for (const std::string& text : specTexts) {
+        PanelSpec spec = defaults;
+        std::string error;
+        if (!parsePanelSpec(text, spec, error))
+            usageError("--panel '" + text + "': " + error);
+        o.panels.push_back(spec);
     }
     return o;
 }
