@@ -12,7 +12,8 @@ namespace {
 
 const char* const helpText = R"(Usage: k7310sim [OPTIONS]
 
-Plays one K7310 alarm annunciator panel, a Modbus-RTU slave, on a serial line.
+Plays one K7310 alarm annunciator panel, a Modbus-RTU slave, on a serial line, or a line of
+several panels sharing one bus (--panel, --panels).
 
 By default it creates a pseudo-terminal and prints, as the first line on standard output,
 the path a master connects to (/dev/pts/N). It also keeps a symbolic link to that path.
@@ -49,7 +50,44 @@ Panel
   --auto-ack SECONDS  acknowledge by itself that long after a write leaves the horn on
   --lamp-test SECONDS length of a lamp test (default 3)
 
+A line of panels
+  --panel SPEC        one panel on the line; repeat it for each panel, in their order on
+                      the line. SPEC is FIELD=VALUE,... with the fields
+                        slave=1-64  speed=1200|2400|4800|9600|19200  stop=1|2
+                        version=2.8|2.7|2.6  state=FILE  auto-ack=SECONDS
+                        lamp-test=SECONDS  line-timing=on|off  turnaround=MS
+                        fault=KIND  fault-next=KIND  fault-word=WORD:KIND
+                      A field left out takes the factory default (slave 1, 9600, 1 stop
+                      bit, 2.8, no state file); line timing, turnaround, faults,
+                      auto-ack and lamp test default to the options of the same name.
+                      Two panels may share a slave number (a wiring mistake the line
+                      lets you make).
+  --panels FILE       the panels of FILE, one SPEC a line (blank lines and lines
+                      starting with # are skipped); may be mixed with --panel
+  With --panel or --panels, --slave, --speed, --stop, --version and --state are refused:
+  they describe the one panel of a plain run, which is what runs without them.
+
+  One pty is one RS-485 bus. A request is heard by every panel whose speed and stop bits
+  are the ones the master set on the line; the others trace it as IGNORED. Only the
+  addressed panel answers; slave 0 is a broadcast that every panel hearing it carries
+  out, none answering. Each panel keeps its own words, line settings, state file,
+  acknowledgement and lamp test; a write of 128-130 moves that panel alone.
+  The probe is answered by every panel that hears it, and two panels with one number
+  both answer. Answers that overlap on the wire collide: each panel starts after its
+  turnaround plus its own fraction of a character (drawn from --seed and its position
+  on the line), no two less than one bit apart; the wire carries the AND of their UART
+  bits (a driven 0 wins) and the master receives what its UART decodes from that, byte
+  by byte at the time the wire delivers it: damaged bytes (a character whose stop bit
+  reads 0 arrives as 00) and a CRC that does not match, even for identical answers.
+  The same seed gives the same bytes. An answer alone on the wire is sent as usual.
+  Example, four panels: one at other settings keeping its configuration in a file,
+  and two sharing number 3, whose answers collide:
+    k7310sim --line-timing --turnaround 3 --panel slave=1 \
+             --panel slave=2,speed=19200,stop=2,state=p2.state \
+             --panel slave=3,version=2.6 --panel slave=3
+
 Timing and faults
+  These hold for every panel unless its SPEC says otherwise.
   --line-timing       each answer byte takes its wire time at the panel's speed
                       ((1 start + 8 data + stop bits) / baud), the request's bytes are
                       counted as having taken theirs, and --turnaround is added between
@@ -61,7 +99,8 @@ Timing and faults
   --fault-word WORD:KIND
                       put this fault into every answer to a request for WORD (a read
                       that starts there, a write to it), e.g. 129:none
-  --seed N            seed of the noise bytes (default 1)
+  --seed N            seed of the noise bytes and of the panels' offsets in a collision
+                      (default 1)
 
   Fault KINDs: none (no answer), bad-crc (last CRC byte inverted), extra-byte (0x55
   appended), short (last byte left out), wrong-slave (another slave number echoed, CRC
@@ -80,7 +119,11 @@ Trace
                       seconds since start (six decimals); KIND: RX (heard and handled),
                       DROPPED (bad CRC, other slave, garbage: no answer), IGNORED (line
                       speed/stop bits not the panel's: the settings shown are the line's),
-                      TX (sent; settings are the panel's). Example:
+                      TX (sent; settings are the panel's), COLLISION (what reached the
+                      master from answers that overlapped; the TX lines before it are
+                      each panel's own answer, "collided, starts at +B bits"). On a
+                      line of panels the reason names the panel, as in (panel 2 slave
+                      5: read), and notes start with "panel 2 slave 5: ". Example:
                         12.345678 RX 9600/1 01 03 00 80 00 04 45 E1 (read)
                         12.347012 TX 9600/1 01 03 08 00 FE 00 01 00 01 00 00 E6 18
                         13.001200 IGNORED 19200/2 01 03 00 82 00 01 24 22
@@ -109,12 +152,20 @@ Probe
   0x41 echoed, the slave number, the firmware version (02 08 for 2.8).
 
 Commands on standard input (one a line; answers on standard output)
-  ack                 acknowledge (word 68 becomes 1)
-  show                picture of the panel: LED states 0-7 ('.' = off) in groups of 8,
+  N names the panels with slave number N, #P the panel at position P on the line;
+  without it a command means every panel (the only one of a plain run). On a line of
+  panels each answer line starts with "panel P slave N: ".
+  ack [N]             acknowledge (word 68 becomes 1)
+  show [N]            picture of the panel: LED states 0-7 ('.' = off) in groups of 8,
                       the horn, a running lamp test, the acknowledgement word
-  status              firmware, line settings in effect, configuration words, faults
-  fault KIND          fault in every answer (fault off: no faults at all)
-  fault-next KIND     fault in the next answer
+  status [N]          firmware, line settings in effect, configuration words, faults,
+                      "unplugged" for a panel off the bus
+  fault KIND [N]      fault in every answer (fault off: no faults at all)
+  fault-next KIND [N] fault in the next answer
+  unplug [N]          take the panel off the bus, as if it lost power: it hears and
+                      answers nothing
+  plug [N]            put it back: it powers up from its stored configuration, LEDs,
+                      horn, acknowledgement and lamp test cleared
   quit                exit
   help                this list
 
