@@ -21,7 +21,8 @@ the path a master connects to (/dev/pts/N). It also keeps a symbolic link to tha
 Line
   --device PATH       serve a real serial device (e.g. /dev/ttyUSB0) instead of a pty;
                       the device is set to the panel's own speed and stop bits (8 data
-                      bits, no parity) and follows changes of them.
+                      bits, no parity) and follows changes of them; a line of panels
+                      sets it to the first panel's and keeps it there.
   --link PATH         where to keep the link to the pty (default
                       $XDG_RUNTIME_DIR/k7310sim.tty, or /tmp/k7310sim.tty when unset)
   --no-link           keep no link
