@@ -1,4 +1,5 @@
-// k7310sim: one K7310 annunciator panel on a serial line (a pseudo-terminal by default).
+// k7310sim: K7310 annunciator panels on a serial line (a pseudo-terminal by default), one
+// or a line of several sharing the bus.
 #include "options.h"
 #include "simulator.h"
 

@@ -1,8 +1,10 @@
 #include "options.h"
 
+#include <cerrno>
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 namespace k7310sim {
 
@@ -10,7 +12,8 @@ namespace {
 
 const char* const helpText = R"(Usage: k7310sim [OPTIONS]
 
-Plays one K7310 alarm annunciator panel, a Modbus-RTU slave, on a serial line.
+Plays one K7310 alarm annunciator panel, a Modbus-RTU slave, on a serial line, or a line of
+several panels sharing one bus (--panel, --panels).
 
 By default it creates a pseudo-terminal and prints, as the first line on standard output,
 the path a master connects to (/dev/pts/N). It also keeps a symbolic link to that path.
@@ -18,7 +21,8 @@ the path a master connects to (/dev/pts/N). It also keeps a symbolic link to tha
 Line
   --device PATH       serve a real serial device (e.g. /dev/ttyUSB0) instead of a pty;
                       the device is set to the panel's own speed and stop bits (8 data
-                      bits, no parity) and follows changes of them.
+                      bits, no parity) and follows changes of them; a line of panels
+                      sets it to the first panel's and keeps it there.
   --link PATH         where to keep the link to the pty (default
                       $XDG_RUNTIME_DIR/k7310sim.tty, or /tmp/k7310sim.tty when unset)
   --no-link           keep no link
@@ -47,7 +51,44 @@ Panel
   --auto-ack SECONDS  acknowledge by itself that long after a write leaves the horn on
   --lamp-test SECONDS length of a lamp test (default 3)
 
+A line of panels
+  --panel SPEC        one panel on the line; repeat it for each panel, in their order on
+                      the line. SPEC is FIELD=VALUE,... with the fields
+                        slave=1-64  speed=1200|2400|4800|9600|19200  stop=1|2
+                        version=2.8|2.7|2.6  state=FILE  auto-ack=SECONDS
+                        lamp-test=SECONDS  line-timing=on|off  turnaround=MS
+                        fault=KIND  fault-next=KIND  fault-word=WORD:KIND
+                      A field left out takes the factory default (slave 1, 9600, 1 stop
+                      bit, 2.8, no state file); line timing, turnaround, faults,
+                      auto-ack and lamp test default to the options of the same name.
+                      Two panels may share a slave number (a wiring mistake the line
+                      lets you make).
+  --panels FILE       the panels of FILE, one SPEC a line (blank lines and lines
+                      starting with # are skipped); may be mixed with --panel
+  With --panel or --panels, --slave, --speed, --stop, --version and --state are refused:
+  they describe the one panel of a plain run, which is what runs without them.
+
+  One pty is one RS-485 bus. A request is heard by every panel whose speed and stop bits
+  are the ones the master set on the line; the others trace it as IGNORED. Only the
+  addressed panel answers; slave 0 is a broadcast that every panel hearing it carries
+  out, none answering. Each panel keeps its own words, line settings, state file,
+  acknowledgement and lamp test; a write of 128-130 moves that panel alone.
+  The probe is answered by every panel that hears it, and two panels with one number
+  both answer. Answers that overlap on the wire collide: each panel starts after its
+  turnaround plus its own fraction of a character (drawn from --seed and its position
+  on the line), no two less than one bit apart; the wire carries the AND of their UART
+  bits (a driven 0 wins) and the master receives what its UART decodes from that, byte
+  by byte at the time the wire delivers it: damaged bytes (a character whose stop bit
+  reads 0 arrives as 00) and a CRC that does not match, even for identical answers.
+  The same seed gives the same bytes. An answer alone on the wire is sent as usual.
+  Example, four panels: one at other settings keeping its configuration in a file,
+  and two sharing number 3, whose answers collide:
+    k7310sim --line-timing --turnaround 3 --panel slave=1 \
+             --panel slave=2,speed=19200,stop=2,state=p2.state \
+             --panel slave=3,version=2.6 --panel slave=3
+
 Timing and faults
+  These hold for every panel unless its SPEC says otherwise.
   --line-timing       each answer byte takes its wire time at the panel's speed
                       ((1 start + 8 data + stop bits) / baud), the request's bytes are
                       counted as having taken theirs, and --turnaround is added between
@@ -59,7 +100,8 @@ Timing and faults
   --fault-word WORD:KIND
                       put this fault into every answer to a request for WORD (a read
                       that starts there, a write to it), e.g. 129:none
-  --seed N            seed of the noise bytes (default 1)
+  --seed N            seed of the noise bytes and of the panels' offsets in a collision
+                      (default 1)
 
   Fault KINDs: none (no answer), bad-crc (last CRC byte inverted), extra-byte (0x55
   appended), short (last byte left out), wrong-slave (another slave number echoed, CRC
@@ -78,7 +120,11 @@ Trace
                       seconds since start (six decimals); KIND: RX (heard and handled),
                       DROPPED (bad CRC, other slave, garbage: no answer), IGNORED (line
                       speed/stop bits not the panel's: the settings shown are the line's),
-                      TX (sent; settings are the panel's). Example:
+                      TX (sent; settings are the panel's), COLLISION (what reached the
+                      master from answers that overlapped; the TX lines before it are
+                      each panel's own answer, "collided, starts at +B bits"). On a
+                      line of panels the reason names the panel, as in (panel 2 slave
+                      5: read), and notes start with "panel 2 slave 5: ". Example:
                         12.345678 RX 9600/1 01 03 00 80 00 04 45 E1 (read)
                         12.347012 TX 9600/1 01 03 08 00 FE 00 01 00 01 00 00 E6 18
                         13.001200 IGNORED 19200/2 01 03 00 82 00 01 24 22
@@ -107,12 +153,20 @@ Probe
   0x41 echoed, the slave number, the firmware version (02 08 for 2.8).
 
 Commands on standard input (one a line; answers on standard output)
-  ack                 acknowledge (word 68 becomes 1)
-  show                picture of the panel: LED states 0-7 ('.' = off) in groups of 8,
+  N names the panels with slave number N, #P the panel at position P on the line;
+  without it a command means every panel (the only one of a plain run). On a line of
+  panels each answer line starts with "panel P slave N: ".
+  ack [N]             acknowledge (word 68 becomes 1)
+  show [N]            picture of the panel: LED states 0-7 ('.' = off) in groups of 8,
                       the horn, a running lamp test, the acknowledgement word
-  status              firmware, line settings in effect, configuration words, faults
-  fault KIND          fault in every answer (fault off: no faults at all)
-  fault-next KIND     fault in the next answer
+  status [N]          firmware, line settings in effect, configuration words, faults,
+                      "unplugged" for a panel off the bus
+  fault KIND [N]      fault in every answer (fault off: no faults at all)
+  fault-next KIND [N] fault in the next answer
+  unplug [N]          take the panel off the bus, as if it lost power: it hears and
+                      answers nothing
+  plug [N]            put it back: it powers up from its stored configuration, LEDs,
+                      horn, acknowledgement and lamp test cleared
   quit                exit
   help                this list
 
@@ -127,16 +181,135 @@ commands; the panel goes on serving (so it can run in the background). Bad optio
     std::exit(1);
 }
 
+bool parseNumber(const std::string& text, double low, double high, double& v)
+{
+    const auto [ptr, ec] = std::from_chars(text.data(), text.data() + text.size(), v);
+    return ec == std::errc() && ptr == text.data() + text.size() && v >= low && v <= high;
+}
+
 double toNumber(const std::string& option, const std::string& text, double low, double high)
 {
     double v = 0;
-    const auto [ptr, ec] = std::from_chars(text.data(), text.data() + text.size(), v);
-    if (ec != std::errc() || ptr != text.data() + text.size() || v < low || v > high)
+    if (!parseNumber(text, low, high, v))
         usageError("bad value for " + option + ": '" + text + "'");
     return v;
 }
 
+// "WORD:KIND" of --fault-word and fault-word=.
+bool parseFaultWord(const std::string& text, unsigned& word, Fault& fault)
+{
+    const auto colon = text.find(':');
+    if (colon == std::string::npos)
+        return false;
+    const auto f = parseFault(text.substr(colon + 1));
+    double w = 0;
+    if (!f || !parseNumber(text.substr(0, colon), 0, 65535, w))
+        return false;
+    word = static_cast<unsigned>(w);
+    fault = *f;
+    return true;
+}
+
+// The panels of a --panels file: one SPEC a line; blank lines and lines starting with #
+// are skipped.
+std::vector<std::string> readSpecFile(const std::string& path)
+{
+    std::FILE* file = std::fopen(path.c_str(), "r");
+    if (!file)
+        usageError("cannot read " + path + ": " + std::strerror(errno));
+    std::vector<std::string> specs;
+    std::string line;
+    int c;
+    const auto take = [&]() {
+        const auto first = line.find_first_not_of(" \t\r");
+        if (first != std::string::npos && line[first] != '#') {
+            const auto last = line.find_last_not_of(" \t\r");
+            specs.push_back(line.substr(first, last - first + 1));
+        }
+        line.clear();
+    };
+    while ((c = std::fgetc(file)) != EOF) {
+        if (c == '\n')
+            take();
+        else
+            line += static_cast<char>(c);
+    }
+    take();
+    std::fclose(file);
+    return specs;
+}
+
 } // namespace
+
+bool parsePanelSpec(const std::string& text, PanelSpec& spec, std::string& error)
+{
+    std::size_t from = 0;
+    while (from <= text.size()) {
+        auto comma = text.find(',', from);
+        if (comma == std::string::npos)
+            comma = text.size();
+        const std::string field = text.substr(from, comma - from);
+        from = comma + 1;
+        if (field.empty())
+            continue;
+        const auto eq = field.find('=');
+        const std::string key = field.substr(0, eq);
+        const std::string value = eq == std::string::npos ? std::string() : field.substr(eq + 1);
+        double v = 0;
+        const auto number = [&](double low, double high) {
+            return parseNumber(value, low, high, v);
+        };
+        bool ok = true;
+        if (key == "slave") {
+            ok = number(1, 64);
+            spec.slave = static_cast<int>(v);
+        } else if (key == "speed") {
+            ok = number(1200, 19200) && speedCodeForBaud(static_cast<int>(v)) != 0;
+            spec.speed = static_cast<int>(v);
+        } else if (key == "stop") {
+            ok = number(1, 2) && (v == 1 || v == 2);
+            spec.stop = static_cast<int>(v);
+        } else if (key == "version" || key == "firmware") {
+            const auto fw = parseFirmware(value);
+            ok = fw.has_value();
+            if (ok)
+                spec.firmware = *fw;
+        } else if (key == "state") {
+            ok = !value.empty();
+            spec.stateFile = value;
+        } else if (key == "auto-ack") {
+            ok = number(0, 86400);
+            spec.autoAckSeconds = v;
+        } else if (key == "lamp-test") {
+            ok = number(0, 3600);
+            spec.lampTestSeconds = v;
+        } else if (key == "line-timing") {
+            ok = value == "on" || value == "off" || value.empty();
+            spec.lineTiming = value != "off";
+        } else if (key == "turnaround") {
+            ok = number(0, 60000);
+            spec.turnaroundMs = v;
+        } else if (key == "fault" || key == "fault-next") {
+            const auto f = parseFault(value);
+            ok = f.has_value();
+            if (ok)
+                (key == "fault" ? spec.every : spec.next) = *f;
+        } else if (key == "fault-word") {
+            unsigned word = 0;
+            ok = parseFaultWord(value, word, spec.faultOnWord);
+            if (ok)
+                spec.faultWord = word;
+        } else {
+            error = "unknown field '" + key + "'";
+            return false;
+        }
+        if (!ok) {
+            error = "bad value for " + key + ": '" + value + "'";
+            return false;
+        }
+    }
+    return true;
+}
 
 Options parseOptions(int argc, char** argv)
 {
@@ -145,6 +318,9 @@ Options parseOptions(int argc, char** argv)
         o.link = std::string(rt) + "/k7310sim.tty";
     else
         o.link = "/tmp/k7310sim.tty";
+    std::vector<std::string> specTexts;
+    bool panelsFile = false;
+    bool panelOwn = false; // an option that describes the one panel of a plain run
     for (int i = 1; i < argc; ++i) {
         std::string arg = argv[i];
         std::string value;
@@ -180,20 +356,25 @@ Options parseOptions(int argc, char** argv)
         } else if (arg == "--gap") {
             o.gapMs = toNumber(arg, take(), 0.1, 10000);
         } else if (arg == "--version" || arg == "--firmware") {
+            panelOwn = true;
             const std::string text = take();
             const auto fw = parseFirmware(text);
             if (!fw)
                 usageError("unknown firmware version '" + text + "' (2.8, 2.7 or 2.6)");
             o.firmware = *fw;
         } else if (arg == "--state") {
+            panelOwn = true;
             o.stateFile = take();
         } else if (arg == "--speed") {
+            panelOwn = true;
             o.speed = static_cast<int>(toNumber(arg, take(), 1200, 19200));
             if (speedCodeForBaud(*o.speed) == 0)
                 usageError("the panel runs at 1200, 2400, 4800, 9600 or 19200 baud");
         } else if (arg == "--stop") {
+            panelOwn = true;
             o.stop = static_cast<int>(toNumber(arg, take(), 1, 2));
         } else if (arg == "--slave") {
+            panelOwn = true;
             o.slave = static_cast<int>(toNumber(arg, take(), 1, 64));
         } else if (arg == "--auto-ack") {
             o.autoAckSeconds = toNumber(arg, take(), 0, 86400);
@@ -209,13 +390,16 @@ Options parseOptions(int argc, char** argv)
             o.next = fault();
         } else if (arg == "--fault-word") {
             const std::string text = take();
-            const auto colon = text.find(':');
-            const auto f =
-                colon == std::string::npos ? std::nullopt : parseFault(text.substr(colon + 1));
-            if (!f)
+            unsigned word = 0;
+            if (!parseFaultWord(text, word, o.faultOnWord))
                 usageError("--fault-word needs WORD:KIND, not '" + text + "'");
-            o.faultWord = static_cast<unsigned>(toNumber(arg, text.substr(0, colon), 0, 65535));
-            o.faultOnWord = *f;
+            o.faultWord = word;
+        } else if (arg == "--panel") {
+            specTexts.push_back(take());
+        } else if (arg == "--panels") {
+            for (std::string& spec : readSpecFile(take()))
+                specTexts.push_back(std::move(spec));
+            panelsFile = true;
         } else if (arg == "--seed") {
             o.seed = static_cast<unsigned>(toNumber(arg, take(), 0, 4294967295.0));
         } else if (arg == "--reopen-wait") {
@@ -225,6 +409,41 @@ Options parseOptions(int argc, char** argv)
         } else {
             usageError("unknown option '" + arg + "'");
         }
+    }
+    // The timing and fault options hold for every panel unless its SPEC says otherwise.
+    PanelSpec defaults;
+    defaults.autoAckSeconds = o.autoAckSeconds;
+    defaults.lampTestSeconds = o.lampTestSeconds;
+    defaults.lineTiming = o.lineTiming;
+    defaults.turnaroundMs = o.turnaroundMs;
+    defaults.every = o.every;
+    defaults.next = o.next;
+    defaults.faultWord = o.faultWord;
+    defaults.faultOnWord = o.faultOnWord;
+    if (specTexts.empty() && !panelsFile) {
+        PanelSpec one = defaults;
+        one.firmware = o.firmware;
+        one.stateFile = o.stateFile;
+        one.speed = o.speed;
+        one.stop = o.stop;
+        one.slave = o.slave;
+        o.panels.push_back(one);
+        return o;
+    }
+    if (panelOwn)
+        usageError("--version, --state, --speed, --stop and --slave describe the one panel of "
+                   "a run without --panel; give them as SPEC fields");
+    if (specTexts.empty())
+        usageError("the --panels file names no panel");
+    if (specTexts.size() > maxPanels)
+        usageError("at most " + std::to_string(maxPanels) + " panels on one line");
+    o.line = true;
+    for (const std::string& text : specTexts) {
+        PanelSpec spec = defaults;
+        std::string error;
+        if (!parsePanelSpec(text, spec, error))
+            usageError("--panel '" + text + "': " + error);
+        o.panels.push_back(spec);
     }
     return o;
 }

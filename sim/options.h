@@ -5,8 +5,31 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace k7310sim {
+
+// One panel on the line: its own configuration, timing and faults.
+struct PanelSpec
+{
+    Firmware firmware = Firmware::V28;
+    std::string stateFile;
+    std::optional<int> speed;
+    std::optional<int> stop;
+    std::optional<int> slave;
+    std::optional<double> autoAckSeconds;
+    double lampTestSeconds = 3.0;
+    bool lineTiming = false;
+    double turnaroundMs = 0.0;
+    Fault every;
+    Fault next;
+    // A fault for the answers to requests for one word (a read starting there, a write to it).
+    std::optional<unsigned> faultWord;
+    Fault faultOnWord;
+};
+
+// More panels than a line could drive is surely a mistake in a --panels file.
+inline constexpr std::size_t maxPanels = 256;
 
 // The command line of k7310sim; --help prints every option with its meaning.
 struct Options
@@ -32,7 +55,16 @@ struct Options
     unsigned seed = 1;
     std::string trace;
     double reopenWaitSeconds = 10.0;
+    // The panels on the line, in their order: one from the options above without --panel
+    // and --panels; otherwise one a SPEC, with the timing and fault options above as their
+    // defaults.
+    std::vector<PanelSpec> panels;
+    bool line = false; // the panels came from --panel or --panels
 };
+
+// Parses one SPEC ("slave=5,speed=19200,stop=2,...") over the defaults; returns false with
+// error set on a bad field.
+bool parsePanelSpec(const std::string& text, PanelSpec& spec, std::string& error);
 
 // Parses the command line; prints the help and exits for --help, exits with status 1 and a
 // message on a bad option.

@@ -1,15 +1,16 @@
 #include "simulator.h"
 
-#include "statefile.h"
-
+#include "bus.h"
 #include "faults.h"
 #include "line.h"
 #include "panelslave.h"
 #include "statefile.h"
 #include "trace.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -36,26 +37,48 @@ duration<double> charTime(int baud, int stopBits)
 }
 } // namespace
 
+Simulator::Simulator(Options options)
+    : m_opt(std::move(options))
+{
+    m_panels.reserve(m_opt.panels.size());
+    for (std::size_t i = 0; i < m_opt.panels.size(); ++i) {
+        const int position = static_cast<int>(i) + 1;
+        // The first panel draws its noise from the seed itself, as a lone panel always has.
+        std::seed_seq seq{m_opt.seed, static_cast<unsigned>(position)};
+        m_panels.push_back(Panel{position, m_opt.panels[i], PanelSlave(m_opt.panels[i].firmware),
+                                 position == 1 ? std::mt19937(m_opt.seed) : std::mt19937(seq)});
+    }
+}
+
+void Simulator::powerUp(Panel& panel)
+{
+    panel.slave = PanelSlave(panel.spec.firmware);
+    if (panel.spec.autoAckSeconds)
+        panel.slave.setAutoAck(
+            milliseconds(static_cast<std::int64_t>(*panel.spec.autoAckSeconds * 1000.0 + 0.5)));
+    panel.slave.setLampTestDuration(
+        milliseconds(static_cast<std::int64_t>(panel.spec.lampTestSeconds * 1000.0 + 0.5)));
+}
+
 bool Simulator::setUp()
 {
-    Config cfg;
-    if (!m_opt.stateFile.empty()) {
-        std::string warnings;
-        if (loadState(m_opt.stateFile, cfg, warnings))
-            std::fputs(warnings.c_str(), stderr);
+    for (Panel& panel : m_panels) {
+        const PanelSpec& spec = panel.spec;
+        Config cfg;
+        if (!spec.stateFile.empty()) {
+            std::string warnings;
+            if (loadState(spec.stateFile, cfg, warnings))
+                std::fputs(warnings.c_str(), stderr);
+        }
+        if (spec.speed)
+            cfg.speedCode = static_cast<std::uint16_t>(speedCodeForBaud(*spec.speed));
+        if (spec.stop)
+            cfg.stopBits = static_cast<std::uint16_t>(*spec.stop);
+        if (spec.slave)
+            cfg.slave = static_cast<std::uint16_t>(*spec.slave);
+        powerUp(panel);
+        panel.slave.setConfig(cfg);
     }
-    if (m_opt.speed)
-        cfg.speedCode = static_cast<std::uint16_t>(speedCodeForBaud(*m_opt.speed));
-    if (m_opt.stop)
-        cfg.stopBits = static_cast<std::uint16_t>(*m_opt.stop);
-    if (m_opt.slave)
-        cfg.slave = static_cast<std::uint16_t>(*m_opt.slave);
-    m_slave.setConfig(cfg);
-    if (m_opt.autoAckSeconds)
-        m_slave.setAutoAck(
-            milliseconds(static_cast<std::int64_t>(*m_opt.autoAckSeconds * 1000.0 + 0.5)));
-    m_slave.setLampTestDuration(
-        milliseconds(static_cast<std::int64_t>(m_opt.lampTestSeconds * 1000.0 + 0.5)));
 
     if (!m_trace.open(m_opt.trace, m_start)) {
         std::fprintf(stderr, "k7310sim: cannot write the trace %s: %s\n", m_opt.trace.c_str(),
@@ -79,7 +102,8 @@ bool Simulator::setUp()
         return false;
     }
 
-    const LineSettings ls = m_slave.lineSettings();
+    // A device runs at one setting: the first panel's.
+    const LineSettings ls = m_panels.front().slave.lineSettings();
     std::string error;
     const bool ok = m_opt.device.empty()
                         ? m_line.openPty(ls.baud, ls.stopBits, error)
@@ -92,10 +116,19 @@ bool Simulator::setUp()
         makeLink();
     std::printf("%s\n", m_line.path().c_str());
     std::fflush(stdout);
-    std::fprintf(stderr, "k7310sim: panel on %s%s%s, %s\n", m_line.path().c_str(),
-                 m_linkMade ? " (link " : "", m_linkMade ? (m_opt.link + ")").c_str() : "",
-                 status().c_str());
-    m_trace.note("start " + status());
+    const std::string link = m_linkMade ? " (link " + m_opt.link + ")" : "";
+    if (!m_opt.line) {
+        std::fprintf(stderr, "k7310sim: panel on %s%s, %s\n", m_line.path().c_str(), link.c_str(),
+                     status(m_panels.front()).c_str());
+        m_trace.note("start " + status(m_panels.front()));
+        return true;
+    }
+    std::fprintf(stderr, "k7310sim: line of %zu panels on %s%s\n", m_panels.size(),
+                 m_line.path().c_str(), link.c_str());
+    for (const Panel& panel : m_panels) {
+        std::fprintf(stderr, "k7310sim: %s%s\n", prefix(panel).c_str(), status(panel).c_str());
+        m_trace.note("start " + prefix(panel) + status(panel));
+    }
     return true;
 }
 
@@ -124,26 +157,58 @@ void Simulator::removeLink()
         ::unlink(m_opt.link.c_str());
 }
 
-std::string Simulator::status() const
+std::string Simulator::status(const Panel& panel) const
 {
-    const LineSettings ls = m_slave.lineSettings();
-    const Config& c = m_slave.config();
+    const PanelSlave& slave = panel.slave;
+    const PanelSpec& spec = panel.spec;
+    const LineSettings ls = slave.lineSettings();
+    const Config& c = slave.config();
     std::ostringstream s;
-    s << "firmware " << firmwareMajor(m_slave.firmware()) << '.'
-      << firmwareMinor(m_slave.firmware()) << " line " << ls.baud << '/' << ls.stopBits << " slave "
-      << ls.slave << " bus-mode " << c.busMode << " words 65=" << c.synchro
-      << " 67=" << c.ackAuthorised << " 69=" << c.busControlKL << " 70=" << c.ledTestKL << " fault "
-      << faultName(m_opt.every) << " next " << faultName(m_opt.next) << " line-timing "
-      << (m_opt.lineTiming ? "on" : "off");
+    s << "firmware " << firmwareMajor(slave.firmware()) << '.' << firmwareMinor(slave.firmware())
+      << " line " << ls.baud << '/' << ls.stopBits << " slave " << ls.slave << " bus-mode "
+      << c.busMode << " words 65=" << c.synchro << " 67=" << c.ackAuthorised
+      << " 69=" << c.busControlKL << " 70=" << c.ledTestKL << " fault " << faultName(spec.every)
+      << " next " << faultName(spec.next) << " line-timing " << (spec.lineTiming ? "on" : "off");
+    if (!panel.plugged)
+        s << " unplugged";
     return s.str();
+}
+
+// On a line of panels every answer, note and trace reason names its panel; a lone panel
+// speaks as it always has.
+std::string Simulator::prefix(const Panel& panel) const
+{
+    if (!m_opt.line)
+        return {};
+    return "panel " + std::to_string(panel.position) + " slave " +
+           std::to_string(panel.slave.lineSettings().slave) + ": ";
+}
+
+std::string Simulator::tag(const Panel& panel, const std::string& reason) const
+{
+    if (!m_opt.line)
+        return reason;
+    const std::string p = prefix(panel);
+    return reason.empty() ? p.substr(0, p.size() - 2) : p + reason;
 }
 
 Clock::duration Simulator::gap() const
 {
     if (m_opt.gapMs)
         return duration_cast<Clock::duration>(duration<double, std::milli>(*m_opt.gapMs));
-    const LineSettings ls = m_slave.lineSettings();
-    const auto t = 3.5 * charTime(ls.baud, ls.stopBits);
+    // A lone panel times the gap at its own settings; a line, at the master's.
+    int baud = 0;
+    int stopBits = 1;
+    if (m_opt.line) {
+        const SeenSettings seen = m_line.seen();
+        baud = seen.baud;
+        stopBits = seen.stopBits;
+    } else {
+        const LineSettings ls = m_panels.front().slave.lineSettings();
+        baud = ls.baud;
+        stopBits = ls.stopBits;
+    }
+    const auto t = 3.5 * charTime(baud, stopBits);
     return duration_cast<Clock::duration>(std::max<duration<double>>(t, microseconds(1750)));
 }
 
@@ -182,8 +247,19 @@ bool Simulator::writeAll(const std::uint8_t* data, std::size_t size)
 
 void Simulator::tickNotes(Clock::time_point now)
 {
-    for (const std::string& note : m_slave.tick(now))
-        m_trace.note(note);
+    for (Panel& panel : m_panels)
+        if (panel.plugged)
+            for (const std::string& note : panel.slave.tick(now))
+                m_trace.note(prefix(panel) + note);
+}
+
+std::optional<Clock::time_point> Simulator::nextDeadline() const
+{
+    std::optional<Clock::time_point> next;
+    for (const Panel& panel : m_panels)
+        if (const auto t = panel.slave.nextDeadline(); panel.plugged && t && (!next || *t < *next))
+            next = t;
+    return next;
 }
 
 void Simulator::onBytes(Clock::time_point now)
@@ -201,70 +277,118 @@ void Simulator::onFrame(Clock::time_point now)
     const Bytes frame = std::move(m_rx);
     m_rx.clear();
     const SeenSettings seen = m_line.seen();
-    const LineSettings ls = m_slave.lineSettings();
-    if (seen.baud != ls.baud || seen.stopBits != ls.stopBits) {
-        m_trace.frame("IGNORED", seen.baud, seen.stopBits, frame);
-        return;
+    std::vector<Outgoing> out;
+    std::vector<std::pair<Panel*, bool>> heard; // with "its configuration changed"
+    for (Panel& panel : m_panels) {
+        if (!panel.plugged)
+            continue;
+        const LineSettings ls = panel.slave.lineSettings();
+        if (seen.baud != ls.baud || seen.stopBits != ls.stopBits) {
+            m_trace.frame("IGNORED", seen.baud, seen.stopBits, frame, tag(panel));
+            continue;
+        }
+        const Reply reply = panel.slave.handle(frame, now);
+        if (reply.kind == Reply::Kind::Dropped) {
+            m_trace.frame("DROPPED", seen.baud, seen.stopBits, frame, tag(panel, reply.reason));
+        } else {
+            m_trace.frame("RX", seen.baud, seen.stopBits, frame, tag(panel, reply.reason));
+            // With line timing, the request is taken to have ended when its last byte would
+            // have arrived on the wire.
+            Clock::time_point requestEnd = now;
+            if (panel.spec.lineTiming)
+                requestEnd =
+                    m_firstRx + duration_cast<Clock::duration>(static_cast<double>(frame.size()) *
+                                                               charTime(ls.baud, ls.stopBits));
+            answer(panel, frame, reply, requestEnd, out);
+        }
+        heard.emplace_back(&panel, reply.configChanged);
     }
-    const Reply reply = m_slave.handle(frame, now);
-    if (reply.kind == Reply::Kind::Dropped) {
-        m_trace.frame("DROPPED", seen.baud, seen.stopBits, frame, reply.reason);
-    } else {
-        m_trace.frame("RX", seen.baud, seen.stopBits, frame, reply.reason);
-        // With line timing, the request is taken to have ended when its last byte would
-        // have arrived on the wire.
-        Clock::time_point requestEnd = now;
-        if (m_opt.lineTiming)
-            requestEnd =
-                m_firstRx + duration_cast<Clock::duration>(static_cast<double>(frame.size()) *
-                                                           charTime(ls.baud, ls.stopBits));
-        send(reply, requestEnd, requestsFaultWord(frame));
-    }
-    if (reply.configChanged || m_slave.storedLineSettings() != m_slave.lineSettings())
-        saveState();
-    if (m_slave.applyLineSettings()) {
-        const LineSettings now2 = m_slave.lineSettings();
-        m_line.configure(now2.baud, now2.stopBits);
-        m_trace.note("line now " + std::to_string(now2.baud) + "/" + std::to_string(now2.stopBits) +
-                     " slave " + std::to_string(now2.slave));
+    transmit(out);
+    // A new speed, stop bits or slave number takes effect once the answers have gone out.
+    for (auto [panel, changed] : heard) {
+        PanelSlave& slave = panel->slave;
+        if (changed || slave.storedLineSettings() != slave.lineSettings())
+            saveState(*panel);
+        if (slave.applyLineSettings()) {
+            const LineSettings now2 = slave.lineSettings();
+            if (m_panels.size() == 1)
+                m_line.configure(now2.baud, now2.stopBits);
+            m_trace.note(prefix(*panel) + "line now " + std::to_string(now2.baud) + "/" +
+                         std::to_string(now2.stopBits) + " slave " + std::to_string(now2.slave));
+        }
     }
 }
 
-bool Simulator::requestsFaultWord(const Bytes& frame) const
+bool Simulator::requestsFaultWord(const Panel& panel, const Bytes& frame) const
 {
     // Reads (3) name their first word, writes (6, 16) the word written first.
-    if (!m_opt.faultWord || frame.size() < 4 || (frame[1] != 3 && frame[1] != 6 && frame[1] != 16))
+    const PanelSpec& spec = panel.spec;
+    if (!spec.faultWord || frame.size() < 4 || (frame[1] != 3 && frame[1] != 6 && frame[1] != 16))
         return false;
-    return ((unsigned{frame[2]} << 8) | frame[3]) == *m_opt.faultWord;
+    return ((unsigned{frame[2]} << 8) | frame[3]) == *spec.faultWord;
 }
 
-void Simulator::send(const Reply& reply, Clock::time_point requestEnd, bool onFaultWord)
+void Simulator::answer(Panel& panel, const Bytes& frame, const Reply& reply,
+                       Clock::time_point requestEnd, std::vector<Outgoing>& out)
 {
-    Fault fault = onFaultWord ? m_opt.faultOnWord : m_opt.every;
-    if (m_opt.next.kind != Fault::Kind::Off) {
-        fault = m_opt.next;
-        m_opt.next = Fault{};
+    PanelSpec& spec = panel.spec;
+    Fault fault = requestsFaultWord(panel, frame) ? spec.faultOnWord : spec.every;
+    if (spec.next.kind != Fault::Kind::Off) {
+        fault = spec.next;
+        spec.next = Fault{};
     }
-    const FaultedAnswer out =
-        applyFault(fault, reply.answer, reply.kind == Reply::Kind::Answer, m_random);
-    const LineSettings ls = m_slave.lineSettings();
+    const FaultedAnswer faulted =
+        applyFault(fault, reply.answer, reply.kind == Reply::Kind::Answer, panel.random);
     const std::string reason = fault.kind == Fault::Kind::Off ? "" : "fault " + faultName(fault);
-    if (out.bytes.empty()) {
-        m_trace.note("answer withheld (" + reason + ")");
+    if (faulted.bytes.empty()) {
+        m_trace.note(prefix(panel) + "answer withheld (" + reason + ")");
         return;
     }
     const auto start =
         requestEnd +
-        duration_cast<Clock::duration>(duration<double, std::milli>(m_opt.turnaroundMs)) +
-        milliseconds(out.delayMs);
-    if (!waitUntil(start))
+        duration_cast<Clock::duration>(duration<double, std::milli>(spec.turnaroundMs)) +
+        milliseconds(faulted.delayMs);
+    out.push_back(Outgoing{&panel, faulted.bytes, start, reason});
+}
+
+void Simulator::transmit(std::vector<Outgoing>& out)
+{
+    if (out.empty())
         return;
-    if (m_opt.lineTiming) {
+    std::stable_sort(out.begin(), out.end(),
+                     [](const Outgoing& a, const Outgoing& b) { return a.start < b.start; });
+    // Answers that would meet on the wire form one collision: an answer that starts before
+    // the previous ones have ended, allowing for the fraction of a character each start is
+    // put back by.
+    const LineSettings ls = out.front().panel->slave.lineSettings();
+    const auto ct = duration_cast<Clock::duration>(charTime(ls.baud, ls.stopBits));
+    std::size_t first = 0;
+    while (first < out.size()) {
+        auto end = out[first].start + static_cast<int>(out[first].bytes.size() + 1) * ct;
+        std::size_t last = first + 1;
+        for (; last < out.size() && out[last].start < end; ++last)
+            end =
+                std::max(end, out[last].start + static_cast<int>(out[last].bytes.size() + 1) * ct);
+        std::vector<Outgoing> group(std::make_move_iterator(out.begin() + first),
+                                    std::make_move_iterator(out.begin() + last));
+        if (!(group.size() == 1 ? sendAlone(group.front()) : sendCollision(group)))
+            return; // a signal: exit
+        first = last;
+    }
+}
+
+bool Simulator::sendAlone(const Outgoing& out)
+{
+    if (!waitUntil(out.start))
+        return false;
+    const LineSettings ls = out.panel->slave.lineSettings();
+    if (out.panel->spec.lineTiming) {
         // Each byte reaches the master when its last bit has been on the wire.
         const auto ct = charTime(ls.baud, ls.stopBits);
         for (std::size_t i = 0; i < out.bytes.size(); ++i) {
-            if (!waitUntil(start + duration_cast<Clock::duration>(static_cast<double>(i + 1) * ct)))
-                return;
+            if (!waitUntil(out.start +
+                           duration_cast<Clock::duration>(static_cast<double>(i + 1) * ct)))
+                return false;
             if (!writeAll(&out.bytes[i], 1))
                 break;
         }
@@ -272,16 +396,80 @@ void Simulator::send(const Reply& reply, Clock::time_point requestEnd, bool onFa
         writeAll(out.bytes.data(), out.bytes.size());
     }
     m_line.drain();
-    m_trace.frame("TX", ls.baud, ls.stopBits, out.bytes, reason);
+    m_trace.frame("TX", ls.baud, ls.stopBits, out.bytes, tag(*out.panel, out.reason));
+    return true;
 }
 
-void Simulator::saveState()
+bool Simulator::sendCollision(std::vector<Outgoing>& group)
 {
-    if (m_opt.stateFile.empty())
+    // The answerers all run at the master's settings: that is how they heard the request.
+    const LineSettings ls = group.front().panel->slave.lineSettings();
+    const duration<double> bit(1.0 / ls.baud);
+    const Clock::time_point origin = group.front().start;
+    std::vector<long> base;
+    std::vector<int> positions;
+    for (const Outgoing& o : group) {
+        base.push_back(std::lround(duration<double>(o.start - origin) / bit * samplesPerBit));
+        positions.push_back(o.panel->position);
+    }
+    const std::vector<long> starts = collisionStarts(m_opt.seed, base, positions, ls.stopBits);
+    std::vector<Transmission> sent;
+    for (std::size_t i = 0; i < group.size(); ++i)
+        sent.push_back(Transmission{group[i].bytes, starts[i]});
+    const Received wire = receiveFromWire(sent, ls.stopBits);
+    // What the master receives comes as the wire delivers it, byte by byte, whatever the
+    // panels' line timing.
+    for (std::size_t i = 0; i < wire.bytes.size(); ++i) {
+        const auto at = origin + duration_cast<Clock::duration>(
+                                     bit * (static_cast<double>(wire.end[i]) / samplesPerBit));
+        if (!waitUntil(at))
+            return false;
+        if (!writeAll(&wire.bytes[i], 1))
+            break;
+    }
+    m_line.drain();
+    std::string who;
+    for (std::size_t i = 0; i < group.size(); ++i) {
+        char offset[48];
+        std::snprintf(offset, sizeof offset, "collided, starts at +%.2f bits",
+                      static_cast<double>(starts[i]) / samplesPerBit);
+        const std::string& reason = group[i].reason;
+        m_trace.frame("TX", ls.baud, ls.stopBits, group[i].bytes,
+                      tag(*group[i].panel, reason.empty() ? offset : reason + ", " + offset));
+        who += (who.empty() ? "panels " : ", ") + std::to_string(group[i].panel->position);
+    }
+    m_trace.frame("COLLISION", ls.baud, ls.stopBits, wire.bytes, who);
+    return true;
+}
+
+void Simulator::saveState(const Panel& panel)
+{
+    const std::string& file = panel.spec.stateFile;
+    if (file.empty())
         return;
-    if (!k7310sim::saveState(m_opt.stateFile, m_slave.config()))
-        std::fprintf(stderr, "k7310sim: cannot write %s: %s\n", m_opt.stateFile.c_str(),
-                     std::strerror(errno));
+    if (!k7310sim::saveState(file, panel.slave.config()))
+        std::fprintf(stderr, "k7310sim: cannot write %s: %s\n", file.c_str(), std::strerror(errno));
+}
+
+std::vector<Simulator::Panel*> Simulator::select(const std::string& which)
+{
+    std::vector<Panel*> chosen;
+    if (which.empty()) {
+        for (Panel& panel : m_panels)
+            chosen.push_back(&panel);
+        return chosen;
+    }
+    // "#P" is the panel at position P; a number, every panel with that slave number.
+    const bool byPosition = which[0] == '#';
+    const std::string digits = byPosition ? which.substr(1) : which;
+    int n = 0;
+    const auto [ptr, ec] = std::from_chars(digits.data(), digits.data() + digits.size(), n);
+    if (ec != std::errc() || ptr != digits.data() + digits.size())
+        return chosen;
+    for (Panel& panel : m_panels)
+        if (byPosition ? panel.position == n : panel.slave.lineSettings().slave == n)
+            chosen.push_back(&panel);
+    return chosen;
 }
 
 void Simulator::onCommand(const std::string& text)
@@ -289,37 +477,87 @@ void Simulator::onCommand(const std::string& text)
     std::istringstream in(text);
     std::string command;
     std::string arg;
+    std::string which;
     in >> command >> arg;
     if (command.empty())
         return;
+    const bool takesKind = command == "fault" || command == "fault-next";
+    if (takesKind)
+        in >> which;
+    else
+        which = arg;
+    const auto say = [&](const Panel& panel, const std::string& line) {
+        std::printf("%s%s\n", prefix(panel).c_str(), line.c_str());
+    };
+    static const std::vector<std::string> perPanel{"ack",   "show",       "panel",  "status",
+                                                   "fault", "fault-next", "unplug", "plug"};
+    std::vector<Panel*> panels;
+    if (std::find(perPanel.begin(), perPanel.end(), command) != perPanel.end()) {
+        panels = select(which);
+        if (panels.empty()) {
+            std::printf("? no panel '%s' (a slave number, or #POSITION)\n", which.c_str());
+            std::fflush(stdout);
+            return;
+        }
+    }
     if (command == "ack") {
-        m_slave.acknowledge();
-        m_trace.note("acknowledged (stdin)");
-        std::printf("ack 1\n");
+        for (Panel* panel : panels) {
+            panel->slave.acknowledge();
+            m_trace.note(prefix(*panel) + "acknowledged (stdin)");
+            say(*panel, "ack 1");
+        }
     } else if (command == "show" || command == "panel") {
-        std::printf("%s\n", m_slave.picture().c_str());
+        for (Panel* panel : panels)
+            say(*panel, panel->slave.picture());
     } else if (command == "status") {
-        std::printf("%s\n", status().c_str());
-    } else if (command == "fault" || command == "fault-next") {
+        for (Panel* panel : panels)
+            say(*panel, status(*panel));
+    } else if (takesKind) {
         const auto f = parseFault(arg);
         if (!f) {
             std::printf("? unknown fault '%s'\n", arg.c_str());
         } else {
-            if (command == "fault") {
-                m_opt.every = *f;
-                if (f->kind == Fault::Kind::Off)
-                    m_opt.next = *f;
-            } else {
-                m_opt.next = *f;
+            for (Panel* panel : panels) {
+                PanelSpec& spec = panel->spec;
+                if (command == "fault") {
+                    spec.every = *f;
+                    if (f->kind == Fault::Kind::Off)
+                        spec.next = *f;
+                } else {
+                    spec.next = *f;
+                }
+                m_trace.note(prefix(*panel) + command + " " + faultName(*f));
+                say(*panel, "fault " + faultName(spec.every) + " next " + faultName(spec.next));
             }
-            m_trace.note(command + " " + faultName(*f));
-            std::printf("fault %s next %s\n", faultName(m_opt.every).c_str(),
-                        faultName(m_opt.next).c_str());
+        }
+    } else if (command == "unplug") {
+        // Power gone: the panel hears nothing and drives nothing until it is plugged back.
+        for (Panel* panel : panels) {
+            if (panel->plugged)
+                m_trace.note(prefix(*panel) + "unplugged");
+            panel->plugged = false;
+            say(*panel, "unplugged");
+        }
+    } else if (command == "plug") {
+        // Power back: the panel starts afresh from its stored configuration, its LEDs, horn,
+        // acknowledgement and lamp test cleared.
+        for (Panel* panel : panels) {
+            if (!panel->plugged) {
+                const Config cfg = panel->slave.config();
+                powerUp(*panel);
+                panel->slave.setConfig(cfg);
+                panel->plugged = true;
+                m_trace.note(prefix(*panel) + "plugged, powered up");
+            }
+            say(*panel, "plugged");
         }
     } else if (command == "quit" || command == "exit") {
         m_quit = true;
     } else if (command == "help") {
-        std::printf("commands: ack, show, status, fault KIND, fault-next KIND, quit, help\n"
+        std::printf("commands: ack [N], show [N], status [N], fault KIND [N], fault-next KIND [N], "
+                    "unplug [N], plug [N], quit, help\n"
+                    "N: a slave number (every panel with it) or #POSITION on the line; without "
+                    "it, every panel\n"
                     "fault kinds: none bad-crc extra-byte short wrong-slave wrong-function "
                     "late[:MS] noise[:N] off\n");
     } else {
@@ -338,7 +576,7 @@ int Simulator::run()
     int status = 0;
     while (!m_quit) {
         auto now = Clock::now();
-        std::optional<Clock::time_point> deadline = m_slave.nextDeadline();
+        std::optional<Clock::time_point> deadline = nextDeadline();
         const auto sooner = [&](Clock::time_point t) {
             if (!deadline || t < *deadline)
                 deadline = t;
@@ -435,7 +673,7 @@ int Simulator::run()
             }
         }
         if (m_lineLostAt && !m_quit) {
-            const LineSettings ls = m_slave.lineSettings();
+            const LineSettings ls = m_panels.front().slave.lineSettings();
             std::string error;
             if (m_line.openDevice(m_opt.device, ls.baud, ls.stopBits, error)) {
                 m_trace.note("device back: " + m_line.path());
