@@ -42,7 +42,7 @@ QPalette unreadPalette(const QPalette& palette)
     return marked;
 }
 
-// The label beside a control that shows the panel's value after Compare.
+// The label under a control that shows the panel's value after Compare.
 QLabel* newPanelLabel(QWidget* group, int index)
 {
     auto* label = new QLabel(group);
@@ -151,8 +151,8 @@ QGroupBox* wPanelConfig::buildOptions()
         m_lblLabels.append(caption);
         m_lblPanel[index] = newPanelLabel(group, index);
         grid->addWidget(caption, row, 0);
-        grid->addWidget(list, row, 1);
-        grid->addWidget(m_lblPanel[index], row++, 2);
+        grid->addWidget(list, row++, 1);
+        grid->addWidget(m_lblPanel[index], row++, 1);
     }
     grid->setRowStretch(row, 1);
     return group;
@@ -193,7 +193,7 @@ QGroupBox* wPanelConfig::buildCommunication()
         grid->addWidget(caption, row, 0);
         grid->addWidget(control(index), row, 1);
         m_lblPanel[index] = newPanelLabel(group, index);
-        grid->addWidget(m_lblPanel[index], row, 3);
+        grid->addWidget(m_lblPanel[index], row + 1, 1);
         if (index == Speed) {
             // The unit keeps its literal caption in every language.
             auto* unit = named(new QLabel(QStringLiteral("Bauds"), group),
@@ -201,7 +201,7 @@ QGroupBox* wPanelConfig::buildCommunication()
             m_lblLabels.append(unit);
             grid->addWidget(unit, row, 2);
         }
-        ++row;
+        row += 2;
     }
     grid->setRowStretch(row, 1);
     return group;
@@ -282,6 +282,7 @@ void wPanelConfig::setLacking(int versionCode)
 
 void wPanelConfig::applyMarks()
 {
+    bool anyLabel = false;
     for (const Parameter& parameter : Parameters()) {
         const int index = parameter.index;
         QWidget* shown = control(index);
@@ -298,6 +299,7 @@ void wPanelConfig::applyMarks()
                                    : QString();
         m_lblPanel[index]->setText(panel);
         m_lblPanel[index]->setVisible(mark);
+        anyLabel |= mark;
         QStringList tips;
         if (lacks)
             tips << DataFunctions7310::GetText(TextId::LackedTip).arg(VersionText(m_lacking));
@@ -307,5 +309,14 @@ void wPanelConfig::applyMarks()
             tips << DataFunctions7310::GetText(TextId::UnreadTip).arg(*m_unread[index]);
         shown->setToolTip(tips.isEmpty() ? DataFunctions7310::GetToolTip(parameter.labelId)
                                          : tips.join(QLatin1Char('\n')));
+    }
+    // The panel's values take room under their controls: the window grows to show them.
+    if (anyLabel) {
+        QWidget* frame = parentWidget() ? parentWidget() : this;
+        frame->resize(frame->size().expandedTo(frame->sizeHint()));
+        // Moved up when it grew beyond the bottom of the area that holds it.
+        if (const QWidget* area = frame->parentWidget();
+            area && frame != this && frame->geometry().bottom() >= area->height())
+            frame->move(frame->x(), std::max(0, area->height() - frame->height()));
     }
 }
