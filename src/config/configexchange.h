@@ -53,8 +53,10 @@ struct Outcome
 
 // Reads four words at 128, three at 65 (66 is read with its neighbours and dropped), and,
 // once the block at 65 has answered, word 70 and then word 69. Every block that answers is
-// decoded into values; a block that does not leaves its values as they were. A silent block
-// at 128 does not make the read fail.
+// decoded into values; a block that does not leaves its values as they were and its words in
+// Outcome::unread with the reason. A failed block at 128 does not make the read fail. Only an
+// exception to word 70 or 69 means the firmware lacks it; any other failure there is a failure
+// of an essential word.
 Outcome Read(ComCtrl& line, std::uint8_t slave, ConfigMap::Values& values);
 
 // Writes the values in the order of ConfigMap::Parameters(); the first word among 128..67
