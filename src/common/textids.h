@@ -115,6 +115,7 @@ constexpr int ConfirmWrite = 237010;         // slave, line settings, firmware v
 constexpr int WriteStopped = 237011;         // slave, word address, reason
 constexpr int FollowedSettings = 237012;     // word address, line settings
 constexpr int FollowedSlave = 237013;        // word address, slave number
+constexpr int NotInFirmware = 237014;        // after a write: firmware version, captions
 constexpr int ConfirmCompare = 237020;       // slave, number of differing values
 constexpr int NotCompared = 237021;          // slave
 constexpr int ConfirmSaved = 237030;         // file

@@ -212,7 +212,7 @@ void wPanelConfig::confirmRead(std::uint8_t slave, const QString& version,
 }
 
 void wPanelConfig::confirmWrite(std::uint8_t slave, const QString& version,
-                                const ConfigExchange::Outcome& outcome)
+                                const ConfigExchange::Outcome& outcome, const Values& written)
 {
     QString text = outcome.stoppedAt != 0 ? DataFunctions7310::GetText(TextId::WriteStopped)
                                                 .arg(slave)
@@ -227,6 +227,16 @@ void wPanelConfig::confirmWrite(std::uint8_t slave, const QString& version,
         text += QLatin1Char(' ') +
                 DataFunctions7310::GetText(id).arg(followed.address).arg(followed.at);
     }
+    // Values that the panel's firmware cannot take were given and not written.
+    QStringList lacked;
+    for (const Parameter& parameter : Parameters()) {
+        if (!version.isEmpty() && written[parameter.index] != NoValue &&
+            !VersionServes(outcome.versionCode, parameter))
+            lacked << DataFunctions7310::GetText(parameter.labelId);
+    }
+    if (!lacked.isEmpty())
+        text += QLatin1Char(' ') + DataFunctions7310::GetText(TextId::NotInFirmware)
+                                       .arg(version, lacked.join(QStringLiteral(", ")));
     PromptHook::Confirm(text);
 }
 
@@ -315,7 +325,7 @@ void wPanelConfig::cmdWriteConfig_Click()
                 }
                 const std::uint8_t now =
                     outcome.confirmed[Slave] ? static_cast<std::uint8_t>(written[Slave]) : slave;
-                confirmWrite(now, ending(outcome, wait), outcome);
+                confirmWrite(now, ending(outcome, wait), outcome, written);
             });
 }
 

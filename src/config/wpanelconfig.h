@@ -89,7 +89,7 @@ private:
     void confirmRead(std::uint8_t slave, const QString& version,
                      const ConfigExchange::Outcome& outcome);
     void confirmWrite(std::uint8_t slave, const QString& version,
-                      const ConfigExchange::Outcome& outcome);
+                      const ConfigExchange::Outcome& outcome, const ConfigMap::Values& written);
     void showVersion(const QString& version);
     // A write with an empty list or a slave number outside 1..64: told, focus on it.
     bool writable(const ConfigMap::Values& values);

@@ -250,11 +250,14 @@ private slots:
             QStringList{"6" + lacks.arg("2.6"), "7" + lacks.arg("2.6")}, read7.arg("2.6"), "init");
         row("write 2.7: 70 refused, list emptied", "--version 2.7 state", "7",
             "write 4 1 7 1 0 1 0 1", writes, "4 1 7 1 0 1 0 -1 v2.7", QStringList{"10121:2.7"},
-            stored7, QStringList{"7" + lacks.arg("2.7")}, written7.arg("2.7"), "read");
+            stored7, QStringList{"7" + lacks.arg("2.7")},
+            written7.arg("2.7") + " Not written, not in firmware 2.7: LED test with K/L.", "read");
         row("write 2.6: 70 and 69 refused; written again, the emptied lists are left out",
             "--version 2.6 state", "7", "write 4 1 7 1 0 1 0 1", writes, "4 1 7 1 0 1 -1 -1 v2.6",
             QStringList{"10121:2.6"}, stored7,
-            QStringList{"6" + lacks.arg("2.6"), "7" + lacks.arg("2.6")}, written7.arg("2.6"),
+            QStringList{"6" + lacks.arg("2.6"), "7" + lacks.arg("2.6")},
+            written7.arg("2.6") +
+                " Not written, not in firmware 2.6: LED test with K/L, Bus control with K/L.",
             "write");
 
         // A word that does not come back is marked and named, with the reason; the values
