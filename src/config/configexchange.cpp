@@ -34,6 +34,24 @@ template<typename Change> bool followPanel(ComCtrl& line, Change change)
     return changed;
 }
 
+// Why the last word transaction failed.
+Miss lastMiss()
+{
+    Miss miss;
+    miss.reason = CommFunctions::LastWordOutcome(&miss.exceptionCode);
+    return miss;
+}
+
+// The probe after a lost answer: word 130 read once at the line's present settings.
+bool answers(ComCtrl& line, std::uint8_t slave)
+{
+    QList<std::int16_t> words;
+    const bool answered = readBlock(line, slave, 130, 1, words);
+    if (CommFunctions::FrameDelay() > 0)
+        QThread::msleep(static_cast<unsigned long>(CommFunctions::FrameDelay()));
+    return answered;
+}
+
 } // namespace
 
 Outcome Read(ComCtrl& line, std::uint8_t slave, Values& values)
@@ -44,78 +62,130 @@ Outcome Read(ComCtrl& line, std::uint8_t slave, Values& values)
         outcome.lineWordsRead = true;
         for (const int index : {Speed, Stops, Slave, BusMode})
             values[index] = ValueOfWord(ParameterAt(index), words[index]);
+    } else {
+        const Miss miss = lastMiss();
+        for (const int index : {Speed, Stops, Slave, BusMode})
+            outcome.unread[index] = miss;
     }
     outcome.ok = readBlock(line, slave, 65, 3, words);
-    if (!outcome.ok)
+    if (!outcome.ok) {
+        // The optional words are read only once the block at 65 has answered.
+        const Miss miss = lastMiss();
+        for (const int index : {Synchro, Ack, LedTestKL, BusKL})
+            outcome.unread[index] = miss;
         return outcome;
+    }
     values[Synchro] = ValueOfWord(ParameterAt(Synchro), words[0]);
     values[Ack] = ValueOfWord(ParameterAt(Ack), words[2]);
 
-    if (readBlock(line, slave, 70, 1, words)) {
-        values[LedTestKL] = ValueOfWord(ParameterAt(LedTestKL), words[0]);
-    } else {
+    bool unanswered = false;
+    for (const int index : {LedTestKL, BusKL}) {
+        const Parameter& parameter = ParameterAt(index);
+        if (readBlock(line, slave, parameter.address, 1, words)) {
+            values[index] = ValueOfWord(parameter, words[0]);
+            continue;
+        }
         outcome.ok = false;
-        outcome.versionCode = Version27;
+        const Miss miss = lastMiss();
+        if (miss.reason == Exchange::Outcome::Exception) {
+            outcome.versionCode = index == LedTestKL ? Version27 : Version26;
+        } else {
+            outcome.unread[index] = miss;
+            unanswered = true;
+        }
     }
-    if (readBlock(line, slave, 69, 1, words)) {
-        values[BusKL] = ValueOfWord(ParameterAt(BusKL), words[0]);
-    } else {
-        outcome.ok = false;
-        outcome.versionCode = Version26;
-    }
+    if (unanswered)
+        outcome.versionCode = Version28;
     return outcome;
 }
 
 Outcome Write(ComCtrl& line, std::uint8_t slave, const Values& values)
 {
     Outcome outcome;
+    const auto stop = [&outcome](int address, const Miss& why) {
+        outcome.ok = false;
+        outcome.versionCode = Version28;
+        outcome.stoppedAt = address;
+        outcome.stopReason = why;
+        return outcome;
+    };
+    int current = 0;
     try {
         for (const Parameter& parameter : Parameters()) {
-            const int value = values[parameter.index];
-            const bool optional = parameter.index == LedTestKL || parameter.index == BusKL;
-            const bool written = (!optional || value != NoValue) &&
-                                 CommFunctions::EcritMots(line, slave, parameter.address,
-                                                          WordOfValue(parameter, value));
-            if (!written && optional) {
+            const int index = parameter.index;
+            current = parameter.address;
+            const int value = values[index];
+            const bool optional = index == LedTestKL || index == BusKL;
+            if (optional && value == NoValue) {
                 outcome.ok = false;
-                outcome.versionCode = parameter.index == LedTestKL ? Version27 : Version26;
+                outcome.versionCode = index == LedTestKL ? Version27 : Version26;
                 continue;
             }
-            if (!written) {
+            bool written = CommFunctions::EcritMots(line, slave, parameter.address,
+                                                    WordOfValue(parameter, value));
+            const Miss miss = written ? Miss{} : lastMiss();
+            outcome.confirmed[index] = written;
+            const bool refused = !written && miss.reason == Exchange::Outcome::Exception;
+            if (refused && optional) {
                 outcome.ok = false;
-                return outcome;
+                outcome.versionCode = index == LedTestKL ? Version27 : Version26;
+                continue;
             }
-            // A setting that the port refuses has been reported; the panel cannot be followed.
-            bool followed = true;
-            if (parameter.index == Speed) {
-                const QString bauds = SpeedItems().at(value);
-                followed = followPanel(
-                    line, [&] { return CommFunctions::SetCommBauds(line, bauds.toInt()); });
-                if (followed)
-                    ZRBfonctions::SetIniParam(communication, QStringLiteral("Bauds"), bauds);
-            } else if (parameter.index == Stops) {
-                const QString stops = StopItems().at(value);
-                followed = followPanel(line, [&] {
-                    return CommFunctions::SetCommStops(line,
-                                                       static_cast<std::int16_t>(stops.toInt()));
-                });
-                if (followed)
-                    ZRBfonctions::SetIniParam(communication, QStringLiteral("Stops"), stops);
-            } else if (parameter.index == Slave) {
-                slave = static_cast<std::uint8_t>(value);
-                ZRBfonctions::SetIniParam(communication, QStringLiteral("LastSlave"),
-                                          QString::number(value));
+
+            if (index == Speed || index == Stops) {
+                const bool speed = index == Speed;
+                const QString text = (speed ? SpeedItems() : StopItems()).at(value);
+                const QString key = speed ? QStringLiteral("Bauds") : QStringLiteral("Stops");
+                const auto change = [&line, speed, &text] {
+                    return speed ? CommFunctions::SetCommBauds(line, text.toInt())
+                                 : CommFunctions::SetCommStops(
+                                       line, static_cast<std::int16_t>(text.toInt()));
+                };
+                const QString before = line.settings();
+                if (written) {
+                    // The panel runs at the new setting from now on: the file says so before
+                    // the line follows, so that a line that fails to reopen leaves it right.
+                    ZRBfonctions::SetIniParam(communication, key, text);
+                    // A setting that the port refuses has been reported; the panel cannot be
+                    // followed.
+                    if (!followPanel(line, change))
+                        return stop(parameter.address, Miss{Exchange::Outcome::PortFault});
+                } else if (!refused) {
+                    followPanel(line, change);
+                    written = answers(line, slave);
+                    if (written) {
+                        ZRBfonctions::SetIniParam(communication, key, text);
+                        outcome.followed.append({parameter.address, line.settings()});
+                    } else {
+                        followPanel(line, [&line, &before] {
+                            line.setSettings(before);
+                            return true;
+                        });
+                    }
+                }
+            } else if (index == Slave) {
+                const auto slaveWritten = static_cast<std::uint8_t>(value);
+                if (!written && !refused && answers(line, slaveWritten)) {
+                    written = true;
+                    outcome.followed.append({parameter.address, QString::number(value)});
+                }
+                if (written) {
+                    slave = slaveWritten;
+                    ZRBfonctions::SetIniParam(communication, QStringLiteral("LastSlave"),
+                                              QString::number(value));
+                }
             }
-            if (!followed) {
-                outcome.ok = false;
-                return outcome;
-            }
+            if (!written)
+                return stop(parameter.address, miss);
+            outcome.confirmed[index] = true;
         }
     } catch (const RunTimeError& error) {
         // The port would not reopen at the new settings: nothing more can be sent.
         ErrorHandling(QStringLiteral("ConfigExchange.Write"), error);
         outcome.ok = false;
         outcome.versionCode = Version28;
+        outcome.stoppedAt = current;
+        outcome.stopReason = Miss{Exchange::Outcome::PortFault};
     }
     return outcome;
 }

@@ -5,6 +5,7 @@
 #include "detectk9120.h"
 #include "errorhandling.h"
 #include "linelock.h"
+#include "prompthook.h"
 #include "slavespinbox.h"
 #include "textids.h"
 #include "uihelpers.h"
@@ -48,7 +49,7 @@ wPanelConfig::wPanelConfig(ComCtrl& port, QWidget* parent)
     buildControls();
     connectControls();
     nationality();
-    cmdConfigInit_Click();
+    initialise();
     setModified(false);
     resize(sizeHint());
 }
@@ -77,12 +78,27 @@ void wPanelConfig::closeEvent(QCloseEvent* event)
 void wPanelConfig::cmdConfigInit_Click()
 {
     guarded(m_busy, "cmdConfigInit_Click", [this] {
-        Values defaults{};
-        for (const Parameter& parameter : Parameters())
-            defaults[parameter.index] = DataFunctions7310::GetDefaultValue(parameter.address);
-        showValues(defaults);
-        clearMarks();
+        initialise();
+        PromptHook::Confirm(DataFunctions7310::GetText(TextId::ConfirmInit));
     });
+}
+
+void wPanelConfig::initialise()
+{
+    Values defaults{};
+    for (const Parameter& parameter : Parameters())
+        defaults[parameter.index] = DataFunctions7310::GetDefaultValue(parameter.address);
+    showValues(defaults);
+    newValues();
+}
+
+// Every control holds a value that did not come from the panel: no mark is right any more,
+// and every list can be edited whatever the last panel's firmware lacked.
+void wPanelConfig::newValues()
+{
+    m_unread.fill(std::nullopt);
+    setLacking(0);
+    clearMarks();
 }
 
 std::optional<std::uint8_t> wPanelConfig::opening(int nothingFoundText,
@@ -118,17 +134,110 @@ std::optional<std::uint8_t> wPanelConfig::opening(int nothingFoundText,
     return slave;
 }
 
-void wPanelConfig::ending(const ConfigExchange::Outcome& outcome, std::optional<WaitCursor>& wait)
+QString wPanelConfig::ending(const ConfigExchange::Outcome& outcome,
+                             std::optional<WaitCursor>& wait)
 {
     wait.reset();
     Values shown = values();
     const QString version = ConfigExchange::Conclude(outcome, shown);
     showValues(shown);
+    // The words a version lacks cannot be edited; an unknown version disables nothing.
+    setLacking(version.isEmpty() ? 0 : outcome.versionCode);
     if (version.isEmpty()) {
         m_lblVersionK7310->clear();
         message(TextId::NoAnswer, QMessageBox::Critical);
     }
     showVersion(version);
+    return version;
+}
+
+QString wPanelConfig::reasonText(const ConfigExchange::Miss& miss)
+{
+    if (miss.reason == Exchange::Outcome::Complete)
+        return DataFunctions7310::GetText(TextId::WrongAnswer);
+    QString text =
+        DataFunctions7310::GetText(TextId::MonitorComplete + static_cast<int>(miss.reason));
+    if (miss.reason == Exchange::Outcome::Exception)
+        text = text.arg(miss.exceptionCode);
+    return text;
+}
+
+// "words 128–131 (CRC error); word 70 (time-out)": in the order they were read, neighbouring
+// words with the same reason joined ("words 65–70" when the block at 65 went unanswered).
+QString wPanelConfig::unreadText(const ConfigExchange::Outcome& outcome)
+{
+    struct Run
+    {
+        int first, last;
+        QString reason;
+    };
+    QList<Run> runs;
+    for (const int index : {Speed, Stops, Slave, BusMode, Synchro, Ack, BusKL, LedTestKL}) {
+        if (!outcome.unread[index])
+            continue;
+        const int address = ParameterAt(index).address;
+        const QString reason = reasonText(*outcome.unread[index]);
+        if (!runs.isEmpty() && runs.last().reason == reason && address > runs.last().last &&
+            address - runs.last().last <= 2)
+            runs.last().last = address;
+        else
+            runs.append({address, address, reason});
+    }
+    QStringList parts;
+    for (const Run& run : runs) {
+        parts
+            << (run.first == run.last
+                    ? DataFunctions7310::GetText(TextId::MissedWord).arg(run.first).arg(run.reason)
+                    : DataFunctions7310::GetText(TextId::MissedWords)
+                          .arg(run.first)
+                          .arg(run.last)
+                          .arg(run.reason));
+    }
+    return parts.join(QStringLiteral("; "));
+}
+
+void wPanelConfig::confirmRead(std::uint8_t slave, const QString& version,
+                               const ConfigExchange::Outcome& outcome)
+{
+    QString text = version.isEmpty() ? DataFunctions7310::GetText(TextId::ConfirmReadNoVersion)
+                                           .arg(slave)
+                                           .arg(m_port.settings())
+                                     : DataFunctions7310::GetText(TextId::ConfirmRead)
+                                           .arg(slave)
+                                           .arg(m_port.settings(), version);
+    const QString missed = unreadText(outcome);
+    if (!missed.isEmpty())
+        text += QLatin1Char(' ') + DataFunctions7310::GetText(TextId::NotRead).arg(missed);
+    PromptHook::Confirm(text);
+}
+
+void wPanelConfig::confirmWrite(std::uint8_t slave, const QString& version,
+                                const ConfigExchange::Outcome& outcome, const Values& written)
+{
+    QString text = outcome.stoppedAt != 0 ? DataFunctions7310::GetText(TextId::WriteStopped)
+                                                .arg(slave)
+                                                .arg(outcome.stoppedAt)
+                                                .arg(reasonText(outcome.stopReason))
+                                          : DataFunctions7310::GetText(TextId::ConfirmWrite)
+                                                .arg(slave)
+                                                .arg(m_port.settings(), version);
+    for (const auto& followed : outcome.followed) {
+        const int id = followed.address == ParameterAt(Slave).address ? TextId::FollowedSlave
+                                                                      : TextId::FollowedSettings;
+        text += QLatin1Char(' ') +
+                DataFunctions7310::GetText(id).arg(followed.address).arg(followed.at);
+    }
+    // Values that the panel's firmware cannot take were given and not written.
+    QStringList lacked;
+    for (const Parameter& parameter : Parameters()) {
+        if (!version.isEmpty() && written[parameter.index] != NoValue &&
+            !VersionServes(outcome.versionCode, parameter))
+            lacked << DataFunctions7310::GetText(parameter.labelId);
+    }
+    if (!lacked.isEmpty())
+        text += QLatin1Char(' ') + DataFunctions7310::GetText(TextId::NotInFirmware)
+                                       .arg(version, lacked.join(QStringLiteral(", ")));
+    PromptHook::Confirm(text);
 }
 
 // The version found, told the first time and whenever it changes, not when read again.
@@ -167,7 +276,12 @@ void wPanelConfig::cmdReadConfig_Click()
                 Values read = values();
                 const ConfigExchange::Outcome outcome = ConfigExchange::Read(m_port, slave, read);
                 showValues(read);
-                ending(outcome, wait);
+                for (int index = 0; index < ParameterCount; ++index) {
+                    m_unread[index].reset();
+                    if (outcome.unread[index])
+                        m_unread[index] = reasonText(*outcome.unread[index]);
+                }
+                confirmRead(slave, ending(outcome, wait), outcome);
             });
 }
 
@@ -179,7 +293,8 @@ bool wPanelConfig::writable(const Values& values)
         if (Acceptable(parameter, value))
             continue;
         // A list that the panel's firmware lacks stays empty; it is not written.
-        if (value == NoValue && shownVersion != 0 && !VersionServes(shownVersion, parameter))
+        if (value == NoValue && ((shownVersion != 0 && !VersionServes(shownVersion, parameter)) ||
+                                 (m_lacking != 0 && !VersionServes(m_lacking, parameter))))
             continue;
         const QString caption = DataFunctions7310::GetText(parameter.labelId);
         message(parameter.index == Slave ? TextId::WriteSlaveRange : TextId::WriteNeedsValue,
@@ -201,7 +316,16 @@ void wPanelConfig::cmdWriteConfig_Click()
     onPanel("cmdWriteConfig_Click", TextId::NoSlaveFoundWrite,
             [this, &written](std::uint8_t slave, std::optional<WaitCursor>& wait) {
                 clearMarks();
-                ending(ConfigExchange::Write(m_port, slave, written), wait);
+                const ConfigExchange::Outcome outcome =
+                    ConfigExchange::Write(m_port, slave, written);
+                // What the panel has taken is what it holds now.
+                for (int index = 0; index < ParameterCount; ++index) {
+                    if (outcome.confirmed[index])
+                        m_unread[index].reset();
+                }
+                const std::uint8_t now =
+                    outcome.confirmed[Slave] ? static_cast<std::uint8_t>(written[Slave]) : slave;
+                confirmWrite(now, ending(outcome, wait), outcome, written);
             });
 }
 
@@ -217,14 +341,21 @@ void wPanelConfig::cmdCompare_Click()
                 // Only a panel whose every essential word answered can be compared.
                 if (!outcome.lineWordsRead || version.isEmpty()) {
                     message(TextId::NoAnswer, QMessageBox::Critical);
+                    QString text = DataFunctions7310::GetText(TextId::NotCompared).arg(slave);
+                    if (const QString missed = unreadText(outcome); !missed.isEmpty())
+                        text += QLatin1Char(' ') +
+                                DataFunctions7310::GetText(TextId::NotRead).arg(missed);
+                    PromptHook::Confirm(text);
                     return;
                 }
-                showVersion(version);
-                compareWith(panel, outcome.versionCode);
+                // The version is not told here: Compare leaves what the window shows alone.
+                const int differing = compareWith(panel, outcome.versionCode);
+                PromptHook::Confirm(
+                    DataFunctions7310::GetText(TextId::ConfirmCompare).arg(slave).arg(differing));
             });
 }
 
-void wPanelConfig::compareWith(const Values& panel, int versionCode)
+int wPanelConfig::compareWith(const Values& panel, int versionCode)
 {
     const Values shown = values();
     int differing = 0;
@@ -243,6 +374,7 @@ void wPanelConfig::compareWith(const Values& panel, int versionCode)
         message(TextId::CompareSame, QMessageBox::Information);
     else
         message(TextId::CompareDiffers, QMessageBox::Information, QString::number(differing));
+    return differing;
 }
 
 // A message from the text database ("|" as line breaks, "$$" replaced by insert); textId 0

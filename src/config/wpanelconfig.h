@@ -57,6 +57,10 @@ public:
     QWidget* control(int index) const;
     // True while Compare's mark is on a control.
     bool marked(int index) const { return m_panelValue[index].has_value(); }
+    // Compare's label beside a control: the panel's value.
+    QLabel* panelLabel(int index) const { return m_lblPanel[static_cast<std::size_t>(index)]; }
+    // True while a control is marked as not read from the panel.
+    bool unread(int index) const { return m_unread[index].has_value(); }
 
 protected:
     void closeEvent(QCloseEvent* event) override;
@@ -74,12 +78,27 @@ private:
     // then `action` with the slave number and the hourglass it may end early.
     void onPanel(const char* procedure, int nothingFoundText,
                  const std::function<void(std::uint8_t, std::optional<WaitCursor>&)>& action);
-    // The end of Read and Write: lists of missing words emptied, the version label, messages.
-    void ending(const ConfigExchange::Outcome& outcome, std::optional<WaitCursor>& wait);
+    // The end of Read and Write: lists of missing words emptied and disabled, the version
+    // label, messages. Returns the version text ("" when unknown).
+    QString ending(const ConfigExchange::Outcome& outcome, std::optional<WaitCursor>& wait);
+    // Disables the controls of the words that versionCode lacks (0: none).
+    void setLacking(int versionCode);
+    // A failed word's reason, and a list of the words not read with their reasons.
+    static QString reasonText(const ConfigExchange::Miss& miss);
+    static QString unreadText(const ConfigExchange::Outcome& outcome);
+    void confirmRead(std::uint8_t slave, const QString& version,
+                     const ConfigExchange::Outcome& outcome);
+    void confirmWrite(std::uint8_t slave, const QString& version,
+                      const ConfigExchange::Outcome& outcome, const ConfigMap::Values& written);
     void showVersion(const QString& version);
     // A write with an empty list or a slave number outside 1..64: told, focus on it.
     bool writable(const ConfigMap::Values& values);
-    void compareWith(const ConfigMap::Values& panel, int versionCode);
+    // Marks the controls that differ from the panel; returns how many.
+    int compareWith(const ConfigMap::Values& panel, int versionCode);
+    // The factory values without a confirmation (the window's opening), and what any new set
+    // of values does to the marks and the disabled lists.
+    void initialise();
+    void newValues();
     QString panelText(int index) const;
 
     void showValues(const ConfigMap::Values& values);
@@ -106,6 +125,10 @@ private:
     // a word that matches no item, PanelLacksWord); empty when the control is not marked.
     static constexpr int PanelLacksWord = -2;
     std::array<std::optional<int>, ConfigMap::ParameterCount> m_panelValue;
+    std::array<QLabel*, ConfigMap::ParameterCount> m_lblPanel{};
+    // Controls whose word the last read did not get: the reason, shown in their tooltip.
+    std::array<std::optional<QString>, ConfigMap::ParameterCount> m_unread;
+    int m_lacking = 0; // the version whose missing words are disabled; 0 none
     QString m_lastFolder;
     bool m_busy = false; // an action is talking to the panel
 };

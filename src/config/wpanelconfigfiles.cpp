@@ -4,6 +4,7 @@
 #include "datafunctions7310.h"
 #include "errorhandling.h"
 #include "global.h"
+#include "prompthook.h"
 #include "textids.h"
 #include "wpanelconfig.h"
 
@@ -66,6 +67,8 @@ bool wPanelConfig::saveFile(const QString& path)
         return false;
     }
     m_lastFolder = QFileInfo(path).absolutePath();
+    PromptHook::Confirm(
+        DataFunctions7310::GetText(TextId::ConfirmSaved).arg(QDir::toNativeSeparators(path)));
     return true;
 }
 
@@ -92,6 +95,8 @@ bool wPanelConfig::openFile(const QString& path)
     m_lastFolder = QFileInfo(path).absolutePath();
     showValues(opened.contents.values);
     // The marks were about the values shown before.
-    clearMarks();
+    newValues();
+    PromptHook::Confirm(
+        DataFunctions7310::GetText(TextId::ConfirmOpened).arg(QDir::toNativeSeparators(path)));
     return true;
 }

@@ -1,5 +1,6 @@
 // Controls and layout of the configuration window, the values they hold, and Compare's marks.
 #include "datafunctions7310.h"
+#include "exchange.h"
 #include "nationality.h"
 #include "slavespinbox.h"
 #include "textids.h"
@@ -22,6 +23,34 @@ namespace {
 constexpr const char* helpContextProperty = "helpContextId";
 // A marked control: its value differs from the panel's.
 const QString markStyle = QStringLiteral("background-color: #ffd27f; color: #000000;");
+
+// A control whose word was not read: its background drawn towards the palette's highlight,
+// its text in italics; the text colours stay the palette's, so it reads in dark palettes too.
+QPalette unreadPalette(const QPalette& palette)
+{
+    QPalette marked = palette;
+    const QColor highlight = palette.color(QPalette::Highlight);
+    for (const auto role : {QPalette::Base, QPalette::Button, QPalette::Window}) {
+        const QColor base = palette.color(role);
+        const auto mix = [](int a, int b) {
+            return (a * 6 + b * 4) / 10;
+        };
+        marked.setColor(role, QColor(mix(base.red(), highlight.red()),
+                                     mix(base.green(), highlight.green()),
+                                     mix(base.blue(), highlight.blue())));
+    }
+    return marked;
+}
+
+// The label under a control that shows the panel's value after Compare.
+QLabel* newPanelLabel(QWidget* group, int index)
+{
+    auto* label = new QLabel(group);
+    label->setObjectName(QStringLiteral("lblPanel_%1").arg(index));
+    label->setForegroundRole(QPalette::Highlight);
+    label->hide();
+    return label;
+}
 
 template<typename Control> Control* named(Control* control, const QString& name, int textId = 0)
 {
@@ -120,8 +149,10 @@ QGroupBox* wPanelConfig::buildOptions()
                   parameter.labelId);
         caption->setBuddy(list);
         m_lblLabels.append(caption);
+        m_lblPanel[index] = newPanelLabel(group, index);
         grid->addWidget(caption, row, 0);
         grid->addWidget(list, row++, 1);
+        grid->addWidget(m_lblPanel[index], row++, 1);
     }
     grid->setRowStretch(row, 1);
     return group;
@@ -161,6 +192,8 @@ QGroupBox* wPanelConfig::buildCommunication()
         m_lblLabels.append(caption);
         grid->addWidget(caption, row, 0);
         grid->addWidget(control(index), row, 1);
+        m_lblPanel[index] = newPanelLabel(group, index);
+        grid->addWidget(m_lblPanel[index], row + 1, 1);
         if (index == Speed) {
             // The unit keeps its literal caption in every language.
             auto* unit = named(new QLabel(QStringLiteral("Bauds"), group),
@@ -168,7 +201,7 @@ QGroupBox* wPanelConfig::buildCommunication()
             m_lblLabels.append(unit);
             grid->addWidget(unit, row, 2);
         }
-        ++row;
+        row += 2;
     }
     grid->setRowStretch(row, 1);
     return group;
@@ -232,14 +265,58 @@ void wPanelConfig::clearMarks()
     applyMarks();
 }
 
+void wPanelConfig::setLacking(int versionCode)
+{
+    m_lacking = versionCode;
+    for (const Parameter& parameter : Parameters()) {
+        const bool lacks = versionCode != 0 && !VersionServes(versionCode, parameter);
+        QWidget* shown = control(parameter.index);
+        shown->setEnabled(!lacks);
+        for (QLabel* caption : std::as_const(m_lblLabels)) {
+            if (caption->buddy() == shown)
+                caption->setEnabled(!lacks);
+        }
+    }
+    applyMarks();
+}
+
 void wPanelConfig::applyMarks()
 {
+    bool anyLabel = false;
     for (const Parameter& parameter : Parameters()) {
-        QWidget* shown = control(parameter.index);
-        const bool mark = marked(parameter.index);
+        const int index = parameter.index;
+        QWidget* shown = control(index);
+        const bool mark = marked(index);
+        const bool lacks = m_lacking != 0 && !VersionServes(m_lacking, parameter);
         shown->setStyleSheet(mark ? markStyle : QString());
-        shown->setToolTip(mark ? DataFunctions7310::GetText(TextId::PanelValue)
-                                     .replace(QStringLiteral("$$"), panelText(parameter.index))
-                               : DataFunctions7310::GetToolTip(parameter.labelId));
+        shown->setPalette(unread(index) ? unreadPalette(m_frmPages->palette()) : QPalette());
+        QFont font = shown->font();
+        font.setItalic(unread(index));
+        shown->setFont(font);
+
+        const QString panel = mark ? DataFunctions7310::GetText(TextId::PanelValue)
+                                         .replace(QStringLiteral("$$"), panelText(index))
+                                   : QString();
+        m_lblPanel[index]->setText(panel);
+        m_lblPanel[index]->setVisible(mark);
+        anyLabel |= mark;
+        QStringList tips;
+        if (lacks)
+            tips << DataFunctions7310::GetText(TextId::LackedTip).arg(VersionText(m_lacking));
+        if (mark)
+            tips << panel;
+        if (unread(index))
+            tips << DataFunctions7310::GetText(TextId::UnreadTip).arg(*m_unread[index]);
+        shown->setToolTip(tips.isEmpty() ? DataFunctions7310::GetToolTip(parameter.labelId)
+                                         : tips.join(QLatin1Char('\n')));
+    }
+    // The panel's values take room under their controls: the window grows to show them.
+    if (anyLabel) {
+        QWidget* frame = parentWidget() ? parentWidget() : this;
+        frame->resize(frame->size().expandedTo(frame->sizeHint()));
+        // Moved up when it grew beyond the bottom of the area that holds it.
+        if (const QWidget* area = frame->parentWidget();
+            area && frame != this && frame->geometry().bottom() >= area->height())
+            frame->move(frame->x(), std::max(0, area->height() - frame->height()));
     }
 }

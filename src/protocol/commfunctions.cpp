@@ -21,6 +21,9 @@ struct SharedValues
     bool rtsHandshake = false;
     int rtsDelay = 5;
     int frameDelay = 50;
+    // How the last device-word transaction ended.
+    Exchange::Outcome lastWordOutcome = Exchange::Outcome::Complete;
+    int lastWordException = 0;
 };
 
 SharedValues& shared()
@@ -96,12 +99,15 @@ void noteAnswer(ComCtrl& line, const QByteArray& answer)
 QByteArray wordTransaction(ComCtrl& line, const QByteArray& request, int expected)
 {
     ExchangeRecorder record(line, request);
+    shared().lastWordOutcome = Exchange::Outcome::PortFault;
+    shared().lastWordException = 0;
     try {
         line.sendRequest(request, RtsHandshake(), RtsDelay());
         line.waitForBytes(expected, QDeadlineTimer(WordTimeoutMs), exceptionAnswerIn);
         line.bytesWaiting();
         QByteArray answer = line.read();
         noteAnswer(line, answer);
+        shared().lastWordOutcome = ClassifyAnswer(request, answer, &shared().lastWordException);
         record.answered(answer);
         return answer;
     } catch (const RunTimeError& error) {
@@ -481,6 +487,13 @@ bool LitMots(ComCtrl& line, std::uint8_t slave, std::int32_t address, QList<std:
         ErrorHandling(QStringLiteral("CommFunctions.LitMots"), error);
         return false;
     }
+}
+
+Exchange::Outcome LastWordOutcome(int* exceptionCode)
+{
+    if (exceptionCode)
+        *exceptionCode = shared().lastWordException;
+    return shared().lastWordOutcome;
 }
 
 bool EcritMots(ComCtrl& line, std::uint8_t slave, std::int32_t address, std::int16_t value)

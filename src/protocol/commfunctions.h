@@ -1,5 +1,7 @@
 #pragma once
 
+#include "exchange.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QString>
@@ -118,5 +120,9 @@ constexpr int WordTimeoutMs = 2000;
 bool LitMots(ComCtrl& line, std::uint8_t slave, std::int32_t address, QList<std::int16_t>& words);
 // Writes one word with function 6: true when the device's echo came back.
 bool EcritMots(ComCtrl& line, std::uint8_t slave, std::int32_t address, std::int16_t value);
+// How the last LitMots or EcritMots transaction ended, by the frame rules (ClassifyAnswer);
+// PortFault when the line failed. Complete with a false result means an answer of the right
+// form from another slave or function. exceptionCode receives an exception answer's code.
+Exchange::Outcome LastWordOutcome(int* exceptionCode = nullptr);
 
 } // namespace CommFunctions
