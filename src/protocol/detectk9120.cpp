@@ -155,8 +155,13 @@ std::uint8_t DetectK9120(ComCtrl& line, std::int16_t slave, bool autoSearch,
             // A typed number that answered where the line already was leaves nothing to
             // confirm; a learned number or other settings are put to the user.
             const bool nothingNew = slave != 0 && !autoSearch && !moved;
-            if (observer && !nothingNew && !observer->found(result))
-                result = AbandonedSearch;
+            if (observer && !nothingNew) {
+                // Without automatic search no progress was shown: the find names its settings.
+                if (!autoSearch)
+                    observer->progress(result, GetCommBauds(line), GetCommStops(line));
+                if (!observer->found(result))
+                    result = AbandonedSearch;
+            }
         } else {
             restoreSettings(line, original);
         }

@@ -319,11 +319,12 @@ private slots:
         const QString panel = "--slave 12 --speed 4800 --stop 2";
         const QString found = "4800/2 12:";
         const QString factory = "3 0 1 0 0 1 0 0 v";
-        row("slave 0 found by the automatic search at 4800/2", panel, "0 auto", "read",
+        row("slave 0 found by the automatic search at 4800/2, which is stored", panel, "0 auto",
+            "read",
             QStringList{"ignored 9600/1 probe", "ignored 19200/1 probe", "ignored 19200/2 probe",
                         "ignored 4800/1 probe", "4800/2 probe", found + "R128x4", found + "R65x3",
                         found + "R70x1", found + "R69x1"},
-            "2 1 12 0 0 1 0 0 v2.8", QStringList{"10121:2.8"}, "4800,n,8,2 | - - 12", none,
+            "2 1 12 0 0 1 0 0 v2.8", QStringList{"10121:2.8"}, "4800,n,8,2 | 4800 2 12", none,
             "Configuration read from slave 12 at 4800,n,8,2 (firmware 2.8).", "read");
         row("read, slave 0, nothing answers", panel, "0", "read",
             QStringList{"ignored 9600/1 probe"}, factory, QStringList{"10122"},
