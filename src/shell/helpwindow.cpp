@@ -158,6 +158,22 @@ QString styleSheetFor(const QPalette& palette)
         {QStringLiteral("link"), QPalette::Link},
         {QStringLiteral("link-visited"), QPalette::LinkVisited},
     };
+    const auto colourOf = [&palette](const QString& name) {
+        // "rule", for the lines of tables: the text a third of the way over the page, which
+        // shows on any page, where the palette's own line colours may match the page's.
+        if (name == QLatin1String("rule")) {
+            const QColor text = palette.color(QPalette::Active, QPalette::Text);
+            const QColor base = palette.color(QPalette::Active, QPalette::Base);
+            const auto mix = [](int over, int under) {
+                return (over + 2 * under) / 3;
+            };
+            return QColor(mix(text.red(), base.red()), mix(text.green(), base.green()),
+                          mix(text.blue(), base.blue()));
+        }
+        // An unknown role falls back to the text colour: never a colour of its own.
+        const auto found = roles.constFind(name);
+        return palette.color(QPalette::Active, found == roles.cend() ? QPalette::Text : *found);
+    };
     QFile file(QStringLiteral(":/shell/help.css"));
     if (!file.open(QIODevice::ReadOnly))
         return {};
@@ -168,10 +184,7 @@ QString styleSheetFor(const QPalette& palette)
     for (auto it = role.globalMatch(style); it.hasNext();) {
         const QRegularExpressionMatch match = it.next();
         result += style.mid(done, match.capturedStart() - done);
-        // An unknown role falls back to the text colour: never a colour of its own.
-        const auto found = roles.constFind(match.captured(1));
-        const QPalette::ColorRole colour = found == roles.cend() ? QPalette::Text : *found;
-        result += palette.color(QPalette::Active, colour).name();
+        result += colourOf(match.captured(1)).name();
         done = match.capturedEnd();
     }
     return result + style.mid(done);

@@ -106,6 +106,18 @@ std::pair<double, QString> leastReadable(const QTextBrowser& browser)
     return worst;
 }
 
+// The contrast of the faintest table lines of a rendered page against the page (21: none).
+double faintestRule(const QTextBrowser& browser)
+{
+    double faintest = 21.0;
+    const QColor page = browser.palette().color(QPalette::Base);
+    for (QTextFrame* frame : browser.document()->rootFrame()->childFrames()) {
+        if (auto* table = qobject_cast<QTextTable*>(frame))
+            faintest = std::min(faintest, contrast(table->format().borderBrush().color(), page));
+    }
+    return faintest;
+}
+
 QString pageAndPlace(const QUrl& url)
 {
     return url.path() + (url.hasFragment() ? "#" + url.fragment() : QString());
@@ -274,7 +286,8 @@ private slots:
     }
 
     // Every page of the help stays readable in the desktop's palette, dark or light, also when
-    // the palette changes while the viewer is open: each text against what lies beneath it.
+    // the palette changes while the viewer is open: each text against what lies beneath it, and
+    // the lines of its tables show.
     void helpPagesFollowPalette()
     {
         const auto [collection, dark, windowOnly] =
@@ -307,6 +320,7 @@ private slots:
             viewer->showPage(url);
             const auto [ratio, text] = leastReadable(*browser);
             QVERIFY2(ratio >= 4.5, qPrintable(url.path() + ": " + text));
+            QVERIFY2(faintestRule(*browser) >= 1.5, qPrintable(url.path()));
         }
     }
 
