@@ -33,25 +33,17 @@ namespace {
 // A dark desktop palette (the colours of a common dark theme).
 QPalette darkPalette()
 {
-    QPalette dark;
-    const auto set = [&dark](QPalette::ColorRole role, QRgb colour) {
-        dark.setColor(QPalette::All, role, QColor::fromRgb(colour));
-    };
-    set(QPalette::Window, 0x2a2e32);
-    set(QPalette::WindowText, 0xfcfcfc);
-    set(QPalette::Base, 0x1b1e20);
-    set(QPalette::AlternateBase, 0x232629);
-    set(QPalette::Text, 0xfcfcfc);
-    set(QPalette::Button, 0x31363b);
-    set(QPalette::ButtonText, 0xfcfcfc);
-    set(QPalette::Light, 0x40464c);
-    set(QPalette::Midlight, 0x363b40);
-    set(QPalette::Mid, 0x1f2226);
-    set(QPalette::Dark, 0x141618);
-    set(QPalette::Highlight, 0x3daee9);
-    set(QPalette::HighlightedText, 0xfcfcfc);
-    set(QPalette::Link, 0x1d99f3);
-    set(QPalette::LinkVisited, 0x9b59b6);
+    QPalette dark(QColor(0x31363b), QColor(0x2a2e32)); // button, window
+    using R = QPalette;
+    for (auto [role, colour] : {std::pair{R::WindowText, 0xfcfcfc},
+                                {R::Text, 0xfcfcfc},
+                                {R::ButtonText, 0xfcfcfc},
+                                {R::Base, 0x1b1e20},
+                                {R::AlternateBase, 0x232629},
+                                {R::Mid, 0x1f2226},
+                                {R::Highlight, 0x3daee9},
+                                {R::Link, 0x1d99f3}})
+        dark.setColor(QPalette::All, role, QColor(QRgb(colour)));
     return dark;
 }
 
