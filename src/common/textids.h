@@ -59,6 +59,10 @@ constexpr int WarningTitle = 1600;
 constexpr int WarningMessage = 1610;
 constexpr int WarningQuestion = 1611;
 
+// Help window.
+constexpr int HelpBack = 1800; // toolbar button: the page shown before
+constexpr int HelpForward = 1801;
+
 // Messages. "|" marks a line break; "$.$" in VersionFound is replaced by the version.
 constexpr int NoSlaveFoundWrite = 10102; // write, slave typed as 0, nothing answered
 constexpr int QuitQuestion = 10103;

@@ -23,8 +23,12 @@
 #include <QRegularExpression>
 #include <QScreen>
 #include <QSplitter>
+#include <QStyle>
 #include <QTabWidget>
+#include <QTextBlock>
 #include <QTextBrowser>
+#include <QTextDocument>
+#include <QToolBar>
 #include <QVBoxLayout>
 #include <QWhatsThis>
 
@@ -99,6 +103,93 @@ QUrl pageOf(QHelpEngine* engine, int contextNumber)
     return links.isEmpty() ? QUrl() : links.first().url;
 }
 
+// A pop-up page is a field's note of a line or two, made for the pop-up beside the field. In the
+// viewer it stands for the page that describes the field, named in its <meta name="page">.
+QUrl wholePage(QHelpEngine* engine, const QUrl& url)
+{
+    if (!url.path().contains(QLatin1String("/popups/")))
+        return url;
+    static const QRegularExpression meta(
+        QStringLiteral("<meta\\s+name=\"page\"\\s+content=\"([^\"]+)\""),
+        QRegularExpression::CaseInsensitiveOption);
+    const QRegularExpressionMatch match = meta.match(QString::fromUtf8(engine->fileData(url)));
+    return match.hasMatch() ? url.resolved(QUrl(match.captured(1))) : url;
+}
+
+// The words of a search as one pattern that finds any of them on a page: quotes and signs
+// dropped, "*" and "?" as in the search, each word matched at the start of a word.
+QRegularExpression searchPattern(const QString& searchInput)
+{
+    QStringList words;
+    static const QRegularExpression separators(QStringLiteral("[\\s\"+()]+"));
+    for (QString word : searchInput.split(separators, Qt::SkipEmptyParts)) {
+        if (word.startsWith(QLatin1Char('-')) || word == QLatin1String("AND") ||
+            word == QLatin1String("OR") || word == QLatin1String("NOT"))
+            continue;
+        word = QRegularExpression::escape(word);
+        word.replace(QLatin1String("\\*"), QLatin1String("\\w*"));
+        word.replace(QLatin1String("\\?"), QLatin1String("\\w"));
+        if (!word.isEmpty())
+            words.append(word);
+    }
+    if (words.isEmpty())
+        return {};
+    return QRegularExpression(QStringLiteral("\\b(?:%1)").arg(words.join(QLatin1Char('|'))),
+                              QRegularExpression::CaseInsensitiveOption |
+                                  QRegularExpression::UseUnicodePropertiesOption);
+}
+
+// The help pages' style sheet with every palette(role) replaced by that role's colour.
+QString styleSheetFor(const QPalette& palette)
+{
+    static const QHash<QString, QPalette::ColorRole> roles{
+        {QStringLiteral("text"), QPalette::Text},
+        {QStringLiteral("base"), QPalette::Base},
+        {QStringLiteral("alternate-base"), QPalette::AlternateBase},
+        {QStringLiteral("window"), QPalette::Window},
+        {QStringLiteral("window-text"), QPalette::WindowText},
+        {QStringLiteral("button"), QPalette::Button},
+        {QStringLiteral("button-text"), QPalette::ButtonText},
+        {QStringLiteral("mid"), QPalette::Mid},
+        {QStringLiteral("dark"), QPalette::Dark},
+        {QStringLiteral("light"), QPalette::Light},
+        {QStringLiteral("highlight"), QPalette::Highlight},
+        {QStringLiteral("highlighted-text"), QPalette::HighlightedText},
+        {QStringLiteral("link"), QPalette::Link},
+        {QStringLiteral("link-visited"), QPalette::LinkVisited},
+    };
+    const auto colourOf = [&palette](const QString& name) {
+        // "rule", for the lines of tables: the text a third of the way over the page, which
+        // shows on any page, where the palette's own line colours may match the page's.
+        if (name == QLatin1String("rule")) {
+            const QColor text = palette.color(QPalette::Active, QPalette::Text);
+            const QColor base = palette.color(QPalette::Active, QPalette::Base);
+            const auto mix = [](int over, int under) {
+                return (over + 2 * under) / 3;
+            };
+            return QColor(mix(text.red(), base.red()), mix(text.green(), base.green()),
+                          mix(text.blue(), base.blue()));
+        }
+        // An unknown role falls back to the text colour: never a colour of its own.
+        const auto found = roles.constFind(name);
+        return palette.color(QPalette::Active, found == roles.cend() ? QPalette::Text : *found);
+    };
+    QFile file(QStringLiteral(":/shell/help.css"));
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    QString style = QString::fromUtf8(file.readAll());
+    static const QRegularExpression role(QStringLiteral("palette\\(\\s*([a-z-]+)\\s*\\)"));
+    QString result;
+    qsizetype done = 0;
+    for (auto it = role.globalMatch(style); it.hasNext();) {
+        const QRegularExpressionMatch match = it.next();
+        result += style.mid(done, match.capturedStart() - done);
+        result += colourOf(match.captured(1)).name();
+        done = match.capturedEnd();
+    }
+    return result + style.mid(done);
+}
+
 // A text browser that reads its pages, style sheets and pictures out of the help collection.
 class HelpBrowser : public QTextBrowser
 {
@@ -116,10 +207,9 @@ public:
             else
                 QDesktopServices::openUrl(url);
         });
-        // One style for every page of every language, kept beside the help sources.
-        QFile style(QStringLiteral(":/shell/help.css"));
-        if (style.open(QIODevice::ReadOnly))
-            document()->setDefaultStyleSheet(QString::fromUtf8(style.readAll()));
+        // One style for every page of every language, kept beside the help sources, in the
+        // colours of the palette.
+        document()->setDefaultStyleSheet(styleSheetFor(palette()));
     }
 
     QVariant loadResource(int type, const QUrl& name) override
@@ -127,6 +217,21 @@ public:
         if (name.scheme() == QLatin1String("qthelp"))
             return m_engine->fileData(name);
         return QTextBrowser::loadResource(type, name);
+    }
+
+protected:
+    void changeEvent(QEvent* event) override
+    {
+        QTextBrowser::changeEvent(event);
+        // A theme switched while the viewer is open: the page on view takes the new colours.
+        if (event->type() == QEvent::PaletteChange) {
+            const QString style = styleSheetFor(palette());
+            if (style != document()->defaultStyleSheet()) {
+                document()->setDefaultStyleSheet(style);
+                if (!source().isEmpty())
+                    reload();
+            }
+        }
     }
 
 private:
@@ -308,6 +413,24 @@ HelpWindow::HelpWindow(const QString& collectionFile, QHelpEngine* engine)
     m_browser = new HelpBrowser(m_engine, this);
     m_browser->setObjectName(QStringLiteral("brwPage"));
 
+    // Back and Forward walk the pages seen in this window, as in a web browser.
+    auto* toolbar = addToolBar(QString());
+    toolbar->setObjectName(QStringLiteral("tbrHelp"));
+    toolbar->setMovable(false);
+    toolbar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    m_back = toolbar->addAction(style()->standardIcon(QStyle::SP_ArrowBack), tr("Back"));
+    m_back->setObjectName(QStringLiteral("cmdBack"));
+    m_back->setShortcut(QKeySequence::Back);
+    m_back->setEnabled(false);
+    m_forward = toolbar->addAction(style()->standardIcon(QStyle::SP_ArrowForward), tr("Forward"));
+    m_forward->setObjectName(QStringLiteral("cmdForward"));
+    m_forward->setShortcut(QKeySequence::Forward);
+    m_forward->setEnabled(false);
+    connect(m_back, &QAction::triggered, m_browser, &QTextBrowser::backward);
+    connect(m_forward, &QAction::triggered, m_browser, &QTextBrowser::forward);
+    connect(m_browser, &QTextBrowser::backwardAvailable, m_back, &QAction::setEnabled);
+    connect(m_browser, &QTextBrowser::forwardAvailable, m_forward, &QAction::setEnabled);
+
     auto* splitter = new QSplitter(this);
     splitter->addWidget(m_sideTabs);
     splitter->addWidget(m_browser);
@@ -316,6 +439,12 @@ HelpWindow::HelpWindow(const QString& collectionFile, QHelpEngine* engine)
 
     connect(m_engine->contentWidget(), &QHelpContentWidget::linkActivated, this,
             &HelpWindow::showPage);
+    // One click on an entry of the contents opens its page; the keys only move the selection.
+    connect(m_engine->contentWidget(), &QAbstractItemView::clicked, this,
+            [this](const QModelIndex& index) {
+                if (const QHelpContentItem* item = m_engine->contentModel()->contentItemAt(index))
+                    showPage(item->url());
+            });
     // The book is small: its chapters show at once.
     connect(m_engine->contentModel(), &QHelpContentModel::contentsCreated, this,
             [this] { m_engine->contentWidget()->expandToDepth(0); });
@@ -334,7 +463,9 @@ HelpWindow::HelpWindow(const QString& collectionFile, QHelpEngine* engine)
     connect(search->queryWidget(), &QHelpSearchQueryWidget::search, this,
             [search] { search->search(search->queryWidget()->searchInput()); });
     connect(search->resultWidget(), &QHelpSearchResultWidget::requestShowLink, this,
-            &HelpWindow::showPage);
+            [this, search](const QUrl& url) {
+                showSearchHit(url, search->queryWidget()->searchInput());
+            });
 
     // The full-text index is built in the background the first time the viewer opens.
     search->scheduleIndexDocumentation();
@@ -366,6 +497,8 @@ void HelpWindow::nationality()
     }
     setWindowTitle(DataFunctions7310::GetText(TextId::MainTitle) + QStringLiteral(" \u2013 ") +
                    DataFunctions7310::GetText(TextId::Help));
+    m_back->setText(DataFunctions7310::GetText(TextId::HelpBack));
+    m_forward->setText(DataFunctions7310::GetText(TextId::HelpForward));
 }
 
 void HelpWindow::bringToFront()
@@ -423,7 +556,36 @@ bool HelpWindow::showContext(int contextNumber)
 
 void HelpWindow::showPage(const QUrl& url)
 {
-    m_browser->setSource(url);
+    m_browser->setSource(wholePage(m_engine, url));
+}
+
+void HelpWindow::showSearchHit(const QUrl& url, const QString& searchInput)
+{
+    showPage(url);
+    // The hit is the first word of the search on the page, after the place that the page was
+    // opened at (a field's section) or, when there is none, from the top.
+    const QRegularExpression pattern = searchPattern(searchInput);
+    if (!pattern.isValid() || pattern.pattern().isEmpty())
+        return;
+    QTextDocument* document = m_browser->document();
+    const QString anchor = m_browser->source().fragment();
+    int from = 0;
+    for (QTextBlock block = document->begin(); !anchor.isEmpty() && block.isValid() && from == 0;
+         block = block.next()) {
+        for (auto fragment = block.begin(); !fragment.atEnd(); ++fragment) {
+            if (fragment.fragment().charFormat().anchorNames().contains(anchor)) {
+                from = fragment.fragment().position();
+                break;
+            }
+        }
+    }
+    QTextCursor hit = document->find(pattern, from);
+    if (hit.isNull() && from > 0)
+        hit = document->find(pattern, 0);
+    if (hit.isNull())
+        return;
+    m_browser->setTextCursor(hit);
+    m_browser->ensureCursorVisible();
 }
 
 QUrl HelpWindow::currentPage() const

@@ -6,6 +6,7 @@
 
 class QHelpEngine;
 class QHelpSearchEngine;
+class QAction;
 class QLineEdit;
 class QPushButton;
 class QTabWidget;
@@ -62,7 +63,10 @@ public:
     void showSearch();
     // Shows the page of a context number; false when the number has none.
     bool showContext(int contextNumber);
+    // Shows a page; a field's pop-up page shows as the page that describes the field.
     void showPage(const QUrl& url);
+    // Shows the page of a search result with the first word found of the search selected.
+    void showSearchHit(const QUrl& url, const QString& searchInput);
 
     QUrl currentPage() const;
     QHelpSearchEngine* searchEngine() const;
@@ -80,4 +84,6 @@ private:
     QLineEdit* m_indexFilter = nullptr;
     QTextBrowser* m_browser = nullptr;
     QPushButton* m_searchButton = nullptr;
+    QAction* m_back = nullptr;
+    QAction* m_forward = nullptr;
 };

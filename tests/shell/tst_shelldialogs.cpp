@@ -2,16 +2,120 @@
 
 #include <QCheckBox>
 #include <QGroupBox>
+#include <QHelpContentModel>
+#include <QHelpContentWidget>
+#include <QHelpEngineCore>
+#include <QHelpSearchEngine>
+#include <QHelpSearchQueryWidget>
+#include <QHelpSearchResultWidget>
+#include <QScopeGuard>
 #include <QSpinBox>
+#include <QStyle>
 #include <QTabWidget>
+#include <QTextBlock>
+#include <QTextBrowser>
+#include <QTextTable>
 
+#include <cmath>
 #include <functional>
 #include <optional>
 
 using ConfigChange = std::function<void(wConfig&, ComCtrl&)>;
 Q_DECLARE_METATYPE(ConfigChange)
+using HelpSteps = std::function<void(HelpWindow&)>;
+Q_DECLARE_METATYPE(HelpSteps)
 
 static const QString noSuchPort = "/dev/k7310-no-such-port";
+static const QString helpFolder = K7310_BIN_DIR;
+
+namespace {
+
+// A dark desktop palette (the colours of a common dark theme).
+QPalette darkPalette()
+{
+    QPalette dark(QColor(0x31363b), QColor(0x2a2e32)); // button, window
+    using R = QPalette;
+    for (auto [role, colour] : {std::pair{R::WindowText, 0xfcfcfc},
+                                {R::Text, 0xfcfcfc},
+                                {R::ButtonText, 0xfcfcfc},
+                                {R::Base, 0x1b1e20},
+                                {R::AlternateBase, 0x232629},
+                                {R::Mid, 0x1f2226},
+                                {R::Highlight, 0x3daee9},
+                                {R::Link, 0x1d99f3}})
+        dark.setColor(QPalette::All, role, QColor(QRgb(colour)));
+    return dark;
+}
+
+double luminance(const QColor& colour)
+{
+    const auto linear = [](double c) {
+        return c <= 0.03928 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4);
+    };
+    return 0.2126 * linear(colour.redF()) + 0.7152 * linear(colour.greenF()) +
+           0.0722 * linear(colour.blueF());
+}
+
+// The contrast ratio of two colours, 1 (none) to 21 (black on white).
+double contrast(const QColor& a, const QColor& b)
+{
+    const double la = luminance(a), lb = luminance(b);
+    return (std::max(la, lb) + 0.05) / (std::min(la, lb) + 0.05);
+}
+
+// The least readable text of a rendered page: its contrast and the text, with the colours that
+// it is drawn in (its own, else the palette's text on the cell's, block's or page's background).
+std::pair<double, QString> leastReadable(const QTextBrowser& browser)
+{
+    const QPalette palette = browser.palette();
+    std::pair<double, QString> worst{21.0, QString()};
+    QTextDocument* document = browser.document();
+    for (QTextBlock block = document->begin(); block.isValid(); block = block.next()) {
+        for (auto it = block.begin(); !it.atEnd(); ++it) {
+            const QTextFragment fragment = it.fragment();
+            if (fragment.text().trimmed().isEmpty())
+                continue;
+            const QTextCharFormat format = fragment.charFormat();
+            QColor text = palette.color(QPalette::Text);
+            if (format.foreground().style() != Qt::NoBrush)
+                text = format.foreground().color();
+            QColor ground = palette.color(QPalette::Base);
+            QTextCursor at(document);
+            at.setPosition(fragment.position());
+            if (format.background().style() != Qt::NoBrush)
+                ground = format.background().color();
+            else if (block.blockFormat().background().style() != Qt::NoBrush)
+                ground = block.blockFormat().background().color();
+            else if (QTextTable* table = at.currentTable();
+                     table && table->cellAt(at).format().background().style() != Qt::NoBrush)
+                ground = table->cellAt(at).format().background().color();
+            const double ratio = contrast(text, ground);
+            if (ratio < worst.first)
+                worst = {ratio, fragment.text().left(40) + " (" + text.name() + " on " +
+                                    ground.name() + ")"};
+        }
+    }
+    return worst;
+}
+
+// The contrast of the faintest table lines of a rendered page against the page (21: none).
+double faintestRule(const QTextBrowser& browser)
+{
+    double faintest = 21.0;
+    const QColor page = browser.palette().color(QPalette::Base);
+    for (QTextFrame* frame : browser.document()->rootFrame()->childFrames()) {
+        if (auto* table = qobject_cast<QTextTable*>(frame))
+            faintest = std::min(faintest, contrast(table->format().borderBrush().color(), page));
+    }
+    return faintest;
+}
+
+QString pageAndPlace(const QUrl& url)
+{
+    return url.path() + (url.hasFragment() ? "#" + url.fragment() : QString());
+}
+
+} // namespace
 
 class TestDialogs : public QObject
 {
@@ -159,6 +263,146 @@ private slots:
             QCOMPARE(port.settings(), lineSettings);
             QCOMPARE(fixture.iniText(), text);
         }
+    }
+
+    void helpPagesFollowPalette_data()
+    {
+        // windowOnly: the palette is the help window's own, not the application's (as a theme
+        // may give text views colours of their own).
+        columns<QString, bool, bool>("collection", "dark", "windowOnly");
+        row("dark palette, English", "k7310console.qhc", true, false);
+        row("dark palette, French", "k7310console_fr.qhc", true, false);
+        row("dark palette, German", "k7310console_de.qhc", true, false);
+        row("dark palette of the help window alone", "k7310console.qhc", true, true);
+        row("light palette, English", "k7310console.qhc", false, false);
+    }
+
+    // Every page of the help stays readable in the desktop's palette, dark or light, also when
+    // the palette changes while the viewer is open: each text against what lies beneath it, and
+    // the lines of its tables show.
+    void helpPagesFollowPalette()
+    {
+        const auto [collection, dark, windowOnly] =
+            fetch<QString, bool, bool>("collection", "dark", "windowOnly");
+        const QString file = helpFolder + '/' + collection;
+        HelpWindow* viewer = HelpWindow::Open(file);
+        QVERIFY(viewer);
+        viewer->showContents();
+        const QPalette before = QApplication::palette();
+        const auto restore = qScopeGuard([&before, viewer] {
+            viewer->setPalette(QPalette());
+            QApplication::setPalette(before);
+        });
+        const QPalette palette = dark ? darkPalette() : QApplication::style()->standardPalette();
+        if (windowOnly)
+            viewer->setPalette(palette);
+        else
+            QApplication::setPalette(palette);
+        QCoreApplication::processEvents();
+        auto* browser = viewer->findChild<QTextBrowser*>("brwPage");
+        QVERIFY(browser);
+
+        QHelpEngineCore pages(file);
+        pages.setReadOnly(true);
+        QVERIFY(pages.setupData());
+        const QList<QUrl> urls =
+            pages.files(pages.registeredDocumentations().value(0), QString(), "html");
+        QVERIFY(urls.size() > 20);
+        for (const QUrl& url : urls) {
+            viewer->showPage(url);
+            const auto [ratio, text] = leastReadable(*browser);
+            QVERIFY2(ratio >= 4.5, qPrintable(url.path() + ": " + text));
+            QVERIFY2(faintestRule(*browser) >= 1.5, qPrintable(url.path()));
+        }
+    }
+
+    void helpWindowFindsItsWay_data()
+    {
+        // From the home page with no history: what is done, the page and place shown, the text
+        // selected in it, and whether Back and Forward can be used.
+        columns<HelpSteps, QString, QString, bool, bool>("steps", "page", "selected", "back",
+                                                         "forward");
+        const auto page = [](const char* name) {
+            return QUrl(QString("qthelp://org.k7310console.help/doc/") + name);
+        };
+        const auto search = [](const QUrl& url, const QString& words) {
+            return [url, words](HelpWindow& viewer) {
+                QHelpSearchEngine* engine = viewer.searchEngine();
+                engine->queryWidget()->setSearchInput(words);
+                emit engine->resultWidget()->requestShowLink(url);
+            };
+        };
+        const auto calculator =
+            HelpSteps([page](HelpWindow& viewer) { viewer.showPage(page("calculator.html")); });
+        const auto click = [](const char* name) {
+            return [name](HelpWindow& viewer) {
+                auto* button = viewer.findChild<QAction*>(name);
+                QVERIFY2(button, name);
+                button->trigger();
+            };
+        };
+        row("one click on a contents entry opens its page", HelpSteps([](HelpWindow& viewer) {
+                auto* contents = viewer.findChild<QHelpContentWidget*>();
+                QTRY_VERIFY(contents->model()->rowCount() > 0);
+                const QModelIndexList found =
+                    contents->model()->match(contents->model()->index(0, 0), Qt::DisplayRole,
+                                             "PC settings", 1, Qt::MatchRecursive);
+                QCOMPARE(found.size(), 1);
+                contents->scrollTo(found.first());
+                QTest::mouseClick(contents->viewport(), Qt::LeftButton, {},
+                                  contents->visualRect(found.first()).center());
+            }),
+            "/doc/settings.html", "", true, false);
+        row("Back returns to the page before", HelpSteps([=](HelpWindow& viewer) {
+                calculator(viewer);
+                click("cmdBack")(viewer);
+            }),
+            "/doc/index.html", "", false, true);
+        row("Forward goes again where Back came from", HelpSteps([=](HelpWindow& viewer) {
+                calculator(viewer);
+                click("cmdBack")(viewer);
+                click("cmdForward")(viewer);
+            }),
+            "/doc/calculator.html", "", true, false);
+        row("a field's note opens as the page that describes it",
+            HelpSteps(
+                [page](HelpWindow& viewer) { viewer.showPage(page("popups/language.html")); }),
+            "/doc/settings.html#general", "", true, false);
+        row("search hit on a page: the page, at the word",
+            HelpSteps(search(page("getting-started.html"), "dialout")), "/doc/getting-started.html",
+            "dialout", true, false);
+        row("search hit on a field's note: its page, at the word past the field's section",
+            HelpSteps(search(page("popups/rtsdelay.html"), "\"RTS delay\"")),
+            "/doc/settings.html#communication", "RTS", true, false);
+        row("search hit with a wildcard",
+            HelpSteps(search(page("popups/config-synchro.html"), "synchro*")),
+            "/doc/configuration.html#fields", "Synchronisation", true, false);
+    }
+
+    // The help window's ways around: contents, Back and Forward, search results.
+    void helpWindowFindsItsWay()
+    {
+        const auto [steps, page, selected, back, forward] =
+            fetch<HelpSteps, QString, QString, bool, bool>("steps", "page", "selected", "back",
+                                                           "forward");
+        HelpWindow* viewer = HelpWindow::Open(helpFolder + "/k7310console.qhc");
+        QVERIFY(viewer);
+        viewer->showContents();
+        auto* browser = viewer->findChild<QTextBrowser*>("brwPage");
+        browser->setSource(QUrl("qthelp://org.k7310console.help/doc/index.html"));
+        browser->clearHistory();
+        steps(*viewer);
+        if (QTest::currentTestFailed())
+            return;
+        QCOMPARE(pageAndPlace(viewer->currentPage()), page);
+        QCOMPARE(browser->textCursor().selectedText(), selected);
+        if (!selected.isEmpty())
+            QVERIFY(browser->viewport()->rect().contains(browser->cursorRect()));
+        const auto* backButton = viewer->findChild<QAction*>("cmdBack");
+        const auto* forwardButton = viewer->findChild<QAction*>("cmdForward");
+        QVERIFY(backButton && forwardButton);
+        QCOMPARE(backButton->isEnabled(), back);
+        QCOMPARE(forwardButton->isEnabled(), forward);
     }
 
     // The about box ignores a click while its timer runs; once the timer is off, a key closes it.
