@@ -160,7 +160,18 @@ constexpr int PrintoutPort = 40103;
 constexpr int PrintNoPrinter = 40110;
 constexpr int PrintPdfDialog = 40111;
 constexpr int PrintFailed = 40112;
-constexpr int PrintMarginRefused = 40113; // $$ is the margin's label
+constexpr int PrintMarginRefused = 40113;    // $$ is the margin's label
+constexpr int PrintoutPanelSettings = 40200; // heading over the panel's own settings
+constexpr int PrintoutConsoleLine = 40201;   // followed by the console's port and line
+constexpr int PrintoutBaud = 40202;          // unit after a line speed
+constexpr int PrintoutVersionNotRead = 40203;
+constexpr int PrintoutSite = 40210; // closing block: four lines to fill in by hand
+constexpr int PrintoutTechnician = 40211;
+constexpr int PrintoutSignDate = 40212;
+constexpr int PrintoutSignature = 40213;
+constexpr int PrintDone = 40220;          // status bar; $$ is the printer's name
+constexpr int PrintPdfSaved = 40221;      // status bar; $$ is the file's path
+constexpr int PrintMarginsNoRoom = 40222; // the page's device cannot take the margins
 
 // Calculator wPanelCalcul.
 constexpr int PanelCalculTitle = 232000; // also File menu entry 1

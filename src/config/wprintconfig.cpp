@@ -30,14 +30,14 @@ constexpr std::array<int, 5> labelIds = {TextId::MarginTop, TextId::MarginBottom
 constexpr std::array<const char*, 5> boxNames = {"tbMarginTop", "tbMarginBottom", "tbMarginLeft",
                                                  "tbMarginRight", "tbMarginValue"};
 
-// Width in millimetres of the page the named printer starts with; A4 for a PDF file.
-double pageWidth(const QString& printerName)
+// Size in millimetres of the page the named printer starts with; A4 for a PDF file.
+QSizeF pageSize(const QString& printerName)
 {
     QPageSize size(QPageSize::A4);
     const QPrinterInfo info = QPrinterInfo::printerInfo(printerName);
     if (!info.isNull() && info.defaultPageSize().isValid())
         size = info.defaultPageSize();
-    return size.size(QPageSize::Millimeter).width();
+    return size.size(QPageSize::Millimeter);
 }
 
 } // namespace
@@ -151,7 +151,7 @@ void wPrintConfig::setMaskMargins(bool mask)
     m_frmMargins->setVisible(!mask);
 }
 
-int wPrintConfig::refusedMargin(double width) const
+int wPrintConfig::refusedMargin(QSizeF page) const
 {
     std::array<double, 5> mm{};
     for (size_t i = 0; i < mm.size(); ++i) {
@@ -160,9 +160,12 @@ int wPrintConfig::refusedMargin(double width) const
         if (!ok || mm.at(i) < 0)
             return static_cast<int>(i);
     }
-    if (mm[Left] + mm[Right] >= width)
+    // Of two margins that fill the page's height, the larger is the one to correct.
+    if (mm[Top] + mm[Bottom] >= page.height())
+        return mm[Top] > mm[Bottom] ? Top : Bottom;
+    if (mm[Left] + mm[Right] >= page.width())
         return Right;
-    if (mm[Left] + mm[Value] >= width - mm[Right])
+    if (mm[Left] + mm[Value] >= page.width() - mm[Right])
         return Value;
     return -1;
 }
@@ -173,7 +176,7 @@ void wPrintConfig::Bouton_Click(int index)
         QListWidgetItem* item = m_lstPrinters->currentItem();
         const QString printer = item && item->isSelected() ? item->text() : QString();
         if (!m_frmMargins->isHidden()) {
-            const int refused = refusedMargin(pageWidth(printer));
+            const int refused = refusedMargin(pageSize(printer));
             if (refused >= 0) {
                 QString text = DataFunctions7310::GetText(TextId::PrintMarginRefused);
                 text.replace(QStringLiteral("$$"),

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QDialog>
+#include <QSizeF>
 
 #include <array>
 
@@ -44,8 +45,8 @@ protected:
 private:
     void buildControls();
     void load();
-    // The first margin that cannot be used, or -1; pageWidth in millimetres.
-    int refusedMargin(double pageWidth) const;
+    // The first margin that cannot be used on a page of that size in millimetres, or -1.
+    int refusedMargin(QSizeF page) const;
 
     QListWidget* m_lstPrinters = nullptr;
     QGroupBox* m_frmPrinter = nullptr;

@@ -1,21 +1,16 @@
 // The configuration window: against k7310sim over a pty, the words on the line (from the
 // simulator's trace, with the line settings each was heard at), the controls afterwards, the
-// messages, the settings file; the configuration files, and the PDF print-out read back with
-// pdftotext -bbox: what is on the page and where, in millimetres.
+// messages, the settings file; the configuration files.
 #include "../common/promptcapture.h"
 #include "shelltestkit.h"
 #include "usercommand.h"
 #include "waskslave.h"
 #include "wpanelconfig.h"
-#include "wprintconfig.h"
 #include "wsearchslave.h"
 
 #include <QCheckBox>
 #include <QLineEdit>
-#include <QListWidget>
-#include <QProcess>
 #include <QSpinBox>
-#include <QXmlStreamReader>
 
 namespace {
 
@@ -152,41 +147,6 @@ QString stored()
 // A panel with every word off its factory value: 19200 baud, 2 stop bits, slave 7.
 const QString panelState = "128=255\n129=2\n130=7\n131=2\n65=1\n67=0\n69=1\n70=1\n";
 
-// A word of a PDF's page as pdftotext -bbox places it, in millimetres from the page's left,
-// top, right and bottom edges.
-struct Word
-{
-    QString text;
-    double left, top, right, bottom;
-};
-
-QList<Word> bbox(const QString& pdf)
-{
-    QProcess tool;
-    tool.start("pdftotext", {"-bbox", pdf, "-"});
-    tool.waitForFinished(30000);
-    QXmlStreamReader xml(tool.readAllStandardOutput());
-    QList<Word> words;
-    double width = 0;
-    double height = 0;
-    while (!xml.atEnd()) {
-        if (xml.readNext() != QXmlStreamReader::StartElement)
-            continue;
-        const auto mm = [&xml](const char* name) {
-            return xml.attributes().value(name).toDouble() * 25.4 / 72;
-        };
-        if (xml.name() == QLatin1String("page")) {
-            width = mm("width");
-            height = mm("height");
-        } else if (xml.name() == QLatin1String("word")) {
-            words.append({{}, mm("xMin"), mm("yMin"), width - mm("xMax"), height - mm("yMax")});
-            // Ligatures such as "fi" come back as one character.
-            words.last().text = xml.readElementText().normalized(QString::NormalizationForm_KC);
-        }
-    }
-    return words;
-}
-
 } // namespace
 
 class TestPanelConfig : public QObject
@@ -207,7 +167,6 @@ private slots:
         m_port.reset();
         m_fixture.capture.messages.clear();
         QFile::remove(m_fixture.iniFile);
-        QFile::remove(m_fixture.dir.filePath("out.pdf"));
         DataFunctions7310::SetCurrentLanguage("English");
     }
 
@@ -546,115 +505,6 @@ private slots:
         if (message.isEmpty())
             confirmed << "Opened " + path + '.';
         QCOMPARE(prompts.confirmations, confirmed);
-    }
-
-    // Print settings: Ok stores the margins as typed (defaults on a fresh file) and the printer,
-    // masked margins keep their stored keys, Cancel stores nothing; a margin that cannot be used
-    // is named, focused, and nothing is stored. Keys: top bottom left right value printer.
-    void printSettings_data()
-    {
-        columns<QString, bool, int, QString, int>("typed", "mask", "button", "after", "refused");
-        const int ok = wPrintConfig::Ok;
-        row("fresh file: defaults stored", "", false, ok, "20 10 20 20 120 PDF file", -1);
-        row("typed text stored exactly", "15|12.5| 25|18|90", false, ok,
-            "15 12.5  25 18 90 PDF file", -1);
-        row("masked margins: only the printer", "1|1|1|1|1", true, ok, "- - - - - PDF file", -1);
-        row("cancel stores nothing", "1|1|1|1|1", false, int(wPrintConfig::Cancel), "- - - - - -",
-            -1);
-        row("empty top refused", "||||", false, ok, "- - - - - -", int(wPrintConfig::Top));
-        row("bottom not a number", "20|1O|20|20|120", false, ok, "- - - - - -",
-            int(wPrintConfig::Bottom));
-        row("left + right fill the A4 width", "20|10|110|100|10", false, ok, "- - - - - -",
-            int(wPrintConfig::Right));
-        row("value column beyond the right margin", "20|10|20|20|170", false, ok, "- - - - - -",
-            int(wPrintConfig::Value));
-    }
-
-    void printSettings()
-    {
-        const auto [typed, mask, button, after, refused] =
-            fetch<QString, bool, int, QString, int>("typed", "mask", "button", "after", "refused");
-        wPrintConfig dialog;
-        dialog.setMaskMargins(mask);
-        dialog.show();
-        QListWidget* list = dialog.printers();
-        QCOMPARE(list->item(list->count() - 1)->text(), QString("PDF file"));
-        list->setCurrentRow(list->count() - 1);
-        const QStringList margins = typed.split('|');
-        for (int i = 0; i < margins.size() && !typed.isEmpty(); ++i)
-            dialog.margin(i)->setText(margins[i]);
-        User user;
-        dialog.Bouton_Click(button);
-        QStringList stored;
-        for (const char* key : {"TopMargin", "BottomMargin", "LeftMargin", "RightMargin",
-                                "ValueMargin", "PrinterName"})
-            stored << ZRBfonctions::GetIniParam("Print", key, "-");
-        QCOMPARE(stored.join(' '), after);
-        QCOMPARE(dialog.confirmed(), button == wPrintConfig::Ok && refused < 0);
-        QCOMPARE(user.messages.size(), refused < 0 ? 0 : 1);
-        if (refused >= 0) {
-            const QStringList names{"Top", "Bottom", "Left", "Right", "Values"};
-            QVERIFY2(user.messages[0].contains('"' + names[refused] + '"'),
-                     qPrintable(user.messages[0]));
-            QCOMPARE(dialog.focusWidget(), dialog.margin(refused));
-        }
-    }
-
-    // The PDF with wide margins and a narrow value column: every label and value, the columns
-    // where the margins put them, nothing outside the margins, in the window's language.
-    void pdf()
-    {
-        // Top, bottom, left, right, value column.
-        const QStringList margins{"45", "60", "50.5", "40", "60"};
-        for (int i = 0; i < 5; ++i)
-            ZRBfonctions::SetIniParam("Print", wPrintConfig::MarginKey(i), margins[i]);
-        DataFunctions7310::SetCurrentLanguage("Deutsch");
-        ComCtrl port;
-        port.setPortName("/dev/ttyUSB0");
-        port.setSettings("19200,n,8,2");
-        wPanelConfig window(port);
-        window.cmdConfigInit_Click();
-        const QString path = m_fixture.dir.filePath("out.pdf");
-        QVERIFY(window.printPdf(path));
-
-        const QList<Word> words = bbox(path);
-        QVERIFY(!words.isEmpty());
-        // Within the margins, to half a millimetre.
-        const auto margin = [&margins](int i) {
-            return margins[i].toDouble() - 0.5;
-        };
-        QString all;
-        for (const Word& word : words) {
-            QVERIFY2(word.top >= margin(0) && word.bottom >= margin(1) && word.left >= margin(2) &&
-                         word.right >= margin(3),
-                     qPrintable(word.text));
-            all += word.text + ' ';
-        }
-        QVERIFY2(all.startsWith("Konfiguration des Tableaus K7310 "), qPrintable(all));
-        QVERIFY(all.contains("/dev/ttyUSB0"));
-
-        const double left = margins[2].toDouble();
-        const double valueColumn = left + margins[4].toDouble();
-        const PrintOut::Content content = window.printContent();
-        QCOMPARE(content.lines.size(), 8);
-        for (const PrintOut::Line& line : content.lines) {
-            const QString label = line.label.simplified();
-            const QString value = line.value.simplified();
-            QVERIFY2(all.contains(' ' + label + ' ') && all.contains(' ' + value + ' '),
-                     qPrintable(label + " / " + value));
-            // The label's first word at the left margin, its value's first word in the value
-            // column, on the same line.
-            const auto startsAt = [](const Word& word, const QString& text, double x) {
-                return word.text == text.section(' ', 0, 0) && std::abs(word.left - x) <= 0.5;
-            };
-            const bool paired = std::any_of(words.begin(), words.end(), [&](const Word& a) {
-                return startsAt(a, label, left) &&
-                       std::any_of(words.begin(), words.end(), [&](const Word& b) {
-                           return startsAt(b, value, valueColumn) && std::abs(b.top - a.top) < 0.05;
-                       });
-            });
-            QVERIFY2(paired, qPrintable(label + " / " + value));
-        }
     }
 
     // Read pressed again right after the box that reported its failure was closed reports
