@@ -192,7 +192,7 @@ bool LineMonitor::exportTo(const QString& path)
           TextId::MonitorDuration, TextId::MonitorOutcome, TextId::MonitorMeaning})
         header << text(id);
     const QByteArray bytes = path.endsWith(QLatin1String(".csv"), Qt::CaseInsensitive)
-                                 ? ExchangeText::Csv(log(), header, lookup)
+                                 ? ExchangeText::Csv(log(), header, lookup, CsvFormat::Current())
                                  : ExchangeText::PlainText(log(), lookup);
     QString error;
     if (ExchangeText::SaveAtomically(path, bytes, &error))
