@@ -240,5 +240,6 @@ constexpr int MonitorWithHorn = 236041;     // appended to a panel image
 constexpr int MonitorProbe = 236042;
 constexpr int MonitorProbeAnswer = 236043; // "probe: slave %1, firmware %2.%3"
 constexpr int MonitorRequestText = 236044; // "%1: address %2, count %3"
+constexpr int FrameNoAnswer = 236100;      // the frame builder's answer box after a time-out
 
 } // namespace TextId

@@ -1,6 +1,7 @@
 #include "exchangelog.h"
 
 #include "detectk9120.h"
+#include "errorhandling.h"
 #include "textids.h"
 
 #include <QSaveFile>
@@ -199,9 +200,12 @@ QString OutcomeText(const Exchange& exchange, const TextLookup& text)
     case Exchange::Outcome::Exception:
         return text(TextId::MonitorComplete + static_cast<int>(exchange.outcome))
             .arg(exchange.exceptionCode);
-    case Exchange::Outcome::PortFault:
-        return text(TextId::MonitorComplete + static_cast<int>(exchange.outcome)) +
-               QStringLiteral(": ") + exchange.fault;
+    case Exchange::Outcome::PortFault: {
+        QString fault = ErrorReport::Description(exchange.faultNumber);
+        if (!exchange.fault.isEmpty())
+            fault += QStringLiteral(" (") + exchange.fault + QLatin1Char(')');
+        return text(TextId::MonitorPortFault).arg(fault);
+    }
     default:
         return text(TextId::MonitorComplete + static_cast<int>(exchange.outcome));
     }

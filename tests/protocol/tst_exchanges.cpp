@@ -1,7 +1,9 @@
 // The meaning of exchanges, the ring of the last exchanges and its CSV. What the line tells its
 // observers is tested in tst_line.
+#include "comctrl.h"
 #include "datafunctions7310.h"
 #include "detectk9120.h"
+#include "errorhandling.h"
 #include "exchangelog.h"
 #include "ptypeer.h"
 
@@ -70,6 +72,34 @@ private slots:
     {
         const auto [exchange, meaning] = fetch<Exchange, QString>("exchange", "meaning");
         QCOMPARE(ExchangeText::Meaning(exchange, text), meaning);
+    }
+
+    // A port fault recorded in one language reads in the language shown later.
+    void portFaultFollowsTheLanguage_data()
+    {
+        columns<QString, QString>("language", "meaning");
+        row("English", "English",
+            "03 Read holding registers: address 128, count 1 - port fault: The port was lost "
+            "(adapter removed?) (/dev/ttyUSB0)");
+        row("French", "Français",
+            "03 Lecture de mots : adresse 128, nombre 1 - défaut du port : Le port a été perdu "
+            "(adaptateur débranché ?) (/dev/ttyUSB0)");
+        row("German", "Deutsch",
+            "03 Halteregister lesen: Adresse 128, Anzahl 1 - Schnittstellenfehler: Die "
+            "Schnittstelle ist verloren gegangen (Adapter abgezogen?) (/dev/ttyUSB0)");
+    }
+    void portFaultFollowsTheLanguage()
+    {
+        const auto [language, meaning] = fetch<QString, QString>("language", "meaning");
+        ComCtrl line;
+        Exchange seen;
+        line.addObserver([&seen](const Exchange& exchange) { seen = exchange; });
+        ExchangeRecorder(line, WithCrc(Hex("010300800001")))
+            .failed(RunTimeError(ErrorNumber::PortLost, "/dev/ttyUSB0"));
+        DataFunctions7310::SetCurrentLanguage(language);
+        const QString shown = ExchangeText::Meaning(seen, text);
+        DataFunctions7310::SetCurrentLanguage("English");
+        QCOMPARE(shown, meaning);
     }
 
     // The ring keeps the newest exchanges.
