@@ -144,7 +144,7 @@ QString wSplash::versionText() const
 
 void wSplash::placeVersionLabels()
 {
-    const QPoint origin(24, height() - 56);
+    const QPoint origin(24, height() - 44);
     for (int i = 0; i < 4; ++i)
         m_lblVersion[i]->adjustSize();
     for (int i = 0; i < 2; ++i) {
