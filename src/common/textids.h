@@ -48,11 +48,13 @@ constexpr int ConfigMilliseconds = 1124; // unit label beside the RTS delay
 
 // Splash and About box wSplash.
 constexpr int AboutTitle = 1500;
-constexpr int SplashVersion = 1501;  // "Version " (lblVersion 0 and 1, followed by 2.1.)
-constexpr int SplashRelease = 1502;  // "Release" (lblVersion 2 and 3 before the number)
-constexpr int AboutAddresses = 1503; // cmdAbout
-constexpr int AboutMaker = 1510;     // postal address of the panel's maker, one line
-constexpr int AboutSoftware = 1511;  // postal address of the software house, one line
+constexpr int SplashVersion = 1501;      // "Version " (lblVersion 0 and 1, followed by 2.1.)
+constexpr int SplashRelease = 1502;      // "Release" (lblVersion 2 and 3 before the number)
+constexpr int AboutAddresses = 1503;     // cmdAbout
+constexpr int AboutMaker = 1510;         // postal address of the panel's maker, one line
+constexpr int AboutSoftware = 1511;      // postal address of the software house, one line
+constexpr int AboutMakerLabel = 1700;    // "Panel maker: %1" in the addresses box
+constexpr int AboutSoftwareLabel = 1701; // "Software house: %1" in the addresses box
 
 // Warning dialog wWarning.
 constexpr int WarningTitle = 1600;
@@ -274,5 +276,6 @@ constexpr int MonitorWithHorn = 236041;     // appended to a panel image
 constexpr int MonitorProbe = 236042;
 constexpr int MonitorProbeAnswer = 236043; // "probe: slave %1, firmware %2.%3"
 constexpr int MonitorRequestText = 236044; // "%1: address %2, count %3"
+constexpr int FrameNoAnswer = 236100;      // the frame builder's answer box after a time-out
 
 } // namespace TextId

@@ -94,9 +94,8 @@ void ExchangeRecorder::failed(const RunTimeError& error)
     if (!m_on)
         return;
     m_exchange.outcome = Exchange::Outcome::PortFault;
-    m_exchange.fault = ErrorReport::Description(error.number());
-    if (!error.detail().isEmpty())
-        m_exchange.fault += QStringLiteral(" (") + error.detail() + QLatin1Char(')');
+    m_exchange.faultNumber = error.number();
+    m_exchange.fault = error.detail();
     finish();
 }
 

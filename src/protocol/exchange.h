@@ -29,7 +29,10 @@ struct Exchange
     QByteArray answer;
     Outcome outcome = Outcome::TimeOut;
     int exceptionCode = 0;
-    QString fault; // the port fault's description
+    // The port fault: its number in the error table and its detail (device path, reason). The
+    // description is looked up when shown, so that it follows a change of language.
+    int faultNumber = 0;
+    QString fault;
 };
 
 using ExchangeObserver = std::function<void(const Exchange&)>;

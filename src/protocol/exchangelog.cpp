@@ -1,6 +1,7 @@
 #include "exchangelog.h"
 
 #include "detectk9120.h"
+#include "errorhandling.h"
 #include "textids.h"
 
 #include <QSaveFile>
@@ -168,18 +169,9 @@ QString hex(const QByteArray& bytes)
     return QString::fromLatin1(bytes.toHex(' ').toUpper());
 }
 
-QString csvField(QString field)
-{
-    if (field.contains(QLatin1Char(',')) || field.contains(QLatin1Char('"')) ||
-        field.contains(QLatin1Char('\n')) || field.contains(QLatin1Char('\r'))) {
-        field.replace(QLatin1String("\""), QLatin1String("\"\""));
-        return QLatin1Char('"') + field + QLatin1Char('"');
-    }
-    return field;
-}
-
 // The fields of one exchange, as exported.
-QStringList fields(const ExchangeLog& log, qsizetype index, const TextLookup& text)
+QStringList fields(const ExchangeLog& log, qsizetype index, const TextLookup& text,
+                   const CsvFormat& format = {})
 {
     const Exchange& e = log.at(index);
     const QString delta =
@@ -193,7 +185,7 @@ QStringList fields(const ExchangeLog& log, qsizetype index, const TextLookup& te
             e.settings,
             hex(e.request),
             hex(e.answer),
-            QString::number(e.durationUs / 1000.0, 'f', 3),
+            format.number(e.durationUs / 1000.0, 3),
             outcome,
             requestMeaning(e, text)};
 }
@@ -208,9 +200,12 @@ QString OutcomeText(const Exchange& exchange, const TextLookup& text)
     case Exchange::Outcome::Exception:
         return text(TextId::MonitorComplete + static_cast<int>(exchange.outcome))
             .arg(exchange.exceptionCode);
-    case Exchange::Outcome::PortFault:
-        return text(TextId::MonitorComplete + static_cast<int>(exchange.outcome)) +
-               QStringLiteral(": ") + exchange.fault;
+    case Exchange::Outcome::PortFault: {
+        QString fault = ErrorReport::Description(exchange.faultNumber);
+        if (!exchange.fault.isEmpty())
+            fault += QStringLiteral(" (") + exchange.fault + QLatin1Char(')');
+        return text(TextId::MonitorPortFault).arg(fault);
+    }
     default:
         return text(TextId::MonitorComplete + static_cast<int>(exchange.outcome));
     }
@@ -225,18 +220,14 @@ QString Meaning(const Exchange& exchange, const TextLookup& text)
     return meaning + QStringLiteral(" - ") + outcome;
 }
 
-QByteArray Csv(const ExchangeLog& log, const QStringList& header, const TextLookup& text)
+QByteArray Csv(const ExchangeLog& log, const QStringList& header, const TextLookup& text,
+               const CsvFormat& format)
 {
-    const auto line = [](const QStringList& values) {
-        QStringList quoted;
-        for (const QString& value : values)
-            quoted << csvField(value);
-        return quoted.join(QLatin1Char(',')) + QStringLiteral("\r\n");
-    };
-    QString csv = line(header);
+    QList<QStringList> lines{header};
+    lines.reserve(log.size() + 1);
     for (qsizetype i = 0; i < log.size(); ++i)
-        csv += line(fields(log, i, text));
-    return csv.toUtf8();
+        lines << fields(log, i, text, format);
+    return format.document(lines);
 }
 
 QByteArray PlainText(const ExchangeLog& log, const TextLookup& text)

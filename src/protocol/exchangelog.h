@@ -1,6 +1,7 @@
 #pragma once
 
 #include "commfunctions.h"
+#include "csvformat.h"
 #include "exchange.h"
 
 #include <QString>
@@ -43,12 +44,12 @@ QString Meaning(const Exchange& exchange, const CommFunctions::TextLookup& text)
 // The outcome in words ("" for a complete answer); an exception names its code.
 QString OutcomeText(const Exchange& exchange, const CommFunctions::TextLookup& text);
 
-// The whole log as CSV (RFC 4180: CRLF line ends, fields with a comma, quote or line break
-// quoted, quotes doubled; UTF-8), one header line then one line per exchange: ISO 8601 time
+// The whole log as CSV in the given form (separator, decimal mark, byte-order mark; CRLF line
+// ends, quoted fields where needed), one header line then one line per exchange: ISO 8601 time
 // with milliseconds, milliseconds since the previous exchange, origin, port, settings,
 // request and answer in hexadecimal, duration in milliseconds, outcome, meaning.
 QByteArray Csv(const ExchangeLog& log, const QStringList& header,
-               const CommFunctions::TextLookup& text);
+               const CommFunctions::TextLookup& text, const CsvFormat& format = {});
 // The same as aligned plain text, one exchange a line.
 QByteArray PlainText(const ExchangeLog& log, const CommFunctions::TextLookup& text);
 // Writes bytes to path atomically: false and *error set when it could not, with no half file.

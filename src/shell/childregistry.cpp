@@ -1,6 +1,7 @@
 #include "childregistry.h"
 
 #include "childwindow.h"
+#include "shellhelpers.h"
 
 #include <QIcon>
 #include <QMdiArea>
@@ -66,7 +67,7 @@ ChildWindow* ChildRegistry::load(int index)
         child->setHelpContextId(wanted->helpContextId);
     QMdiSubWindow* frame = m_area->addSubWindow(child);
     frame->setAttribute(Qt::WA_DeleteOnClose);
-    frame->setWindowIcon(QIcon(wanted->image));
+    frame->setWindowIcon(ThemedIcon(wanted->image, m_area->palette()));
     frame->setWindowTitle(child->windowTitle());
     m_open.append(Slot{index, child, frame});
     // Closed from its own close box: forgotten at once, although the frame is deleted later.
@@ -103,4 +104,35 @@ void ChildRegistry::unloadAll()
 {
     for (const Kind& each : m_kinds)
         unload(each.index);
+}
+
+void ChildRegistry::arrange(const QList<int>& indexes, const QSize& area)
+{
+    // Two columns, the window in front at the top left: each window fills its share of the
+    // area, or keeps the least size its controls need, in which case the next one starts
+    // where it ends (the area scrolls) rather than lie over it.
+    static constexpr int order[] = {0, 3, 2, 1};
+    QList<QWidget*> frames;
+    for (int index : order)
+        if (indexes.contains(index))
+            if (ChildWindow* child = window(index))
+                frames << child->frameWidget();
+    if (frames.isEmpty())
+        return;
+    const int rows = static_cast<int>((frames.size() + 1) / 2);
+    const QSize cell(area.width() / 2, area.height() / rows);
+    int top = 0;
+    for (int row = 0; row < rows; ++row) {
+        int left = 0;
+        int height = 0;
+        for (int column = 0; column < 2 && 2 * row + column < frames.size(); ++column) {
+            QWidget* frame = frames.at(2 * row + column);
+            const QSize size =
+                cell.expandedTo(frame->minimumSizeHint()).expandedTo(frame->minimumSize());
+            frame->setGeometry(QRect(QPoint(left, top), size));
+            left += size.width();
+            height = std::max(height, size.height());
+        }
+        top += height;
+    }
 }

@@ -2,6 +2,7 @@
 
 #include <QList>
 #include <QPointer>
+#include <QSize>
 #include <QString>
 
 #include <functional>
@@ -43,6 +44,9 @@ public:
     // Loads when needed, shows and brings the window to the front.
     ChildWindow* show(int index);
     void unloadAll();
+    // Lays the open windows of these kinds out side by side in an area of this size, without
+    // one hiding another (a first start, when no window has a place of its own).
+    void arrange(const QList<int>& indexes, const QSize& area);
 
 private:
     struct Slot

@@ -2,8 +2,10 @@
 
 #include "comctrl.h"
 #include "datafunctions7310.h"
+#include "detectk9120.h"
 #include "nationality.h"
 #include "textids.h"
+#include "uihelpers.h"
 
 #include <QAbstractTableModel>
 #include <QApplication>
@@ -14,6 +16,8 @@
 #include <QPushButton>
 #include <QScrollBar>
 #include <QStandardPaths>
+#include <QStyle>
+#include <QStyleOptionHeader>
 #include <QTableView>
 #include <QVBoxLayout>
 
@@ -25,6 +29,11 @@ QString text(int id)
 }
 
 constexpr int Columns = 6; // time, delta, origin, request, answer, meaning
+
+// The windows and steps that ask on the line, by the text IDs that name them in the list.
+constexpr int Origins[] = {TextId::PanelConfigTitle, TextId::PanelCalculTitle,
+                           TextId::PanelFrameTitle, TextId::PanelToolsTitle,
+                           CommFunctions::SearchOrigin};
 
 } // namespace
 
@@ -125,10 +134,6 @@ LineMonitor::LineMonitor(ComCtrl& line, QWidget* parent)
     m_view->verticalHeader()->hide();
     m_view->setSelectionBehavior(QAbstractItemView::SelectRows);
     m_view->horizontalHeader()->setStretchLastSection(true);
-    // Room for a time, a short delta, a window's name and an eight-byte frame.
-    const int digit = m_view->fontMetrics().horizontalAdvance(QLatin1Char('0'));
-    for (const auto& [column, digits] : {std::pair{0, 13}, {1, 6}, {2, 22}, {3, 26}, {4, 26}})
-        m_view->horizontalHeader()->resizeSection(column, digit * digits);
     m_view->setWordWrap(false);
     m_pause->setObjectName(QStringLiteral("cmdMonitor_0"));
     m_pause->setCheckable(true);
@@ -180,6 +185,38 @@ void LineMonitor::nationality()
     Tags::ApplyTexts(this);
     setWindowTitle(text(TextId::MonitorTitle));
     m_model->retitle();
+    fitColumns();
+}
+
+void LineMonitor::fitColumns()
+{
+    // Each column holds its heading and its longest text in the language shown: a time, a
+    // delta of up to five digits, the longest window name, an eight-byte frame.
+    QHeaderView* header = m_view->horizontalHeader();
+    const QFontMetrics metrics(m_view->font());
+    // The item delegate's margin on each side of a cell's text, and a blank of slack.
+    const int margins =
+        2 * (m_view->style()->pixelMetric(QStyle::PM_FocusFrameHMargin, nullptr, m_view) + 1) +
+        metrics.horizontalAdvance(QLatin1Char(' '));
+    int origin = 0;
+    for (int id : Origins)
+        origin = std::max(origin, metrics.horizontalAdvance(text(id)));
+    const int widest[] = {metrics.horizontalAdvance(QStringLiteral("00:00:00.000")),
+                          metrics.horizontalAdvance(QStringLiteral("00000")), origin,
+                          metrics.horizontalAdvance(QStringLiteral("00 ").repeated(8)),
+                          metrics.horizontalAdvance(QStringLiteral("00 ").repeated(8))};
+    for (int column = 0; column < Columns - 1; ++column) {
+        QStyleOptionHeader heading;
+        heading.initFrom(header);
+        heading.section = column;
+        heading.text = m_model->headerData(column, Qt::Horizontal, Qt::DisplayRole).toString();
+        heading.fontMetrics = header->fontMetrics();
+        const int headingWidth =
+            header->style()
+                ->sizeFromContents(QStyle::CT_HeaderSection, &heading, {}, header)
+                .width();
+        header->resizeSection(column, std::max(headingWidth, widest[column] + margins));
+    }
 }
 
 bool LineMonitor::exportTo(const QString& path)
@@ -192,13 +229,12 @@ bool LineMonitor::exportTo(const QString& path)
           TextId::MonitorDuration, TextId::MonitorOutcome, TextId::MonitorMeaning})
         header << text(id);
     const QByteArray bytes = path.endsWith(QLatin1String(".csv"), Qt::CaseInsensitive)
-                                 ? ExchangeText::Csv(log(), header, lookup)
+                                 ? ExchangeText::Csv(log(), header, lookup, CsvFormat::Current())
                                  : ExchangeText::PlainText(log(), lookup);
     QString error;
     if (ExchangeText::SaveAtomically(path, bytes, &error))
         return true;
-    QMessageBox::critical(this, QApplication::applicationDisplayName(),
-                          text(TextId::MonitorExportFailed).arg(error));
+    QMessageBox::critical(this, ConsoleTitle(), text(TextId::MonitorExportFailed).arg(error));
     return false;
 }
 

@@ -12,7 +12,8 @@ class QTableView;
 // The line monitor: a dock of the main frame that lists every exchange on the line (time, time
 // since the previous one, the window that asked, request, answer, meaning), faults in the
 // palette's link colour and bold. It keeps the last ExchangeLog::DefaultCapacity exchanges and
-// can pause, clear and export them (CSV or plain text). It observes the line while it exists.
+// can pause, clear and export them (CSV or plain text). It observes the line while it exists,
+// shown or not: the main frame makes it at start-up, so the list holds every exchange of the run.
 class LineMonitor : public QDockWidget
 {
     Q_OBJECT
@@ -31,6 +32,8 @@ public:
 
 private:
     void exportClicked();
+    // Widens the columns to their headings and texts in the current language.
+    void fitColumns();
 
     ComCtrl& m_line;
     int m_observer = 0;

@@ -4,7 +4,12 @@
 #include "errorhandling.h"
 
 #include <QApplication>
+#include <QFile>
 #include <QMetaObject>
+#include <QPainter>
+#include <QPalette>
+#include <QPixmap>
+#include <QSvgRenderer>
 #include <QWidget>
 
 #include <cmath>
@@ -69,4 +74,28 @@ void RefreshAllWindows()
         if (widget->isWindow() && widget->metaObject()->indexOfMethod("nationality()") >= 0)
             QMetaObject::invokeMethod(widget, "nationality");
     }
+}
+
+QIcon ThemedIcon(const QString& resource, const QPalette& palette)
+{
+    QFile file(resource);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    QByteArray svg = file.readAll();
+    if (palette.color(QPalette::Window).lightness() < 128) {
+        svg.replace("#1d3b5a", "#swap#");
+        svg.replace("#d8e6f2", "#1d3b5a");
+        svg.replace("#swap#", "#d8e6f2");
+    }
+    QSvgRenderer renderer(svg);
+    QIcon icon;
+    for (int side : {16, 24, 32, 48, 64}) {
+        QPixmap picture(side, side);
+        picture.fill(Qt::transparent);
+        QPainter painter(&picture);
+        renderer.render(&painter);
+        painter.end();
+        icon.addPixmap(picture);
+    }
+    return icon;
 }

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <QIcon>
 #include <QString>
+
+class QPalette;
 
 // Conversions of settings-file values, with the faults a bad value raises: the caller's
 // trap reports them.
@@ -20,3 +23,7 @@ bool Boolean(const QString& text);
 // Asks every open window (main frame, child windows, dialogs) to re-caption itself in the
 // current language.
 void RefreshAllWindows();
+
+// An image of the console (an SVG resource drawn in navy with light details) for a palette:
+// on a dark window background navy and light trade places, so the shapes keep their contrast.
+QIcon ThemedIcon(const QString& resource, const QPalette& palette);

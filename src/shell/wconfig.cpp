@@ -9,6 +9,7 @@
 #include "portlist.h"
 #include "shellhelpers.h"
 #include "textids.h"
+#include "uihelpers.h"
 #include "zrbfonctions.h"
 
 #include <QCheckBox>
@@ -69,6 +70,7 @@ wConfig::wConfig(ComCtrl& port, QWidget* parent)
 {
     setObjectName(QStringLiteral("wConfig"));
     Tags::Set(this, TextId::ConfigTitle);
+    MakeSmallDialog(this);
     buildControls();
     connectControls();
     load();

@@ -32,6 +32,7 @@
 #include <QMessageBox>
 #include <QPushButton>
 #include <QRegularExpression>
+#include <QScreen>
 
 namespace {
 
@@ -90,8 +91,9 @@ wMain::wMain(Files files, QWidget* parent)
 
 wMain::~wMain()
 {
-    // The children hold the serial line by reference: they go before it does.
+    // The children and the monitor hold the serial line by reference: they go before it does.
     qDeleteAll(m_mdiArea->subWindowList());
+    delete m_monitor;
     m_comCtrl.setChangeHook({});
 }
 
@@ -119,11 +121,12 @@ void wMain::registerChildren()
 
 bool wMain::load()
 {
+    QList<int> unplaced; // child windows without a place of their own
     // The data file comes first: without it there is no text to show anything with.
     const QString dataFile =
         m_files.dataFile.isEmpty() ? DataFunctions7310::DataFilePath() : m_files.dataFile;
     if (DataFunctions7310::OpenDataFile(dataFile) != 0) {
-        QMessageBox::critical(nullptr, QApplication::applicationDisplayName(),
+        QMessageBox::critical(nullptr, ConsoleTitle(),
                               QStringLiteral("Cannot open the Data file."));
         return false;
     }
@@ -142,9 +145,13 @@ bool wMain::load()
         DataFunctions7310::SetCurrentLanguage(language);
         // Opens the label table once; the text itself is not needed.
         DataFunctions7310::GetText(TextId::LanguageName);
+        // The monitor listens from now on, whether or not its pane is ever shown: a fault met
+        // before anyone thought of the monitor is still in its list.
+        makeLineMonitor();
         setPrompt(TextId::StatusPrompt);
         nationality();
         applyToolBarImages();
+        restorePlacement();
 
         if (language.isEmpty()) {
             // First run: the language is chosen before anything else happens.
@@ -201,11 +208,15 @@ bool wMain::load()
             mnuWindowMonitor_Click(true);
 
         // Loaded, unloaded and shown in this order; the configuration window comes last so
-        // that it ends in front.
+        // that it ends in front. Those with no place of their own yet (a first start) are then
+        // laid out side by side.
         for (int index : {1, 2, 3, 0}) {
             if (!m_children.kind(index))
                 continue;
             m_children.load(index);
+            if (!ZRBfonctions::RestoreWindow(m_children.window(index)->objectName(), {})
+                     .geometry.isValid())
+                unplaced << index;
             m_children.unload(index);
             m_children.show(index);
         }
@@ -214,7 +225,80 @@ bool wMain::load()
     }
     setEnabled(true);
     show();
+    keepFrameInSight();
+    // The area is now at its size: the windows with no place are laid out in it, and those
+    // with a place saved in a larger frame are brought inside it.
+    m_children.arrange(unplaced, m_mdiArea->viewport()->size());
+    for (const ChildRegistry::Kind& kind : m_children.kinds()) {
+        ChildWindow* child = m_children.window(kind.index);
+        QWidget* frame = child ? child->frameWidget() : nullptr;
+        if (frame && frame != child && !frame->isMaximized() && !unplaced.contains(kind.index))
+            frame->setGeometry(KeptInside(frame->geometry(), m_mdiArea->viewport()->rect()));
+    }
     return true;
+}
+
+void wMain::keepFrameInSight()
+{
+    // Once shown, the title bar's height is known: the whole frame, title bar included, is
+    // brought onto the screen.
+    if (isMaximized() || isFullScreen() || !screen())
+        return;
+    const QRect frame = frameGeometry();
+    const QRect kept = KeptInside(frame, screen()->availableGeometry());
+    if (kept == frame)
+        return;
+    resize(size() - (frame.size() - kept.size()));
+    move(kept.topLeft());
+}
+
+void wMain::restorePlacement()
+{
+    // The default: as large as the screen allows up to 1024 x 720, centred. A stored place is
+    // brought inside the screen it is on (or the primary one), whatever screen it was saved on.
+    const QScreen* screen = QGuiApplication::primaryScreen();
+    const QRect available = screen ? screen->availableGeometry() : QRect(0, 0, 1024, 768);
+    QRect fallback(QPoint(), QSize(1024, 720).boundedTo(available.size()));
+    fallback.moveCenter(available.center());
+    const auto placement = ZRBfonctions::RestoreWindow(objectName(), {fallback, {}});
+    const QScreen* holding = QGuiApplication::screenAt(placement.geometry.center());
+    setGeometry(KeptInside(placement.geometry, holding ? holding->availableGeometry() : available));
+    if (placement.state == ZRBfonctions::WindowState::Maximized)
+        setWindowState(windowState() | Qt::WindowMaximized);
+}
+
+void wMain::savePlacement()
+{
+    // The normal geometry, so that a maximised frame comes back to its own size when restored.
+    const QRect normal = isMaximized() || isMinimized() ? normalGeometry() : geometry();
+    ZRBfonctions::SaveWindow(objectName(),
+                             {normal, isMaximized() ? ZRBfonctions::WindowState::Maximized
+                                                    : ZRBfonctions::WindowState::Normal});
+}
+
+void wMain::changeEvent(QEvent* event)
+{
+    QMainWindow::changeEvent(event);
+    // The images are drawn for the palette's background: a dark theme gets light shapes.
+    if (event->type() == QEvent::PaletteChange || event->type() == QEvent::ApplicationPaletteChange)
+        refreshImages();
+}
+
+void wMain::refreshImages()
+{
+    for (const ChildRegistry::Kind& kind : m_children.kinds()) {
+        const QIcon icon = ThemedIcon(kind.image, palette());
+        m_images.insert(kind.toolbarKey, icon);
+        if (QAction* entry = m_mnuFilePanel.value(kind.index))
+            entry->setIcon(icon);
+        if (ChildWindow* child = m_children.window(kind.index))
+            child->frameWidget()->setWindowIcon(icon);
+    }
+    m_images.insert(QStringLiteral("mnuHelpContext"),
+                    ThemedIcon(QStringLiteral(":/shell/images/helpcontext.svg"), palette()));
+    m_images.insert(QStringLiteral("mnuFileQuit"),
+                    ThemedIcon(QStringLiteral(":/shell/images/quit.svg"), palette()));
+    applyToolBarImages();
 }
 
 void wMain::waitForSplash()
@@ -309,19 +393,24 @@ void wMain::mnuWindowCascade_Click()
     m_mdiArea->cascadeSubWindows();
 }
 
+void wMain::makeLineMonitor()
+{
+    if (m_monitor)
+        return;
+    m_monitor = new LineMonitor(m_comCtrl, this);
+    addDockWidget(Qt::BottomDockWidgetArea, m_monitor);
+    m_monitor->hide();
+    connect(m_monitor, &QDockWidget::visibilityChanged, menuEntry("mnuWindowMonitor"),
+            [this](bool visible) {
+                if (isVisible())
+                    menuEntry(QStringLiteral("mnuWindowMonitor"))->setChecked(visible);
+            });
+}
+
 void wMain::mnuWindowMonitor_Click(bool shown)
 {
-    if (!m_monitor && shown) {
-        m_monitor = new LineMonitor(m_comCtrl, this);
-        addDockWidget(Qt::BottomDockWidgetArea, m_monitor);
-        connect(m_monitor, &QDockWidget::visibilityChanged, menuEntry("mnuWindowMonitor"),
-                [this](bool visible) {
-                    if (isVisible())
-                        menuEntry(QStringLiteral("mnuWindowMonitor"))->setChecked(visible);
-                });
-    }
-    if (m_monitor)
-        m_monitor->setVisible(shown);
+    makeLineMonitor();
+    m_monitor->setVisible(shown);
     menuEntry(QStringLiteral("mnuWindowMonitor"))->setChecked(shown);
 }
 
@@ -398,7 +487,7 @@ bool wMain::queryUnload()
         }
     }
     QMessageBox question(this);
-    question.setWindowTitle(QApplication::applicationDisplayName());
+    question.setWindowTitle(ConsoleTitle());
     question.setStandardButtons(QMessageBox::Yes | QMessageBox::No);
     question.button(QMessageBox::Yes)->setText(DataFunctions7310::GetText(TextId::Yes));
     question.button(QMessageBox::No)->setText(DataFunctions7310::GetText(TextId::No));
@@ -425,6 +514,7 @@ void wMain::closeEvent(QCloseEvent* event)
                               m_monitor && m_monitor->isVisible() ? QStringLiteral("1")
                                                                   : QStringLiteral("0"));
     m_children.unloadAll();
+    savePlacement();
     Help::HtmlHelp(this, Help::ApplicationHelpFile(), Help::CloseAll, 0);
     event->accept();
 }

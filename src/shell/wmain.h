@@ -58,7 +58,8 @@ public:
     void mnuFileQuit_Click();
     void mnuOptionsPrefs_Click();
     void mnuWindowCascade_Click();
-    // Shows or hides the line monitor (made on first use); its state is kept between runs.
+    // Shows or hides the line monitor, which records from start-up; its state is kept between
+    // runs.
     void mnuWindowMonitor_Click(bool shown);
     LineMonitor* lineMonitor() const { return m_monitor; }
     void mnuHelpSummary_Click();
@@ -70,6 +71,7 @@ public:
 
 protected:
     void closeEvent(QCloseEvent* event) override;
+    void changeEvent(QEvent* event) override;
 
 private:
     void registerChildren();
@@ -83,6 +85,13 @@ private:
     void showLineState();
     bool queryUnload();
     void waitForSplash();
+    void makeLineMonitor();
+    // The frame's place and maximised state, kept in the settings file between runs.
+    void restorePlacement();
+    void savePlacement();
+    void keepFrameInSight();
+    // Toolbar, File menu and child window images drawn for the current palette.
+    void refreshImages();
 
     Files m_files;
     ComCtrl m_comCtrl;

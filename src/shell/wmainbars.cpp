@@ -5,6 +5,7 @@
 #include "datafunctions7310.h"
 #include "linemonitor.h"
 #include "nationality.h"
+#include "shellhelpers.h"
 #include "textids.h"
 
 #include <QAction>
@@ -47,7 +48,7 @@ void wMain::buildMenus()
     for (const ChildRegistry::Kind& kind : m_children.kinds()) {
         auto* entry = mnuFile->addAction(QString());
         entry->setObjectName(QStringLiteral("mnuFilePanel_%1").arg(kind.index));
-        entry->setIcon(QIcon(kind.image));
+        entry->setIcon(ThemedIcon(kind.image, palette()));
         const int index = kind.index;
         connect(entry, &QAction::triggered, this, [this, index] { mnuFilePanel_Click(index); });
         m_mnuFilePanel.insert(index, entry);
@@ -103,16 +104,16 @@ void wMain::buildToolBar()
     };
     for (const ChildRegistry::Kind& kind : m_children.kinds()) {
         addButton(kind.toolbarKey);
-        m_images.insert(kind.toolbarKey, QIcon(kind.image));
+        m_images.insert(kind.toolbarKey, ThemedIcon(kind.image, palette()));
     }
     addSeparator(QStringLiteral("tbrSep1"));
     addButton(QStringLiteral("mnuHelpContext"));
     addSeparator(QStringLiteral("tbrSep2"));
     addButton(QStringLiteral("mnuFileQuit"));
     m_images.insert(QStringLiteral("mnuHelpContext"),
-                    QIcon(QStringLiteral(":/shell/images/helpcontext.svg")));
+                    ThemedIcon(QStringLiteral(":/shell/images/helpcontext.svg"), palette()));
     m_images.insert(QStringLiteral("mnuFileQuit"),
-                    QIcon(QStringLiteral(":/shell/images/quit.svg")));
+                    ThemedIcon(QStringLiteral(":/shell/images/quit.svg"), palette()));
 }
 
 void wMain::buildStatusBar()

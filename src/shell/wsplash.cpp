@@ -3,6 +3,7 @@
 #include "datafunctions7310.h"
 #include "nationality.h"
 #include "textids.h"
+#include "uihelpers.h"
 
 #include <QApplication>
 #include <QKeyEvent>
@@ -10,6 +11,7 @@
 #include <QMessageBox>
 #include <QPainter>
 #include <QPushButton>
+#include <QScreen>
 #include <QSvgRenderer>
 #include <QTimer>
 
@@ -79,6 +81,12 @@ wSplash::wSplash(QWidget* parent)
         m_lblVersion[i]->setObjectName(QStringLiteral("lblVersion_%1").arg(i));
         m_lblVersion[i]->setStyleSheet(i % 2 ? shadow : face);
     }
+    for (int i = 0; i < 2; ++i) {
+        m_lblRelease[i] = new QLabel(this);
+        m_lblRelease[i]->setObjectName(QStringLiteral("lblRelease_%1").arg(i));
+        m_lblRelease[i]->setStyleSheet(i ? shadow : face);
+    }
+    m_lblRelease[1]->lower();
     m_lblVersion[1]->lower();
     m_lblVersion[3]->lower();
     m_imgSplash->lower();
@@ -121,6 +129,11 @@ void wSplash::setVersion(int major, int minor, int revision)
         m_lblVersion[i]->setText(version);
     for (int i : {2, 3})
         m_lblVersion[i]->setText(QString::number(revision));
+    // The release number once more under its own name, as the help describes it.
+    const QString release = DataFunctions7310::GetText(TextId::SplashRelease) + QLatin1Char(' ') +
+                            QString::number(revision);
+    for (QLabel* label : m_lblRelease)
+        label->setText(release);
     placeVersionLabels();
 }
 
@@ -134,6 +147,10 @@ void wSplash::placeVersionLabels()
     const QPoint origin(24, height() - 44);
     for (int i = 0; i < 4; ++i)
         m_lblVersion[i]->adjustSize();
+    for (int i = 0; i < 2; ++i) {
+        m_lblRelease[i]->adjustSize();
+        m_lblRelease[i]->move(origin + QPoint(i, m_lblVersion[0]->height() + 2 + i));
+    }
     m_lblVersion[0]->move(origin);
     m_lblVersion[1]->move(origin + QPoint(1, 1));
     // The release number follows the version text without a gap, on both layers.
@@ -169,7 +186,23 @@ void wSplash::imgSplash_Click()
 
 void wSplash::cmdAbout_Click()
 {
-    const QString addresses = DataFunctions7310::GetText(TextId::AboutMaker) + QLatin1Char('\n') +
-                              DataFunctions7310::GetText(TextId::AboutSoftware);
-    QMessageBox::information(this, QApplication::applicationDisplayName(), addresses);
+    // Each address under the name of its role: who makes the panel, who wrote the console.
+    const QString addresses = DataFunctions7310::GetText(TextId::AboutMakerLabel)
+                                  .arg(DataFunctions7310::GetText(TextId::AboutMaker)) +
+                              QLatin1Char('\n') +
+                              DataFunctions7310::GetText(TextId::AboutSoftwareLabel)
+                                  .arg(DataFunctions7310::GetText(TextId::AboutSoftware));
+    QMessageBox::information(this, ConsoleTitle(), addresses);
+}
+
+void wSplash::showEvent(QShowEvent* event)
+{
+    QDialog::showEvent(event);
+    // Centred on the main frame (or the screen when there is none), and on the screen whole.
+    const QWidget* owner = parentWidget() ? parentWidget()->window() : nullptr;
+    const QScreen* screen = owner ? owner->screen() : this->screen();
+    QRect placed(QPoint(), size());
+    placed.moveCenter(owner && owner->isVisible() ? owner->geometry().center()
+                                                  : screen->availableGeometry().center());
+    move(KeptInside(placed, screen->availableGeometry()).topLeft());
 }

@@ -31,10 +31,12 @@ public:
     QString versionText() const;
 
     QLabel* versionLabel(int index) const { return m_lblVersion[index]; }
+    QLabel* releaseLabel() const { return m_lblRelease[0]; }
     QPushButton* aboutButton() const { return m_cmdAbout; }
 
 protected:
     void keyPressEvent(QKeyEvent* event) override;
+    void showEvent(QShowEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
@@ -44,6 +46,7 @@ private:
 
     QLabel* m_imgSplash;
     QLabel* m_lblVersion[4];
+    QLabel* m_lblRelease[2]; // "Release n", drawn twice like the version line
     QPushButton* m_cmdAbout;
     QTimer* m_tmrClose;
 };

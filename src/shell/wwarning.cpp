@@ -2,6 +2,7 @@
 
 #include "nationality.h"
 #include "textids.h"
+#include "uihelpers.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -15,6 +16,7 @@ wWarning::wWarning(QWidget* parent)
 {
     setObjectName(QStringLiteral("wWarning"));
     Tags::Set(this, TextId::WarningTitle);
+    MakeSmallDialog(this);
 
     const int labelIds[2] = {TextId::WarningMessage, TextId::WarningQuestion};
     for (int i = 0; i < 2; ++i) {

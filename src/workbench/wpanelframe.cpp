@@ -92,6 +92,22 @@ void wPanelFrame::nationality()
     m_grdFrameData->setTextMatrix(0, dataColumn,
                                   DataFunctions7310::GetText(TextId::FrameGridValue));
     m_grdFrameData->resizeColumnToContents(0);
+    showAnswer();
+}
+
+void wPanelFrame::showAnswer()
+{
+    if (m_answer.isEmpty()) {
+        m_txtFrameData[Answer]->clear();
+        return;
+    }
+    // A lone zero byte is the transaction's mark for "nothing came back".
+    const bool timedOut = m_answer.size() == 1 && m_answer.at(0) == 0;
+    m_txtFrameData[Answer]->setText(
+        timedOut ? QLatin1Char('(') + DataFunctions7310::GetText(TextId::FrameNoAnswer) +
+                       QLatin1Char(')')
+                 : CommFunctions::FrameToText(m_answer));
+    m_txtFrameData[Answer]->setCursorPosition(0);
 }
 
 void wPanelFrame::cmdFrameData_Click(int index)
@@ -111,6 +127,7 @@ void wPanelFrame::cmdFrameData_Click(int index)
 void wPanelFrame::FrameCompute()
 {
     m_txtFrameData[Request]->clear();
+    m_answer.clear();
     m_txtFrameData[Answer]->clear();
 
     const std::int64_t slave = NumberText::Val(m_txtFrameSlave->text());
@@ -188,8 +205,8 @@ void wPanelFrame::FrameSend()
         const ComCtrl::OriginScope origin(m_port, TextId::PanelFrameTitle);
         answer = CommFunctions::FrameReceived(m_port, request, AnswerTimeout);
     }
-    m_txtFrameData[Answer]->setText(CommFunctions::FrameToText(answer));
-    m_txtFrameData[Answer]->setCursorPosition(0);
+    m_answer = answer;
+    showAnswer();
 
     // A hand-typed text that stops inside a byte loses its tail: say what went out.
     if (text.size() % 3 != 0 && m_port.isOpen())
@@ -210,6 +227,7 @@ void wPanelFrame::FrameSend()
 void wPanelFrame::cboFrameType_Click()
 {
     m_txtFrameData[Request]->clear();
+    m_answer.clear();
     m_txtFrameData[Answer]->clear();
     const int code = functionCode();
     if (isBitWrite(code))

@@ -56,6 +56,8 @@ private:
     bool fieldsAcceptable();
     int functionCode() const;
     void setBitEntry(bool bits);
+    // The answer box: the bytes that came back with what they mean, in the current language.
+    void showAnswer();
 
     ComCtrl& m_port;
     QSpinBox* m_updFrameSlave = nullptr;
@@ -68,4 +70,5 @@ private:
     std::array<QLineEdit*, 2> m_txtFrameData{};
     // A refused box whose focus is on its way back.
     QPointer<QLineEdit> m_refocusing;
+    QByteArray m_answer; // the last answer shown, kept so that a language change re-words it
 };

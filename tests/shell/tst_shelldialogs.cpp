@@ -1,4 +1,6 @@
 #include "shelltestkit.h"
+#include "uihelpers.h"
+#include "wwarning.h"
 
 #include <QCheckBox>
 #include <QGroupBox>
@@ -403,6 +405,77 @@ private slots:
         QVERIFY(backButton && forwardButton);
         QCOMPARE(backButton->isEnabled(), back);
         QCOMPARE(forwardButton->isEnabled(), forward);
+    }
+
+    // The small dialogs have a title bar with a close button only, and are as wide as their
+    // title in every language.
+    void smallDialogs_data()
+    {
+        columns<QString, QString>("dialog", "language");
+        for (const char* dialog : {"wConfig", "wWarning"})
+            for (const char* language : {"English", "Français", "Deutsch"})
+                row(QByteArray(dialog) + ' ' + language, QString(dialog),
+                    QString::fromUtf8(language));
+    }
+    void smallDialogs()
+    {
+        const auto [name, language] = fetch<QString, QString>("dialog", "language");
+        DataFunctions7310::SetCurrentLanguage(language);
+        ComCtrl port;
+        std::unique_ptr<QDialog> dialog;
+        if (name == "wConfig")
+            dialog = std::make_unique<wConfig>(port);
+        else
+            dialog = std::make_unique<wWarning>();
+        dialog->show();
+        const Qt::WindowFlags flags = dialog->windowFlags();
+        QVERIFY(flags.testFlag(Qt::CustomizeWindowHint) &&
+                flags.testFlag(Qt::WindowCloseButtonHint));
+        QVERIFY(!flags.testAnyFlags(Qt::WindowMinimizeButtonHint | Qt::WindowMaximizeButtonHint));
+        QFont bold = dialog->font();
+        bold.setBold(true);
+        const QFontMetrics metrics(bold);
+        QVERIFY2(dialog->width() >=
+                     metrics.horizontalAdvance(dialog->windowTitle()) + 3 * metrics.height(),
+                 qPrintable(dialog->windowTitle()));
+        QCOMPARE(ConsoleTitle(), language == "English"    ? "K7310 console"
+                                 : language == "Français" ? "Console K7310"
+                                                          : "K7310-Konsole");
+    }
+
+    // The addresses of the About box are named by their role; the release number stands on a
+    // line of its own under its name, in every language.
+    void aboutNamesAddressesAndRelease_data()
+    {
+        columns<QString, QString, QStringList>("language", "release", "addresses");
+        row("English", "English", "Release 12",
+            QStringList{"Panel maker: Orvane Signalisation SA", "Software house: Delmas"});
+        row("French", "Français", "Révision 12",
+            QStringList{"Fabricant du panneau : Orvane", "Éditeur du logiciel : Delmas"});
+        row("German", "Deutsch", "Revision 12",
+            QStringList{"Tableau-Hersteller: Orvane", "Softwarehaus: Delmas"});
+    }
+    void aboutNamesAddressesAndRelease()
+    {
+        const auto [language, release, addresses] =
+            fetch<QString, QString, QStringList>("language", "release", "addresses");
+        DataFunctions7310::SetCurrentLanguage(language);
+        wSplash::SetCloseInterval(20);
+        wSplash about;
+        about.setAboutMode(true);
+        about.setVersion(3, 0, 12);
+        about.show();
+        QCOMPARE(about.releaseLabel()->text(), release);
+        QVERIFY(about.releaseLabel()->geometry().top() >=
+                about.versionLabel(0)->geometry().bottom());
+        QVERIFY(about.rect().contains(about.releaseLabel()->geometry()));
+        QStringList seen;
+        AnswerNextBox(seen);
+        about.aboutButton()->click();
+        const QStringList lines = seen.value(3).split('\n');
+        QCOMPARE(lines.size(), 2);
+        for (int i = 0; i < 2; ++i)
+            QVERIFY2(lines[i].startsWith(addresses[i]), qPrintable(lines[i]));
     }
 
     // The about box ignores a click while its timer runs; once the timer is off, a key closes it.

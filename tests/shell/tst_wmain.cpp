@@ -1,14 +1,25 @@
+#include "linemonitor.h"
 #include "prompthook.h"
 #include "shelltestkit.h"
 #include "textids.h"
 
+#include <QHeaderView>
 #include <QMdiArea>
 #include <QMdiSubWindow>
+#include <QScreen>
+#include <QStyleFactory>
+#include <QTableView>
 #include <QWhatsThis>
 
 namespace {
 
 const QString withHelp = K7310_BIN_DIR; // a program folder holding the help
+
+// Qt's own measure of a heading, which the header keeps to itself.
+struct HeaderPeek : QHeaderView
+{
+    using QHeaderView::sectionSizeFromContents;
+};
 
 QString activePage()
 {
@@ -276,6 +287,183 @@ private slots:
             ' ' + DataFunctions7310::GetText(TextId::StatusLineClosed)));
     }
 
+    // Each toolbar image keeps its outline visible on the window background of a light and of
+    // a dark palette: most pixels near the image's edge contrast 3:1 or more with it.
+    void toolbarImagesKeepTheirContrast_data()
+    {
+        columns<QColor, QString>("background", "key");
+        for (const auto& [name, colour] : {std::pair{"light", QColor(0xef, 0xef, 0xef)},
+                                           std::pair{"dark", QColor(0x35, 0x35, 0x35)}})
+            for (const char* key : {"mnuFileConfig", "mnuFileCalcul", "mnuFileFrame",
+                                    "mnuFileTools", "mnuHelpContext", "mnuFileQuit"})
+                row(QByteArray(name) + ' ' + key, colour, QString(key));
+    }
+    void toolbarImagesKeepTheirContrast()
+    {
+        const auto [background, key] = fetch<QColor, QString>("background", "key");
+        ShellFixture fixture;
+        fixture.writeIni("English");
+        const QPalette before = QApplication::palette();
+        QPalette palette = QStyleFactory::create("Fusion")->standardPalette();
+        palette.setColor(QPalette::Window, background);
+        wMain frame(wMain::Files{fixture.dataFile, fixture.folder});
+        QVERIFY(frame.load());
+        // Changed while the console runs, as a desktop switching to its dark theme does.
+        QApplication::setPalette(palette);
+        QTest::qWait(1);
+        const QImage image = frame.toolButton(key)->icon().pixmap(48).toImage().convertToFormat(
+            QImage::Format_ARGB32);
+        QApplication::setPalette(before);
+
+        const auto luminance = [](QColor c) {
+            const auto channel = [](double v) {
+                return v <= 0.03928 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4);
+            };
+            return 0.2126 * channel(c.redF()) + 0.7152 * channel(c.greenF()) +
+                   0.0722 * channel(c.blueF());
+        };
+        const double ground = luminance(background);
+        const auto inside = [&image](int x, int y) {
+            return x >= 0 && y >= 0 && x < image.width() && y < image.height() &&
+                   qAlpha(image.pixel(x, y)) > 127;
+        };
+        int edge = 0;
+        int contrasting = 0;
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x) {
+                if (!inside(x, y))
+                    continue;
+                bool nearOutside = false; // within 3 pixels of the outline
+                for (int dy = -3; dy <= 3 && !nearOutside; ++dy)
+                    for (int dx = -3; dx <= 3 && !nearOutside; ++dx)
+                        nearOutside = !inside(x + dx, y + dy);
+                if (!nearOutside)
+                    continue;
+                ++edge;
+                const QColor pixel = QColor::fromRgba(image.pixel(x, y));
+                const double alpha = pixel.alphaF();
+                const QColor seen =
+                    QColor::fromRgbF(pixel.redF() * alpha + background.redF() * (1 - alpha),
+                                     pixel.greenF() * alpha + background.greenF() * (1 - alpha),
+                                     pixel.blueF() * alpha + background.blueF() * (1 - alpha));
+                const double l = luminance(seen);
+                if ((std::max(l, ground) + 0.05) / (std::min(l, ground) + 0.05) >= 3.0)
+                    ++contrasting;
+            }
+        QVERIFY(edge > 0);
+        QVERIFY2(contrasting * 10 >= edge * 6,
+                 qPrintable(QString("%1 of %2 edge pixels contrast").arg(contrasting).arg(edge)));
+    }
+
+    // Places saved on a larger screen come back into sight on this 1024 x 768 one: the main
+    // frame on the screen, a child window inside the main frame.
+    void placesComeBackIntoSight_data()
+    {
+        columns<QString, QString>("window", "stored");
+        row("main frame", "wMain", "Left=1500\nTop=900\nWidth=1600\nHeight=1100\n");
+        row("main frame left of the screen", "wMain",
+            "Left=-2000\nTop=-50\nWidth=900\nHeight=600\n");
+        row("calculator", "wPanelCalcul", "Left=1700\nTop=1100\nWidth=500\nHeight=300\n");
+        row("frame builder", "wPanelFrame", "Left=-900\nTop=40\nWidth=500\nHeight=300\n");
+    }
+    void placesComeBackIntoSight()
+    {
+        const auto [window, stored] = fetch<QString, QString>("window", "stored");
+        ShellFixture fixture;
+        fixture.writeIni("English", {}, {});
+        QFile ini(fixture.iniFile);
+        QVERIFY(ini.open(QIODevice::Append));
+        ini.write(QString("[%1]\n%2").arg(window, stored).toUtf8());
+        ini.close();
+        wMain frame(wMain::Files{fixture.dataFile, fixture.folder});
+        QVERIFY(frame.load());
+        // The main frame with its title bar on the screen; a child inside the frame's area.
+        QRect placed = frame.frameGeometry();
+        QRect area = frame.screen()->availableGeometry();
+        QCOMPARE(area.size(), QSize(1024, 768));
+        for (ChildWindow* child : frame.children().openWindows())
+            if (child->objectName() == window) {
+                placed = child->frameWidget()->geometry();
+                area = frame.mdiArea()->viewport()->rect();
+            }
+        const auto shown = [](QRect r) {
+            return QString("%1,%2 %3x%4").arg(r.x()).arg(r.y()).arg(r.width()).arg(r.height());
+        };
+        QVERIFY2(area.contains(placed), qPrintable(shown(placed) + " in " + shown(area)));
+    }
+
+    // At the first start the four windows lie side by side, none over another; the main
+    // frame's maximised state is kept for the next start.
+    void firstStartLaysOutSideBySide()
+    {
+        ShellFixture fixture;
+        fixture.writeIni("English");
+        {
+            wMain frame(wMain::Files{fixture.dataFile, fixture.folder});
+            QVERIFY(frame.load());
+            QVERIFY(frame.screen()->availableGeometry().contains(frame.frameGeometry()));
+            const auto frames = frame.mdiArea()->subWindowList();
+            QCOMPARE(frames.size(), 4);
+            for (int i = 0; i < frames.size(); ++i)
+                for (int j = i + 1; j < frames.size(); ++j)
+                    QVERIFY2(
+                        !frames[i]->geometry().intersects(frames[j]->geometry()),
+                        qPrintable(frames[i]->windowTitle() + " / " + frames[j]->windowTitle()));
+            // The window in front starts at the top left, where it is seen whole.
+            QCOMPARE(frame.children().window(0)->frameWidget()->pos(), QPoint(0, 0));
+            frame.showMaximized();
+            QStringList seen;
+            AnswerNextBox(seen, QMessageBox::Yes);
+            frame.mnuFileQuit_Click();
+            QVERIFY(!frame.isVisible());
+        }
+        QCOMPARE(ZRBfonctions::GetIniParam("wMain", "WindowState", {}), "2");
+        wMain again(wMain::Files{fixture.dataFile, fixture.folder});
+        QVERIFY(again.load());
+        QVERIFY(again.isMaximized());
+    }
+
+    // The monitor lists the exchanges from start-up, its pane never opened; its columns hold
+    // their headings and the longest window name in every language.
+    void lineMonitorRecordsFromStartUp_data()
+    {
+        QTest::addColumn<QString>("language");
+        for (const char* language : {"English", "Français", "Deutsch"})
+            row(language, QString::fromUtf8(language));
+    }
+    void lineMonitorRecordsFromStartUp()
+    {
+        QFETCH(QString, language);
+        ShellFixture fixture;
+        fixture.writeIni(language);
+        wMain frame(wMain::Files{fixture.dataFile, fixture.folder});
+        QVERIFY(frame.load());
+        Exchange asked;
+        asked.origin = TextId::PanelFrameTitle;
+        asked.request = QByteArray::fromHex("010300800001");
+        frame.comCtrl().notifyObservers(asked);
+        LineMonitor* monitor = frame.lineMonitor();
+        QVERIFY(monitor && !monitor->isVisible());
+        QCOMPARE(monitor->log().size(), 1);
+        QCOMPARE(monitor->log().at(0).request, asked.request);
+
+        frame.mnuWindowMonitor_Click(true);
+        QHeaderView* header = monitor->view()->horizontalHeader();
+        const QFontMetrics metrics(monitor->view()->font());
+        QStringList cut;
+        for (int column = 0; column < 5; ++column)
+            if (header->sectionSize(column) <
+                static_cast<HeaderPeek*>(header)->sectionSizeFromContents(column).width())
+                cut << "heading " + QString::number(column);
+        for (int id : {231000, 232000, 233000, 234000})
+            if (header->sectionSize(2) <
+                metrics.horizontalAdvance(DataFunctions7310::GetText(id)) + 8)
+                cut << DataFunctions7310::GetText(id);
+        if (header->sectionSize(1) < metrics.horizontalAdvance("00000") + 8)
+            cut << "five-digit delta";
+        QVERIFY2(cut.isEmpty(), qPrintable(cut.join(", ")));
+    }
+
     // A passing text stands for its time, then the standing text comes back, unless a newer
     // one was written meanwhile.
     void refusalPassesThroughThePrompt()
@@ -293,5 +481,21 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestMain)
+// The windows are laid out on a 1024 x 768 screen, the smallest the console is used on.
+int main(int argc, char* argv[])
+{
+    const QByteArray screen = QDir::temp().filePath("tst_wmain-screen.json").toLocal8Bit();
+    if (qgetenv("QT_QPA_PLATFORM") == "offscreen") {
+        QFile config(QString::fromLocal8Bit(screen));
+        if (config.open(QIODevice::WriteOnly | QIODevice::Truncate))
+            config.write(R"({"screens": [{"name": "OffscreenScreen", "x": 0, "y": 0,
+                "width": 1024, "height": 768, "logicalDpi": 96, "logicalBaseDpi": 96,
+                "dpr": 1}]})");
+        qputenv("QT_QPA_PLATFORM", "offscreen:configfile=" + screen);
+    }
+    QApplication app(argc, argv);
+    TestMain test;
+    QTEST_SET_MAIN_SOURCE_PATH
+    return QTest::qExec(&test, argc, argv);
+}
 #include "tst_wmain.moc"

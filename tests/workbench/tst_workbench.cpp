@@ -154,35 +154,40 @@ private slots:
     // sent, its four words in the grid.
     void send_data()
     {
-        // heard: what the panel received; prompts: in the status bar; cells: the data column
-        // afterwards.
-        columns<QString, QByteArray, QString, QStringList, QStringList>("typed", "heard", "shown",
-                                                                        "prompts", "cells");
+        // heard: what the panel received; shown: the answer box, then after a change to French;
+        // prompts: in the status bar; cells: the data column afterwards.
+        columns<QString, QByteArray, QStringList, QStringList, QStringList>(
+            "typed", "heard", "shown", "prompts", "cells");
         const QByteArray read = WithCrc(hex("010300810001"));
         const QByteArray bits = WithCrc(hex("010100000001"));
         const QByteArray write = WithCrc(hex("010F0000000101FF"));
-        const auto refused = [](const char* answer, int function) {
-            return asText(WithCrc(hex(answer))) + '(' +
-                   DataFunctions7310::GetText(TextId::ExceptionBase + function) + ')';
+        const auto refused = [](const char* answer, const QString& english, const QString& french) {
+            const QString bytes = asText(WithCrc(hex(answer)));
+            return QStringList{bytes + '(' + english + ')', bytes + '(' + french + ')'};
         };
         const QStringList cleared(4, QString());
         row("with the trailing blank: all bytes, the answer in the grid", asText(read), read,
-            asText(WithCrc(hex("0103020001"))), QStringList(), QStringList{"1"});
+            QStringList(2, asText(WithCrc(hex("0103020001")))), QStringList(), QStringList{"1"});
         row("without it: one byte less, no answer, the read's grid cleared, the bytes sent noted",
-            asText(read).chopped(1), read.chopped(1), "(Time-out)",
+            asText(read).chopped(1), read.chopped(1),
+            QStringList{"(Time-out: no answer)", "(Délai dépassé : pas de réponse)"},
             QStringList{DataFunctions7310::GetText(TextId::FramePartialBytes).arg(7)}, cleared);
         // The panel has no bits: functions 1 and 15 are refused with exception 01.
         row("exception answer with its text, the read's grid cleared", asText(bits), bits,
-            refused("018101", 1), QStringList(), cleared);
+            refused("018101", "Exception: read coils (1) refused",
+                    "Exception : lecture de bits (1) refusée"),
+            QStringList(), cleared);
         row("a write's exception keeps the values to write", asText(write), write,
-            refused("018F01", 15), QStringList(), QStringList{"254", "1", "1", "0"});
+            refused("018F01", "Exception: write multiple coils (15) refused",
+                    "Exception : écriture de plusieurs bits (15) refusée"),
+            QStringList(), QStringList{"254", "1", "1", "0"});
     }
 
     void send()
     {
         const auto [typed, heard, shown, prompts, cells] =
-            fetch<QString, QByteArray, QString, QStringList, QStringList>("typed", "heard", "shown",
-                                                                          "prompts", "cells");
+            fetch<QString, QByteArray, QStringList, QStringList, QStringList>(
+                "typed", "heard", "shown", "prompts", "cells");
         selectFunction(3);
         retype("txtFrameAddress", "128");
         control("txtFrameNbData")->setFocus();
@@ -200,10 +205,16 @@ private slots:
         QElapsedTimer clock;
         clock.start();
         click("cmdFrameData_1");
-        QCOMPARE(answer(), shown);
+        QCOMPARE(answer(), shown[0]);
         QCOMPARE(m_prompts.texts, prompts);
+        // The answer box follows a change of language.
+        DataFunctions7310::SetCurrentLanguage("Français");
+        m_window->nationality();
+        DataFunctions7310::SetCurrentLanguage(QString());
+        QCOMPARE(answer(), shown[1]);
         // The answer wait is 1 second.
-        QVERIFY2(shown != "(Time-out)" || (clock.elapsed() >= 900 && clock.elapsed() < 2500),
+        QVERIFY2(!shown[0].startsWith("(Time-out") ||
+                     (clock.elapsed() >= 900 && clock.elapsed() < 2500),
                  qPrintable(QString::number(clock.elapsed())));
         QCOMPARE(column(grid()), cells);
         QTRY_VERIFY(m_sim.heardFrames().size() > traced);

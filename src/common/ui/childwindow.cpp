@@ -71,14 +71,16 @@ void ChildWindow::showEvent(QShowEvent* event)
     m_placed = true;
     QWidget* frame = frameWidget();
     const auto placement = ZRBfonctions::RestoreWindow(objectName(), {frame->geometry(), {}});
-    frame->setGeometry(placement.geometry);
+    // A place saved on a larger screen or in a larger main frame comes back into sight.
+    QWidget* area = frame->parentWidget();
+    frame->setGeometry(KeptInside(placement.geometry, area ? area->rect() : QRect()));
     if (placement.state == ZRBfonctions::WindowState::Maximized)
         frame->showMaximized();
 }
 
 bool ConfirmDiscardChanges(QWidget* parent)
 {
-    QMessageBox box(QMessageBox::Warning, QApplication::applicationDisplayName(),
+    QMessageBox box(QMessageBox::Warning, ConsoleTitle(),
                     WithLineBreaks(DataFunctions7310::GetText(discardChangesQuestion)),
                     QMessageBox::Yes | QMessageBox::No, parent);
     box.setDefaultButton(QMessageBox::No);

@@ -1,9 +1,12 @@
 #include "uihelpers.h"
 
+#include "datafunctions7310.h"
 #include "errorhandling.h"
 #include "usercommand.h"
 
 #include <QApplication>
+#include <QDialog>
+#include <QEvent>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QStyle>
@@ -25,8 +28,7 @@ void InstallMessageBoxPresenter()
     ErrorReport::SetPresenter([](const QString& message) {
         while (QApplication::overrideCursor())
             QApplication::restoreOverrideCursor();
-        QMessageBox::critical(QApplication::activeWindow(), QApplication::applicationDisplayName(),
-                              message);
+        QMessageBox::critical(QApplication::activeWindow(), ConsoleTitle(), message);
     });
 }
 
@@ -45,4 +47,66 @@ void SelectAll(QLineEdit* box)
 QString WithLineBreaks(QString text, const QString& lineBreak)
 {
     return text.replace(QLatin1Char('|'), lineBreak);
+}
+
+namespace {
+
+constexpr int consoleTitleId = 1000;
+
+// Keeps a dialog as wide as its title: the window manager's title font is not known, so the
+// bold application font with a tenth of slack, plus room for the icon and the close button.
+class TitleWidth : public QObject
+{
+public:
+    using QObject::QObject;
+
+    static void Fit(QDialog* dialog)
+    {
+        QFont font = dialog->font();
+        font.setBold(true);
+        const int title = QFontMetrics(font).horizontalAdvance(dialog->windowTitle());
+        const int decorations = 4 * QFontMetrics(font).height() + 32;
+        dialog->setMinimumWidth(title + title / 10 + decorations);
+    }
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        if (event->type() == QEvent::WindowTitleChange || event->type() == QEvent::FontChange)
+            if (auto* dialog = qobject_cast<QDialog*>(watched))
+                Fit(dialog);
+        return false;
+    }
+};
+
+} // namespace
+
+QString ConsoleTitle()
+{
+    if (DataFunctions7310::IsOpen())
+        if (const std::optional<QString> text = DataFunctions7310::FindText(consoleTitleId);
+            text && !text->isEmpty())
+            return *text;
+    return QStringLiteral("K7310 console");
+}
+
+void MakeSmallDialog(QDialog* dialog)
+{
+    // CustomizeWindowHint makes the hints below the whole list: without it the window manager
+    // is free to add its own buttons.
+    dialog->setWindowFlags(Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
+                           Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint);
+    dialog->installEventFilter(new TitleWidth(dialog));
+    TitleWidth::Fit(dialog);
+}
+
+QRect KeptInside(QRect wanted, const QRect& area)
+{
+    if (!area.isValid())
+        return wanted;
+    wanted.setWidth(std::min(wanted.width(), area.width()));
+    wanted.setHeight(std::min(wanted.height(), area.height()));
+    wanted.moveLeft(std::clamp(wanted.left(), area.left(), area.right() - wanted.width() + 1));
+    wanted.moveTop(std::clamp(wanted.top(), area.top(), area.bottom() - wanted.height() + 1));
+    return wanted;
 }

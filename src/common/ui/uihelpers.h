@@ -2,7 +2,9 @@
 
 #include <QString>
 
+class QDialog;
 class QLineEdit;
+class QRect;
 class QWidget;
 
 // The hourglass for the length of a device action; the pointer comes back when it goes out
@@ -28,3 +30,16 @@ void SelectAll(QLineEdit* box);
 
 // "|" in a database text stands for a line break.
 QString WithLineBreaks(QString text, const QString& lineBreak = QStringLiteral("\n"));
+
+// The console's name in the current language (text 1000), the title of its message boxes;
+// the English name while the data file is not open.
+QString ConsoleTitle();
+
+// A dialog of fixed content: title bar with a close button only (no minimise or maximise
+// button on any window manager), and at least as wide as its title in every language, so the
+// title is never cut. Call it once, after the dialog's flags are otherwise set.
+void MakeSmallDialog(QDialog* dialog);
+
+// The rectangle moved, and shrunk where it is larger, so that it lies wholly inside area: a
+// position saved on a larger screen comes back into sight.
+QRect KeptInside(QRect wanted, const QRect& area);
