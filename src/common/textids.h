@@ -242,6 +242,19 @@ constexpr int ToolsSequence = 234200;
 constexpr int ToolsCommParams = 234201;   // followed by the line settings text
 constexpr int SequenceFirst = 234210;     // cboToolsSequence items 0..5
 constexpr int SequenceHelpFirst = 234230; // lblHelp for sequence 0..5
+// Status bar confirmations of the window's finished actions.
+constexpr int ToolsLedSent = 234300;           // %1 LED, %2 slave, %3 state
+constexpr int ToolsHornSent = 234301;          // %1 slave, %2 state
+constexpr int ToolsImageSent = 234302;         // %1 slave
+constexpr int ToolsImageRead = 234303;         // %1 slave
+constexpr int ToolsLampTestSent = 234304;      // %1 slave
+constexpr int ToolsPanelOffDone = 234305;      // %1 slave
+constexpr int ToolsAckSent = 234306;           // %1 slave
+constexpr int ToolsAlarmAcknowledged = 234307; // %1 slave
+constexpr int ToolsSequenceStopped = 234308;
+constexpr int ToolsLogCleared = 234309;
+constexpr int ToolsNoValidAnswer = 234310; // %1 slave, %2 the outcome
+constexpr int ToolsNothingSent = 234311;   // %1 slave
 
 // Line monitor (a dock of the main frame) and the words its meaning column uses.
 constexpr int MonitorTitle = 236000;

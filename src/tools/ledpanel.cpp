@@ -54,7 +54,6 @@ LedPanel::LedPanel(QWidget* parent)
     m_lblTest->setMargin(6);
     m_lblTest->setMinimumWidth(64);
     m_lblTest->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
-    m_lblTest->setCursor(Qt::PointingHandCursor);
     connect(m_imgKlaxon, &HornImage::clicked, this, &LedPanel::hornClicked);
     connect(m_lblTest, &ClickLabel::clicked, this, &LedPanel::testClicked);
 
@@ -102,6 +101,15 @@ void LedPanel::setCaption(int n, const QString& text)
 {
     m_txtPanneau[n]->setText(text);
     m_txtPanneau[n]->setCursorPosition(0);
+}
+
+void LedPanel::setTestActive(bool active)
+{
+    m_lblTest->setEnabled(active);
+    if (active)
+        m_lblTest->setCursor(Qt::PointingHandCursor);
+    else
+        m_lblTest->unsetCursor();
 }
 
 bool LedPanel::lit(int n) const

@@ -44,6 +44,8 @@ public:
     LedLamp* lamp(int n) const { return m_lblPanneau[n]; }
     HornImage* hornImage() const { return m_imgKlaxon; }
     ClickLabel* testLabel() const { return m_lblTest; }
+    // "TEST" looks and acts clickable only while a click on it does something.
+    void setTestActive(bool active);
 
 signals:
     void ledClicked(int n);

@@ -2,6 +2,9 @@
 
 #include <QMouseEvent>
 #include <QPainter>
+#include <QPainterPath>
+
+#include <algorithm>
 
 namespace {
 
@@ -90,8 +93,6 @@ void LedLamp::mouseReleaseEvent(QMouseEvent* event)
 
 HornImage::HornImage(QWidget* parent)
     : QWidget(parent)
-    , m_klaxonOn(QStringLiteral(":/tools/images/klaxonon.svg"))
-    , m_klaxonOff(QStringLiteral(":/tools/images/klaxonoff.svg"))
 {
     setObjectName(QStringLiteral("imgKlaxon"));
     setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
@@ -113,9 +114,49 @@ QSize HornImage::sizeHint() const
 
 void HornImage::paintEvent(QPaintEvent*)
 {
+    // Drawn on a 48 x 48 grid, scaled to the widget and centred.
+    constexpr qreal grid = 48;
     QPainter painter(this);
-    const QIcon& picture = m_on ? m_klaxonOn : m_klaxonOff;
-    picture.paint(&painter, rect(), Qt::AlignCenter, isEnabled() ? QIcon::Normal : QIcon::Disabled);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const qreal scale = std::min(width(), height()) / grid;
+    painter.translate((width() - grid * scale) / 2, (height() - grid * scale) / 2);
+    painter.scale(scale, scale);
+
+    const QPalette::ColorGroup group = isEnabled() ? QPalette::Active : QPalette::Disabled;
+    const QColor ink = palette().color(group, QPalette::WindowText);
+    const QColor bell = m_on ? palette().color(group, QPalette::Highlight)
+                             : palette().color(group, QPalette::Window);
+    const auto pen = [&ink](qreal width) {
+        return QPen(ink, width, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
+    };
+
+    // The body, and the bell opening to the right.
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(ink);
+    painter.drawRoundedRect(QRectF(4, 18, 8, 12), 1.5, 1.5);
+    painter.setPen(pen(2));
+    painter.setBrush(bell);
+    painter.drawPolygon(QPolygonF{{12, 19}, {27, 8}, {27, 40}, {12, 29}});
+
+    painter.setBrush(Qt::NoBrush);
+    painter.setPen(pen(2.5));
+    if (m_on) {
+        // Three sound waves: where each starts, how far up and down it reaches, how far it
+        // bulges to the right.
+        struct Wave
+        {
+            qreal x, reach, bulge;
+        };
+        for (const Wave& w : {Wave{32, 6, 3}, Wave{36.5, 10.5, 5.5}, Wave{41, 15, 7.5}}) {
+            QPainterPath wave({w.x, 24 - w.reach});
+            wave.quadTo({w.x + w.bulge, 24}, {w.x, 24 + w.reach});
+            painter.drawPath(wave);
+        }
+    } else {
+        // Crossed out: silent.
+        painter.drawLine(QLineF(33, 19, 43, 29));
+        painter.drawLine(QLineF(43, 19, 33, 29));
+    }
 }
 
 void HornImage::mouseReleaseEvent(QMouseEvent* event)

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QIcon>
 #include <QLabel>
 #include <QPixmap>
 #include <QWidget>
@@ -48,7 +47,10 @@ private:
     mutable std::array<QPixmap, 2> m_faces;
 };
 
-// The horn: the picture "KlaxonOn" while its state is not 0, "KlaxonOff" otherwise.
+// The horn: the picture "KlaxonOn" while its state is not 0, "KlaxonOff" otherwise. Both are
+// drawn in the palette's colours, so that they keep their contrast on a dark palette: the
+// horn in the window's text colour, crossed out while silent; sounding, its bell takes the
+// highlight colour and sound waves come out of it.
 class HornImage : public QWidget
 {
     Q_OBJECT
@@ -69,9 +71,6 @@ protected:
     void mouseReleaseEvent(QMouseEvent* event) override;
 
 private:
-    // imlKlaxon: the two pictures, by their keys.
-    QIcon m_klaxonOn;
-    QIcon m_klaxonOff;
     bool m_on = false;
 };
 

@@ -4,8 +4,11 @@
 #include "commfunctions.h"
 #include "datafunctions7310.h"
 #include "errorhandling.h"
+#include "exchangelog.h"
 #include "ledpanel.h"
 #include "linelock.h"
+#include "panelwidgets.h"
+#include "prompthook.h"
 #include "textids.h"
 #include "uihelpers.h"
 #include "zrbfonctions.h"
@@ -22,6 +25,7 @@
 #include <QMdiSubWindow>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QScrollArea>
 #include <QTimer>
 #include <QTreeWidget>
 
@@ -31,6 +35,14 @@ namespace {
 
 const QString captionSection = QStringLiteral("Panneau");
 const QString timeOutText = QStringLiteral("(Time-out)");
+
+// Texts by number in the current language, for the line monitor's wording of outcomes.
+QString lookup(int textId)
+{
+    return DataFunctions7310::GetText(textId);
+}
+// A log line whose answer is not complete carries this flag in its first column.
+constexpr int FaultRole = Qt::UserRole;
 
 // Settings key of LED n's caption: "Label1" to "Label24".
 QString captionKey(int n)
@@ -72,6 +84,7 @@ void wPanelTools::Form_Load()
         sizeLogColumns();
         m_running = false;
         setModified(false);
+        beginAction();
         cboToolsSequence_Click();
     } catch (const RunTimeError& error) {
         ErrorHandling(QStringLiteral("wPanelTools.Form_Load"), error);
@@ -102,6 +115,9 @@ bool wPanelTools::eventFilter(QObject* watched, QEvent* event)
     // The log's width is known once it is laid out, and follows the window's size.
     if (watched == m_lvwPanel && event->type() == QEvent::Resize)
         sizeLogColumns();
+    // Marked log lines take the link colour of the palette in use.
+    if (watched == m_lvwPanel && event->type() == QEvent::PaletteChange)
+        recolourLog();
     return ChildWindow::eventFilter(watched, event);
 }
 
@@ -115,6 +131,8 @@ void wPanelTools::showEvent(QShowEvent* event)
         Form_Activate();
         return;
     }
+    // Once the main frame's area has placed the new window.
+    QTimer::singleShot(0, this, &wPanelTools::fitInArea);
     // Inside the main frame, the window is activated and left through its frame.
     connect(m_frame->mdiArea(), &QMdiArea::subWindowActivated, this, [this](QMdiSubWindow* now) {
         if (now == m_frame)
@@ -124,6 +142,35 @@ void wPanelTools::showEvent(QShowEvent* event)
     });
     if (m_frame->mdiArea()->activeSubWindow() == m_frame)
         Form_Activate();
+}
+
+QSize wPanelTools::sizeHint() const
+{
+    // As large as the controls ask for in the language shown, not the scroll area's own
+    // guess; the main frame's area may then make it smaller (see fitInArea).
+    return m_body->sizeHint();
+}
+
+void wPanelTools::fitInArea()
+{
+    // A window larger than the main frame's area (a small screen, or a size kept from a
+    // larger one) is made to fit it, and moved into it; its contents then scroll.
+    QMdiArea* area = m_frame ? m_frame->mdiArea() : nullptr;
+    if (!area || !area->isVisible() || m_frame->isMaximized() || m_frame->isMinimized())
+        return;
+    const QRect room = area->viewport()->rect();
+    QSize wanted = m_frame->size();
+    // Without a size kept from an earlier run, the window takes the size its controls ask
+    // for now that they are polished, around them the frame's title and borders.
+    if (ZRBfonctions::RestoreWindow(objectName(), {}).geometry.isNull())
+        wanted += sizeHint() - size();
+    QRect placed(m_frame->geometry().topLeft(), wanted.boundedTo(room.size()));
+    placed.moveRight(std::min(placed.right(), room.right()));
+    placed.moveBottom(std::min(placed.bottom(), room.bottom()));
+    placed.moveLeft(std::max(placed.left(), room.left()));
+    placed.moveTop(std::max(placed.top(), room.top()));
+    if (placed != m_frame->geometry())
+        m_frame->setGeometry(placed);
 }
 
 void wPanelTools::changeEvent(QEvent* event)
@@ -142,14 +189,14 @@ void wPanelTools::Form_Activate()
 
 void wPanelTools::Form_Deactivate()
 {
-    // Leaving the window stops a running sequence at its next wait.
-    m_running = false;
+    // Leaving the window stops a running sequence.
+    stopRunning();
 }
 
 void wPanelTools::onUnload()
 {
     m_unloading = true;
-    m_running = false;
+    stopRunning();
     m_frmPanneau->blinkTimer()->stop();
     for (int n = 0; n < LedCount; ++n)
         ZRBfonctions::SetIniParam(captionSection, captionKey(n), m_frmPanneau->caption(n));
@@ -167,6 +214,18 @@ void wPanelTools::cboToolsSequence_Click()
     m_cmdTools[cmdStop]->setEnabled(false);
     m_frmPanneau->setEnabled(index == Manual || index == WholePanel || index == Alarm);
     m_lblHelp->setText(DataFunctions7310::GetText(TextId::SequenceHelpFirst + index));
+    showTestActive();
+}
+
+bool wPanelTools::testClickActs() const
+{
+    return m_cboToolsSequence->currentIndex() == Alarm && m_cmdTools[cmdStart]->isEnabled() &&
+           !m_running;
+}
+
+void wPanelTools::showTestActive()
+{
+    m_frmPanneau->setTestActive(testClickActs());
 }
 
 void wPanelTools::cmdTools_Click(int index)
@@ -176,15 +235,19 @@ void wPanelTools::cmdTools_Click(int index)
         case cmdStart:
             if (m_running)
                 return;
+            beginAction();
             switch (m_cboToolsSequence->currentIndex()) {
             case WholePanel:
                 SendWholePanel();
+                confirm(text(TextId::ToolsImageSent).arg(slave()));
                 break;
             case ReadPanel:
                 LecturePanneau();
+                confirm(text(TextId::ToolsImageRead).arg(slave()));
                 break;
             case LampTest:
                 TestLeds();
+                confirm(text(TextId::ToolsLampTestSent).arg(slave()));
                 break;
             case Sweep:
                 MonteeDescente();
@@ -198,13 +261,16 @@ void wPanelTools::cmdTools_Click(int index)
             // The window may be gone by now: nothing more to do here.
             return;
         case cmdStop:
-            m_running = false;
+            stopRunning();
             return;
         case cmdRazPanel:
+            beginAction();
             EteintPanneau();
+            confirm(text(TextId::ToolsPanelOffDone).arg(slave()));
             return;
         case cmdRazTableau:
             m_lvwPanel->clear();
+            PromptHook::Confirm(text(TextId::ToolsLogCleared));
             return;
         default:
             return;
@@ -220,8 +286,11 @@ void wPanelTools::lblPanneau_Click(int n)
     if (sequence != Manual && sequence != WholePanel)
         return;
     m_frmPanneau->setState(n, LedStateSelection());
-    if (sequence == Manual)
-        EnvoieUneLed(n);
+    if (sequence != Manual)
+        return;
+    beginAction();
+    EnvoieUneLed(n);
+    confirm(text(TextId::ToolsLedSent).arg(n).arg(slave()).arg(m_frmPanneau->state(n)));
 }
 
 void wPanelTools::imgKlaxon_Click()
@@ -230,16 +299,20 @@ void wPanelTools::imgKlaxon_Click()
     if (sequence != Manual && sequence != WholePanel)
         return;
     m_frmPanneau->setHorn(LedStateSelection());
-    if (sequence == Manual)
-        EnvoieUneLed(HornIndex + 1);
+    if (sequence != Manual)
+        return;
+    beginAction();
+    EnvoieUneLed(HornIndex + 1);
+    confirm(text(TextId::ToolsHornSent).arg(slave()).arg(m_frmPanneau->horn()));
 }
 
 void wPanelTools::lblTest_Click()
 {
     // The technician's acknowledgement, played from the screen: blinking LEDs turn steady and
     // the horn stops. Only for the alarm sequence, and not while it runs.
-    if (m_cboToolsSequence->currentIndex() != Alarm || !m_cmdTools[cmdStart]->isEnabled())
+    if (!testClickActs())
         return;
+    beginAction();
     PanelImage image = m_frmPanneau->image();
     for (int& state : image.leds) {
         if (state > SteadyState)
@@ -248,6 +321,7 @@ void wPanelTools::lblTest_Click()
     image.horn = 0;
     m_frmPanneau->setImage(image);
     SendWholePanel();
+    confirm(text(TextId::ToolsAckSent).arg(slave()));
 }
 
 // ---- Operations -----------------------------------------------------------------------------
@@ -273,9 +347,12 @@ QByteArray wPanelTools::exchange(const QByteArray& request)
     LineLock lock(m_port);
     if (request.size() < 2 || !lock.acquired()) {
         m_refused = true;
+        m_actionRefused = true;
         QApplication::beep();
         return {};
     }
+    // The line monitor names this window as the one that asked.
+    const ComCtrl::OriginScope origin(m_port, TextId::PanelToolsTitle);
     auto* line = new QTreeWidgetItem(m_lvwPanel, {CommFunctions::FrameToText(request)});
     // A long frame may not fit its column: the whole text is its tooltip.
     line->setToolTip(0, line->text(0));
@@ -287,9 +364,75 @@ QByteArray wPanelTools::exchange(const QByteArray& request)
     }
     line->setText(1, CommFunctions::FrameToText(answer));
     line->setToolTip(1, line->text(1));
+    // A one-byte frame stands for no answer at all.
+    const bool nothing = answer.size() == 1 && answer.at(0) == 0;
+    m_last = Exchange{};
+    m_last.request = request;
+    m_last.answer = nothing ? QByteArray() : answer;
+    m_last.outcome = ClassifyAnswer(request, m_last.answer, &m_last.exceptionCode);
+    if (m_last.outcome != Exchange::Outcome::Complete) {
+        markLogLine(line, m_last);
+        if (m_actionFault.outcome == Exchange::Outcome::Complete)
+            m_actionFault = m_last;
+    }
     ClearPanel();
     m_lvwPanel->scrollToItem(line);
-    return answer;
+    return m_last.answer;
+}
+
+void wPanelTools::markLogLine(QTreeWidgetItem* line, const Exchange& judged) const
+{
+    line->setData(0, FaultRole, true);
+    QFont bold = m_lvwPanel->font();
+    bold.setBold(true);
+    const QString reason = ExchangeText::OutcomeText(judged, lookup);
+    for (int column = 0; column < 2; ++column) {
+        line->setFont(column, bold);
+        line->setForeground(column, m_lvwPanel->palette().brush(QPalette::Link));
+        line->setToolTip(column, line->text(column) + QLatin1Char('\n') + reason);
+    }
+}
+
+void wPanelTools::recolourLog()
+{
+    for (int i = 0; i < m_lvwPanel->topLevelItemCount(); ++i) {
+        QTreeWidgetItem* line = m_lvwPanel->topLevelItem(i);
+        if (!line->data(0, FaultRole).toBool())
+            continue;
+        for (int column = 0; column < 2; ++column)
+            line->setForeground(column, m_lvwPanel->palette().brush(QPalette::Link));
+    }
+}
+
+// ---- Status bar -----------------------------------------------------------------------------
+
+QString wPanelTools::text(int textId) const
+{
+    return DataFunctions7310::GetText(textId);
+}
+
+void wPanelTools::beginAction()
+{
+    m_actionRefused = false;
+    m_actionFault = Exchange{};
+    m_actionFault.outcome = Exchange::Outcome::Complete;
+}
+
+QString wPanelTools::failureText(bool refused, const Exchange& judged) const
+{
+    if (refused)
+        return text(TextId::ToolsNothingSent).arg(slave());
+    return text(TextId::ToolsNoValidAnswer)
+        .arg(slave())
+        .arg(ExchangeText::OutcomeText(judged, lookup));
+}
+
+void wPanelTools::confirm(const QString& done)
+{
+    if (m_actionRefused || m_actionFault.outcome != Exchange::Outcome::Complete)
+        PromptHook::Confirm(failureText(m_actionRefused, m_actionFault));
+    else
+        PromptHook::Confirm(done);
 }
 
 void wPanelTools::EnvoieUneLed(int n)
@@ -305,18 +448,22 @@ void wPanelTools::SendWholePanel()
 void wPanelTools::LecturePanneau()
 {
     const QByteArray answer = exchange(ImageReadRequest(slave()));
+    // Only a complete answer, CRC right, tells what the panel shows.
     PanelImage image = m_frmPanneau->image();
-    if (Unpack(answer, image))
+    if (answeredWell() && Unpack(answer, image))
         m_frmPanneau->setImage(image);
 }
 
-void wPanelTools::EteintPanneau()
+bool wPanelTools::EteintPanneau()
 {
     m_frmPanneau->setImage(PanelImage{});
     exchange(AllLedsOffRequest(slave()));
-    // A panel that did not take the first will not take the second: one time-out is enough.
-    if (!stepFailed())
+    // The horn is a word of its own: it is switched off whatever became of the LEDs' request,
+    // unless that one could not be sent at all.
+    const bool ledsFailed = stepFailed();
+    if (!m_refused)
         exchange(HornOffRequest(slave()));
+    return !ledsFailed && !stepFailed();
 }
 
 void wPanelTools::TestLeds()

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "childwindow.h"
+#include "exchange.h"
 #include "panelcommands.h"
 
 #include <QByteArray>
@@ -11,6 +12,7 @@
 class ComCtrl;
 class LedPanel;
 class QComboBox;
+class QEventLoop;
 class QGroupBox;
 class QLabel;
 class QLineEdit;
@@ -18,6 +20,7 @@ class QMdiSubWindow;
 class QPushButton;
 class QRadioButton;
 class QTreeWidget;
+class QTreeWidgetItem;
 
 // The panel test window: drives the LEDs and the horn of one K7310 through its command map,
 // runs the test sequences, shows a blinking copy of the panel and logs the last exchanges.
@@ -54,6 +57,7 @@ public:
     wPanelTools(ComCtrl& port, QWidget* parent = nullptr);
 
     void nationality() override;
+    QSize sizeHint() const override;
 
     bool running() const { return m_running; }
     LedPanel* panel() const { return m_frmPanneau; }
@@ -63,12 +67,17 @@ public:
     void EnvoieUneLed(int n);
     void SendWholePanel();
     void LecturePanneau();
-    void EteintPanneau();
+    // False when either of its two exchanges failed.
+    bool EteintPanneau();
     void TestLeds();
     void EnvoiAlarme();
     void MonteeDescente();
     void ClearPanel();
     bool LastFrameTimedOut() const;
+
+    // Whether a click on lblTest plays the acknowledgement now; the label looks inactive
+    // whenever it would not.
+    bool testClickActs() const;
 
 protected:
     void changeEvent(QEvent* event) override;
@@ -86,6 +95,7 @@ private:
     void Form_Activate();
     void Form_Deactivate();
     void sizeLogColumns();
+    void fitInArea();
 
     void cboToolsSequence_Click();
     void cmdTools_Click(int index);
@@ -95,22 +105,49 @@ private:
 
     // Sends one request and logs it: the answer, or an empty array when nothing was sent
     // (request refused by the codec, or the line busy), which also counts as a failed step.
+    // An answer that is not complete and correct by the frame rules is marked in the log as
+    // the line monitor marks it.
     QByteArray exchange(const QByteArray& request);
     // The last exchange failed: nothing sent, or no answer.
     bool stepFailed() const { return m_refused || LastFrameTimedOut(); }
+    // The last exchange got its whole answer, CRC right, and no exception.
+    bool answeredWell() const
+    {
+        return !m_refused && m_last.outcome == Exchange::Outcome::Complete;
+    }
+    // Marks a log line whose answer is not complete: bold, the palette's link colour, the
+    // reason in its tooltip.
+    void markLogLine(QTreeWidgetItem* line, const Exchange& judged) const;
+    void recolourLog();
+
+    // Status bar: a user action starts with nothing failed; when it has finished, confirm()
+    // states what was done, or, when one of its exchanges failed, which and why.
+    void beginAction();
+    void confirm(const QString& done);
+    // The text of the last exchange's failure.
+    QString failureText(bool refused, const Exchange& judged) const;
+    QString text(int textId) const;
+    void showTestActive();
     int slave() const;
     // Waits while the user interface runs; see the class comment.
     Wait pause(int milliseconds);
     // Start of a sequence that waits, and its end (the buttons as the sequence table has them).
     void beginRunning();
     void endRunning();
+    // Clears the running flag and wakes a sequence's wait, so that it ends at once.
+    void stopRunning();
 
     ComCtrl& m_port;
     bool m_running = false;
     bool m_refused = false;
+    Exchange m_last;              // the last exchange, as the frame rules judge its answer
+    bool m_actionRefused = false; // during a user action: one of its requests was not sent
+    Exchange m_actionFault;       // and the first of its exchanges that was not complete
     bool m_unloading = false;
     QPointer<QMdiSubWindow> m_frame; // the main frame's window around this one, once shown
+    QEventLoop* m_waking = nullptr;  // the wait of the running sequence, while it waits
 
+    QWidget* m_body = nullptr; // every control, inside a scroll area
     QGroupBox* m_frmFrames = nullptr;
     QLineEdit* m_txtToolsSlave = nullptr;
     QComboBox* m_cboToolsSequence = nullptr;

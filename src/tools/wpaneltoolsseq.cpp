@@ -3,6 +3,8 @@
 #include "comctrl.h"
 #include "commfunctions.h"
 #include "ledpanel.h"
+#include "prompthook.h"
+#include "textids.h"
 #include "wpaneltools.h"
 
 #include <QEventLoop>
@@ -25,11 +27,15 @@ wPanelTools::Wait wPanelTools::pause(int milliseconds)
             elapsed = true;
             loop.quit();
         });
+        // Stop, leaving the window and unloading it wake the wait at once.
+        m_waking = &loop;
         loop.exec();
     }
     if (!self)
         return Wait::Gone;
-    // Woken before its time: the application is quitting, which ends every event loop.
+    m_waking = nullptr;
+    // Woken before its time: stopped, or the application is quitting, which ends every
+    // event loop.
     if (!elapsed || m_unloading || !m_running)
         return Wait::Stop;
     // Another window has taken the line meanwhile: it keeps it, the sequence ends.
@@ -45,6 +51,7 @@ void wPanelTools::beginRunning()
     m_cmdTools[cmdRazPanel]->setEnabled(false);
     m_cmdTools[cmdStop]->setEnabled(true);
     m_running = true;
+    showTestActive();
 }
 
 void wPanelTools::endRunning()
@@ -54,18 +61,30 @@ void wPanelTools::endRunning()
     m_cmdTools[cmdStart]->setEnabled(true);
     m_cmdTools[cmdRazPanel]->setEnabled(true);
     m_cmdTools[cmdStop]->setEnabled(false);
+    showTestActive();
+}
+
+void wPanelTools::stopRunning()
+{
+    m_running = false;
+    if (m_waking)
+        m_waking->quit();
 }
 
 void wPanelTools::MonteeDescente()
 {
-    EteintPanneau();
-    beginRunning();
+    beginAction();
     // Every exchange that failed ends the sequence at once; so does every wait that is not
     // to go on.
-    auto next = [this] {
-        return stepFailed() ? Wait::Stop : pause(SweepStepMs);
+    bool failed = !EteintPanneau();
+    beginRunning();
+    auto next = [this, &failed] {
+        if (!stepFailed())
+            return pause(SweepStepMs);
+        failed = true;
+        return Wait::Stop;
     };
-    Wait outcome = stepFailed() ? Wait::Stop : Wait::Continue;
+    Wait outcome = failed ? Wait::Stop : Wait::Continue;
     while (outcome == Wait::Continue && m_running) {
         for (int n = 0; n < LedCount && outcome == Wait::Continue; ++n) {
             m_frmPanneau->setState(n, SteadyState);
@@ -89,10 +108,17 @@ void wPanelTools::MonteeDescente()
     if (outcome == Wait::Gone)
         return;
     endRunning();
+    // Switching the panel off may have failed on its first request only.
+    if (failed)
+        PromptHook::Confirm(stepFailed() ? failureText(m_refused, m_last)
+                                         : failureText(m_actionRefused, m_actionFault));
+    else
+        PromptHook::Confirm(text(TextId::ToolsSequenceStopped));
 }
 
 void wPanelTools::EnvoiAlarme()
 {
+    beginAction();
     // LEDs 1 and 11 in alarm, everything else off, the horn sounding.
     PanelImage alarm;
     alarm.leds[1] = AlarmState;
@@ -100,27 +126,41 @@ void wPanelTools::EnvoiAlarme()
     alarm.horn = 1;
     m_frmPanneau->setImage(alarm);
     SendWholePanel();
-    if (stepFailed())
+    if (stepFailed()) {
+        PromptHook::Confirm(failureText(m_refused, m_last));
         return;
+    }
 
     beginRunning();
     Wait outcome = pause(CommFunctions::FrameDelay());
-    QByteArray answer;
-    // Poll the acknowledgement word until the technician has acknowledged on the panel.
+    bool acknowledged = false;
+    bool failed = false;
+    // Poll the acknowledgement word until the technician has acknowledged on the panel. Only
+    // a complete answer, CRC right, counts as the acknowledgement; one with a wrong CRC is
+    // asked again.
     while (outcome == Wait::Continue) {
-        answer = exchange(AckReadRequest(slave()));
-        if (stepFailed() || AckAnswerShort(answer) || Acknowledged(answer))
+        const QByteArray answer = exchange(AckReadRequest(slave()));
+        acknowledged = answeredWell() && Acknowledged(answer);
+        failed = stepFailed() || AckAnswerShort(answer);
+        if (failed || acknowledged)
             break;
         outcome = pause(CommFunctions::FrameDelay());
     }
     if (outcome == Wait::Gone)
         return;
-    if (Acknowledged(answer)) {
+    if (acknowledged) {
         alarm.leds[1] = SteadyState;
         alarm.leds[11] = SteadyState;
         alarm.horn = 0;
         m_frmPanneau->setImage(alarm);
         SendWholePanel();
+        failed = !answeredWell();
     }
     endRunning();
+    if (failed)
+        PromptHook::Confirm(failureText(m_refused, m_last));
+    else if (acknowledged)
+        PromptHook::Confirm(text(TextId::ToolsAlarmAcknowledged).arg(slave()));
+    else
+        PromptHook::Confirm(text(TextId::ToolsSequenceStopped));
 }

@@ -14,6 +14,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QScrollArea>
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
@@ -34,6 +35,9 @@ void wPanelTools::buildControls()
                                TextId::SequenceFirst);
     for (int i = 0; i < SequenceCount; ++i)
         m_cboToolsSequence->addItem(QString::number(i));
+    // As wide as its longest item in the language shown, also after a change of language.
+    m_cboToolsSequence->setSizeAdjustPolicy(QComboBox::AdjustToContents);
+    m_cboToolsSequence->setSizePolicy(QSizePolicy::Minimum, QSizePolicy::Fixed);
     m_lblHelp = Named(new QLabel(m_frmFrames), QStringLiteral("lblHelp"));
     m_lblHelp->setWordWrap(true);
     m_lblHelp->setMinimumHeight(3 * m_lblHelp->fontMetrics().lineSpacing());
@@ -55,12 +59,17 @@ void wPanelTools::buildControls()
 
     m_frmToolsLeds =
         Named(new QGroupBox(this), QStringLiteral("frmToolsLeds"), TextId::ToolsLedStateGroup);
-    auto* states = new QVBoxLayout(m_frmToolsLeds);
+    // Two states a row, the alarm's on a row of its own: the window keeps its height low
+    // enough for a small screen.
+    auto* states = new QGridLayout(m_frmToolsLeds);
     for (int i = 0; i < PanelCommands::StateCount; ++i) {
         m_optToolsLeds[i] =
             Named(new QRadioButton(m_frmToolsLeds), QStringLiteral("optToolsLeds_%1").arg(i),
                   TextId::LedStateFirst + i);
-        states->addWidget(m_optToolsLeds[i]);
+        if (i == PanelCommands::AlarmState)
+            states->addWidget(m_optToolsLeds[i], i / 2, 0, 1, 2);
+        else
+            states->addWidget(m_optToolsLeds[i], i / 2, i % 2);
     }
     m_optToolsLeds[PanelCommands::SteadyState]->setChecked(true);
     // Hidden for the sequences that do not draw; the buttons below keep their place.
@@ -103,8 +112,18 @@ void wPanelTools::buildControls()
     top->addLayout(left);
     top->addWidget(m_frmPanneau, 1);
 
-    auto* layout = new QVBoxLayout(this);
+    // Everything scrolls when the window is made smaller than its controls need, so that
+    // Start, Stop and the log stay within reach on a small screen.
+    m_body = new QWidget;
+    m_body->setObjectName(QStringLiteral("body"));
+    auto* layout = new QVBoxLayout(m_body);
     layout->addLayout(top);
     layout->addWidget(frmLog, 1);
-    resize(900, 620);
+    auto* scroll = Named(new QScrollArea(this), QStringLiteral("scrToolsBody"));
+    scroll->setFrameShape(QFrame::NoFrame);
+    scroll->setWidgetResizable(true);
+    scroll->setWidget(m_body);
+    auto* outer = new QVBoxLayout(this);
+    outer->setContentsMargins(0, 0, 0, 0);
+    outer->addWidget(scroll);
 }
