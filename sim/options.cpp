@@ -410,24 +410,11 @@ Options parseOptions(int argc, char** argv)
             usageError("unknown option '" + arg + "'");
         }
     }
-    // The timing and fault options hold for every panel unless its SPEC says otherwise.
-    PanelSpec defaults;
-    defaults.autoAckSeconds = o.autoAckSeconds;
-    defaults.lampTestSeconds = o.lampTestSeconds;
-    defaults.lineTiming = o.lineTiming;
-    defaults.turnaroundMs = o.turnaroundMs;
-    defaults.every = o.every;
-    defaults.next = o.next;
-    defaults.faultWord = o.faultWord;
-    defaults.faultOnWord = o.faultOnWord;
+    // The timing and fault options hold for every panel unless its SPEC says otherwise; on a
+    // line the panel's own fields were refused below, so they are still the factory ones.
+    const PanelSpec defaults = o;
     if (specTexts.empty() && !panelsFile) {
-        PanelSpec one = defaults;
-        one.firmware = o.firmware;
-        one.stateFile = o.stateFile;
-        one.speed = o.speed;
-        one.stop = o.stop;
-        one.slave = o.slave;
-        o.panels.push_back(one);
+        o.panels.push_back(defaults);
         return o;
     }
     if (panelOwn)

@@ -31,27 +31,15 @@ struct PanelSpec
 // More panels than a line could drive is surely a mistake in a --panels file.
 inline constexpr std::size_t maxPanels = 256;
 
-// The command line of k7310sim; --help prints every option with its meaning.
-struct Options
+// The command line of k7310sim; --help prints every option with its meaning. The panel's own
+// fields describe the one panel of a run without --panel; their timing and faults are every
+// panel's defaults on a line.
+struct Options : PanelSpec
 {
     std::string device;
     std::string link;
     bool noLink = false;
     std::optional<double> gapMs;
-    Firmware firmware = Firmware::V28;
-    std::string stateFile;
-    std::optional<int> speed;
-    std::optional<int> stop;
-    std::optional<int> slave;
-    std::optional<double> autoAckSeconds;
-    double lampTestSeconds = 3.0;
-    bool lineTiming = false;
-    double turnaroundMs = 0.0;
-    Fault every;
-    Fault next;
-    // A fault for the answers to requests for one word (a read starting there, a write to it).
-    std::optional<unsigned> faultWord;
-    Fault faultOnWord;
     unsigned seed = 1;
     std::string trace;
     double reopenWaitSeconds = 10.0;

@@ -220,6 +220,7 @@ constexpr int FrameCountNotNumber = 233404;
 constexpr int FrameCountRange = 233405; // the count box's leave check
 constexpr int FrameNothingToSend = 233406;
 constexpr int FramePartialBytes = 233407; // "%1": the number of bytes sent
+constexpr int FrameSentConfirm = 233420;  // status bar after Send: %1 bytes sent, %2 the outcome
 // Frames that FrameToSend refuses: FrameErrorFirst - 1 + its error code, 233411..233417.
 constexpr int FrameErrorFirst = 233411;
 // Exception answers: ExceptionBase + function code, 233801..233816.

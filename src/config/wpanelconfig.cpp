@@ -19,6 +19,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QScopeGuard>
 
 using namespace ConfigMap;
@@ -159,6 +160,9 @@ QString wPanelConfig::reasonText(const ConfigExchange::Miss& miss)
         DataFunctions7310::GetText(TextId::MonitorComplete + static_cast<int>(miss.reason));
     if (miss.reason == Exchange::Outcome::Exception)
         text = text.arg(miss.exceptionCode);
+    // The port's own fault has already been reported in its box: the reason names it only.
+    if (miss.reason == Exchange::Outcome::PortFault)
+        text.remove(QRegularExpression(QStringLiteral("\\s*:\\s*%1")));
     return text;
 }
 
@@ -384,7 +388,6 @@ void wPanelConfig::message(int textId, QMessageBox::Icon icon, const QString& in
     QString text = textId == 0 ? insert : DataFunctions7310::GetText(textId);
     if (textId != 0)
         text.replace(QStringLiteral("$$"), insert);
-    QMessageBox box(icon, QApplication::applicationName(), WithLineBreaks(text), QMessageBox::Ok,
-                    this);
+    QMessageBox box(icon, ConsoleTitle(), WithLineBreaks(text), QMessageBox::Ok, this);
     box.exec();
 }

@@ -143,6 +143,8 @@ QGroupBox* wPanelConfig::buildOptions()
                            parameter.firstItemId);
         for (int i = 0; i < parameter.itemCount; ++i)
             list->addItem(QString());
+        // The longest item of the current language is never cut, whatever the style's margins.
+        list->setSizeAdjustPolicy(QComboBox::AdjustToContents);
         m_cboConfParam[index] = list;
         auto* caption =
             named(new QLabel(group), QStringLiteral("lblLabels_%1").arg(m_lblLabels.size()),

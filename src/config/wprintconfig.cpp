@@ -47,6 +47,7 @@ wPrintConfig::wPrintConfig(QWidget* parent)
 {
     setObjectName(QStringLiteral("wPrintConfig"));
     Tags::Set(this, TextId::PrintTitle);
+    MakeSmallDialog(this);
     buildControls();
     load();
 }
@@ -181,8 +182,8 @@ void wPrintConfig::Bouton_Click(int index)
                 QString text = DataFunctions7310::GetText(TextId::PrintMarginRefused);
                 text.replace(QStringLiteral("$$"),
                              DataFunctions7310::GetText(labelIds.at(static_cast<size_t>(refused))));
-                QMessageBox box(QMessageBox::Warning, QApplication::applicationName(),
-                                WithLineBreaks(text), QMessageBox::Ok, this);
+                QMessageBox box(QMessageBox::Warning, ConsoleTitle(), WithLineBreaks(text),
+                                QMessageBox::Ok, this);
                 box.exec();
                 margin(refused)->setFocus();
                 SelectAll(margin(refused));

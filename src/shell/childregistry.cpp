@@ -1,11 +1,14 @@
 #include "childregistry.h"
 
+#include "uihelpers.h"
+
 #include "childwindow.h"
 #include "shellhelpers.h"
 
 #include <QIcon>
 #include <QMdiArea>
 #include <QMdiSubWindow>
+#include <QScrollBar>
 
 ChildRegistry::ChildRegistry(QMdiArea* area)
     : m_area(area)
@@ -94,6 +97,18 @@ ChildWindow* ChildRegistry::show(int index)
     if (auto* frame = qobject_cast<QMdiSubWindow*>(child->frameWidget())) {
         if (frame->isMinimized())
             frame->showNormal();
+        // Asked for from the menu or the toolbar, the window comes into sight even when the
+        // first start's layout left it where the area scrolls; in front, it may cover others.
+        if (!frame->isMaximized() && m_area->isVisible()) {
+            // Room for the scroll bars that the other windows may still call for.
+            QRect room = m_area->viewport()->rect();
+            const int bar = static_cast<int>(SystemMetrics(m_area));
+            if (!m_area->verticalScrollBar()->isVisible())
+                room.setWidth(room.width() - bar);
+            if (!m_area->horizontalScrollBar()->isVisible())
+                room.setHeight(room.height() - bar);
+            frame->setGeometry(KeptInside(frame->geometry(), room));
+        }
         m_area->setActiveSubWindow(frame);
     }
     child->frameWidget()->raise();

@@ -3,6 +3,7 @@
 #include "datafunctions7310.h"
 #include "errorhandling.h"
 #include "textids.h"
+#include "uihelpers.h"
 
 #include <QApplication>
 #include <QCursor>
@@ -387,7 +388,7 @@ HelpWindow::HelpWindow(const QString& collectionFile, QHelpEngine* engine)
     setObjectName(QStringLiteral("wHelp"));
     // The engine owns the contents, index and search widgets that this window shows, so the
     // window is only hidden when closed and serves again for the rest of the run.
-    setWindowTitle(QApplication::applicationDisplayName());
+    setWindowTitle(ConsoleTitle());
 
     m_sideTabs = new QTabWidget(this);
     m_sideTabs->setObjectName(QStringLiteral("tbsHelp"));

@@ -34,7 +34,12 @@ using namespace PanelCommands;
 namespace {
 
 const QString captionSection = QStringLiteral("Panneau");
-const QString timeOutText = QStringLiteral("(Time-out)");
+
+// An unanswered exchange in the log, worded as the frame builder words it.
+QString timeOutText()
+{
+    return QLatin1Char('(') + DataFunctions7310::GetText(TextId::FrameNoAnswer) + QLatin1Char(')');
+}
 
 // Texts by number in the current language, for the line monitor's wording of outcomes.
 QString lookup(int textId)
@@ -131,8 +136,6 @@ void wPanelTools::showEvent(QShowEvent* event)
         Form_Activate();
         return;
     }
-    // Once the main frame's area has placed the new window.
-    QTimer::singleShot(0, this, &wPanelTools::fitInArea);
     // Inside the main frame, the window is activated and left through its frame.
     connect(m_frame->mdiArea(), &QMdiArea::subWindowActivated, this, [this](QMdiSubWindow* now) {
         if (now == m_frame)
@@ -147,30 +150,8 @@ void wPanelTools::showEvent(QShowEvent* event)
 QSize wPanelTools::sizeHint() const
 {
     // As large as the controls ask for in the language shown, not the scroll area's own
-    // guess; the main frame's area may then make it smaller (see fitInArea).
+    // guess; the main frame lays it out in its area, where it scrolls when it is smaller.
     return m_body->sizeHint();
-}
-
-void wPanelTools::fitInArea()
-{
-    // A window larger than the main frame's area (a small screen, or a size kept from a
-    // larger one) is made to fit it, and moved into it; its contents then scroll.
-    QMdiArea* area = m_frame ? m_frame->mdiArea() : nullptr;
-    if (!area || !area->isVisible() || m_frame->isMaximized() || m_frame->isMinimized())
-        return;
-    const QRect room = area->viewport()->rect();
-    QSize wanted = m_frame->size();
-    // Without a size kept from an earlier run, the window takes the size its controls ask
-    // for now that they are polished, around them the frame's title and borders.
-    if (ZRBfonctions::RestoreWindow(objectName(), {}).geometry.isNull())
-        wanted += sizeHint() - size();
-    QRect placed(m_frame->geometry().topLeft(), wanted.boundedTo(room.size()));
-    placed.moveRight(std::min(placed.right(), room.right()));
-    placed.moveBottom(std::min(placed.bottom(), room.bottom()));
-    placed.moveLeft(std::max(placed.left(), room.left()));
-    placed.moveTop(std::max(placed.top(), room.top()));
-    if (placed != m_frame->geometry())
-        m_frame->setGeometry(placed);
 }
 
 void wPanelTools::changeEvent(QEvent* event)
@@ -362,10 +343,10 @@ QByteArray wPanelTools::exchange(const QByteArray& request)
         WaitCursor wait;
         answer = CommFunctions::FrameReceived(m_port, request, AnswerTimeout);
     }
-    line->setText(1, CommFunctions::FrameToText(answer));
-    line->setToolTip(1, line->text(1));
     // A one-byte frame stands for no answer at all.
     const bool nothing = answer.size() == 1 && answer.at(0) == 0;
+    line->setText(1, nothing ? timeOutText() : CommFunctions::FrameToText(answer));
+    line->setToolTip(1, line->text(1));
     m_last = Exchange{};
     m_last.request = request;
     m_last.answer = nothing ? QByteArray() : answer;
@@ -480,5 +461,5 @@ void wPanelTools::ClearPanel()
 bool wPanelTools::LastFrameTimedOut() const
 {
     const int count = m_lvwPanel->topLevelItemCount();
-    return count > 0 && m_lvwPanel->topLevelItem(count - 1)->text(1) == timeOutText;
+    return count > 0 && m_lvwPanel->topLevelItem(count - 1)->text(1) == timeOutText();
 }

@@ -95,7 +95,6 @@ private:
     void Form_Activate();
     void Form_Deactivate();
     void sizeLogColumns();
-    void fitInArea();
 
     void cboToolsSequence_Click();
     void cmdTools_Click(int index);

@@ -4,6 +4,8 @@
 #include "commfunctions.h"
 #include "datafunctions7310.h"
 #include "errorhandling.h"
+#include "exchange.h"
+#include "exchangelog.h"
 #include "frameanswer.h"
 #include "global.h"
 #include "keyfilters.h"
@@ -207,6 +209,21 @@ void wPanelFrame::FrameSend()
     }
     m_answer = answer;
     showAnswer();
+    if (m_port.isOpen()) {
+        // What went out and how the answer came, in the line monitor's words.
+        Exchange judged;
+        judged.request = request;
+        judged.answer = answer.size() == 1 && answer.at(0) == 0 ? QByteArray() : answer;
+        judged.outcome = ClassifyAnswer(request, judged.answer, &judged.exceptionCode);
+        const auto text = [](int textId) {
+            return DataFunctions7310::GetText(textId);
+        };
+        PromptHook::Confirm(DataFunctions7310::GetText(TextId::FrameSentConfirm)
+                                .arg(request.size())
+                                .arg(judged.outcome == Exchange::Outcome::Complete
+                                         ? text(TextId::MonitorComplete)
+                                         : ExchangeText::OutcomeText(judged, text)));
+    }
 
     // A hand-typed text that stops inside a byte loses its tail: say what went out.
     if (text.size() % 3 != 0 && m_port.isOpen())

@@ -155,9 +155,10 @@ private slots:
     void send_data()
     {
         // heard: what the panel received; shown: the answer box, then after a change to French;
-        // prompts: in the status bar; cells: the data column afterwards.
-        columns<QString, QByteArray, QStringList, QStringList, QStringList>(
-            "typed", "heard", "shown", "prompts", "cells");
+        // prompts: in the status bar; cells: the data column afterwards; confirmed: the status
+        // bar's confirmation, bytes sent and outcome.
+        columns<QString, QByteArray, QStringList, QStringList, QStringList, QString>(
+            "typed", "heard", "shown", "prompts", "cells", "confirmed");
         const QByteArray read = WithCrc(hex("010300810001"));
         const QByteArray bits = WithCrc(hex("010100000001"));
         const QByteArray write = WithCrc(hex("010F0000000101FF"));
@@ -167,27 +168,29 @@ private slots:
         };
         const QStringList cleared(4, QString());
         row("with the trailing blank: all bytes, the answer in the grid", asText(read), read,
-            QStringList(2, asText(WithCrc(hex("0103020001")))), QStringList(), QStringList{"1"});
+            QStringList(2, asText(WithCrc(hex("0103020001")))), QStringList(), QStringList{"1"},
+            "8 complete");
         row("without it: one byte less, no answer, the read's grid cleared, the bytes sent noted",
             asText(read).chopped(1), read.chopped(1),
             QStringList{"(Time-out: no answer)", "(Délai dépassé : pas de réponse)"},
-            QStringList{DataFunctions7310::GetText(TextId::FramePartialBytes).arg(7)}, cleared);
+            QStringList{DataFunctions7310::GetText(TextId::FramePartialBytes).arg(7)}, cleared,
+            "7 time-out");
         // The panel has no bits: functions 1 and 15 are refused with exception 01.
         row("exception answer with its text, the read's grid cleared", asText(bits), bits,
             refused("018101", "Exception: read coils (1) refused",
                     "Exception : lecture de bits (1) refusée"),
-            QStringList(), cleared);
+            QStringList(), cleared, "8 exception 1");
         row("a write's exception keeps the values to write", asText(write), write,
             refused("018F01", "Exception: write multiple coils (15) refused",
                     "Exception : écriture de plusieurs bits (15) refusée"),
-            QStringList(), QStringList{"254", "1", "1", "0"});
+            QStringList(), QStringList{"254", "1", "1", "0"}, "10 exception 1");
     }
 
     void send()
     {
-        const auto [typed, heard, shown, prompts, cells] =
-            fetch<QString, QByteArray, QStringList, QStringList, QStringList>(
-                "typed", "heard", "shown", "prompts", "cells");
+        const auto [typed, heard, shown, prompts, cells, confirmed] =
+            fetch<QString, QByteArray, QStringList, QStringList, QStringList, QString>(
+                "typed", "heard", "shown", "prompts", "cells", "confirmed");
         selectFunction(3);
         retype("txtFrameAddress", "128");
         control("txtFrameNbData")->setFocus();
@@ -207,6 +210,10 @@ private slots:
         click("cmdFrameData_1");
         QCOMPARE(answer(), shown[0]);
         QCOMPARE(m_prompts.texts, prompts);
+        QVERIFY(!m_prompts.confirmations.isEmpty());
+        QCOMPARE(m_prompts.confirmations.last(),
+                 DataFunctions7310::GetText(TextId::FrameSentConfirm)
+                     .arg(confirmed.section(' ', 0, 0), confirmed.section(' ', 1)));
         // The answer box follows a change of language.
         DataFunctions7310::SetCurrentLanguage("Français");
         m_window->nationality();

@@ -51,7 +51,7 @@ wAskSlave::wAskSlave(const QString& openPort, QWidget* parent)
 {
     setObjectName(QStringLiteral("wAskSlave"));
     Tags::Set(this, TextId::AskSlaveTitle);
-    setWindowFlag(Qt::WindowContextHelpButtonHint, false);
+    MakeSmallDialog(this);
     buildControls(openPort);
     nationality();
 

@@ -40,7 +40,7 @@ wSearchSlave::wSearchSlave(QWidget* parent)
 {
     setObjectName(QStringLiteral("wSearchSlave"));
     Tags::Set(this, TextId::SearchTitle);
-    setWindowFlag(Qt::WindowContextHelpButtonHint, false);
+    MakeSmallDialog(this);
 
     m_lblModule = valueLabel("lblModule", this);
     m_lblSpeed = valueLabel("lblSpeed", this);
