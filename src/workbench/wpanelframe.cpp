@@ -215,14 +215,14 @@ void wPanelFrame::FrameSend()
         judged.request = request;
         judged.answer = answer.size() == 1 && answer.at(0) == 0 ? QByteArray() : answer;
         judged.outcome = ClassifyAnswer(request, judged.answer, &judged.exceptionCode);
-        const auto text = [](int textId) {
+        const auto wording = [](int textId) {
             return DataFunctions7310::GetText(textId);
         };
         PromptHook::Confirm(DataFunctions7310::GetText(TextId::FrameSentConfirm)
                                 .arg(request.size())
                                 .arg(judged.outcome == Exchange::Outcome::Complete
-                                         ? text(TextId::MonitorComplete)
-                                         : ExchangeText::OutcomeText(judged, text)));
+                                         ? wording(TextId::MonitorComplete)
+                                         : ExchangeText::OutcomeText(judged, wording)));
     }
 
     // A hand-typed text that stops inside a byte loses its tail: say what went out.
