@@ -52,8 +52,8 @@ Panel
   --lamp-test SECONDS length of a lamp test (default 3)
 
 A line of panels
-  --panel SPEC        one panel on the line; repeat it for each panel, in their order on
-                      the line. SPEC is FIELD=VALUE,... with the fields
+  --panel PANEL       one panel on the line; repeat it for each panel, in their order on
+                      the line. PANEL is FIELD=VALUE,... with the fields
                         slave=1-64  speed=1200|2400|4800|9600|19200  stop=1|2
                         version=2.8|2.7|2.6  state=FILE  auto-ack=SECONDS
                         lamp-test=SECONDS  line-timing=on|off  turnaround=MS
@@ -63,7 +63,7 @@ A line of panels
                       auto-ack and lamp test default to the options of the same name.
                       Two panels may share a slave number (a wiring mistake the line
                       lets you make).
-  --panels FILE       the panels of FILE, one SPEC a line (blank lines and lines
+  --panels FILE       the panels of FILE, one panel a line (blank lines and lines
                       starting with # are skipped); may be mixed with --panel
   With --panel or --panels, --slave, --speed, --stop, --version and --state are refused:
   they describe the one panel of a plain run, which is what runs without them.
@@ -88,7 +88,7 @@ A line of panels
              --panel slave=3,version=2.6 --panel slave=3
 
 Timing and faults
-  These hold for every panel unless its SPEC says otherwise.
+  These hold for every panel unless its own fields say otherwise.
   --line-timing       each answer byte takes its wire time at the panel's speed
                       ((1 start + 8 data + stop bits) / baud), the request's bytes are
                       counted as having taken theirs, and --turnaround is added between
@@ -210,21 +210,21 @@ bool parseFaultWord(const std::string& text, unsigned& word, Fault& fault)
     return true;
 }
 
-// The panels of a --panels file: one SPEC a line; blank lines and lines starting with #
+// The panels of a --panels file: one panel a line; blank lines and lines starting with #
 // are skipped.
-std::vector<std::string> readSpecFile(const std::string& path)
+std::vector<std::string> readPanelsFile(const std::string& path)
 {
     std::FILE* file = std::fopen(path.c_str(), "r");
     if (!file)
         usageError("cannot read " + path + ": " + std::strerror(errno));
-    std::vector<std::string> specs;
+    std::vector<std::string> setups;
     std::string line;
     int c;
     const auto take = [&]() {
         const auto first = line.find_first_not_of(" \t\r");
         if (first != std::string::npos && line[first] != '#') {
             const auto last = line.find_last_not_of(" \t\r");
-            specs.push_back(line.substr(first, last - first + 1));
+            setups.push_back(line.substr(first, last - first + 1));
         }
         line.clear();
     };
@@ -236,12 +236,12 @@ std::vector<std::string> readSpecFile(const std::string& path)
     }
     take();
     std::fclose(file);
-    return specs;
+    return setups;
 }
 
 } // namespace
 
-bool parsePanelSpec(const std::string& text, PanelSpec& spec, std::string& error)
+bool parsePanelSetup(const std::string& text, PanelSetup& setup, std::string& error)
 {
     std::size_t from = 0;
     while (from <= text.size()) {
@@ -262,43 +262,43 @@ bool parsePanelSpec(const std::string& text, PanelSpec& spec, std::string& error
         bool ok = true;
         if (key == "slave") {
             ok = number(1, 64);
-            spec.slave = static_cast<int>(v);
+            setup.slave = static_cast<int>(v);
         } else if (key == "speed") {
             ok = number(1200, 19200) && speedCodeForBaud(static_cast<int>(v)) != 0;
-            spec.speed = static_cast<int>(v);
+            setup.speed = static_cast<int>(v);
         } else if (key == "stop") {
             ok = number(1, 2) && (v == 1 || v == 2);
-            spec.stop = static_cast<int>(v);
+            setup.stop = static_cast<int>(v);
         } else if (key == "version" || key == "firmware") {
             const auto fw = parseFirmware(value);
             ok = fw.has_value();
             if (ok)
-                spec.firmware = *fw;
+                setup.firmware = *fw;
         } else if (key == "state") {
             ok = !value.empty();
-            spec.stateFile = value;
+            setup.stateFile = value;
         } else if (key == "auto-ack") {
             ok = number(0, 86400);
-            spec.autoAckSeconds = v;
+            setup.autoAckSeconds = v;
         } else if (key == "lamp-test") {
             ok = number(0, 3600);
-            spec.lampTestSeconds = v;
+            setup.lampTestSeconds = v;
         } else if (key == "line-timing") {
             ok = value == "on" || value == "off" || value.empty();
-            spec.lineTiming = value != "off";
+            setup.lineTiming = value != "off";
         } else if (key == "turnaround") {
             ok = number(0, 60000);
-            spec.turnaroundMs = v;
+            setup.turnaroundMs = v;
         } else if (key == "fault" || key == "fault-next") {
             const auto f = parseFault(value);
             ok = f.has_value();
             if (ok)
-                (key == "fault" ? spec.every : spec.next) = *f;
+                (key == "fault" ? setup.every : setup.next) = *f;
         } else if (key == "fault-word") {
             unsigned word = 0;
-            ok = parseFaultWord(value, word, spec.faultOnWord);
+            ok = parseFaultWord(value, word, setup.faultOnWord);
             if (ok)
-                spec.faultWord = word;
+                setup.faultWord = word;
         } else {
             error = "unknown field '" + key + "'";
             return false;
@@ -318,7 +318,7 @@ Options parseOptions(int argc, char** argv)
         o.link = std::string(rt) + "/k7310sim.tty";
     else
         o.link = "/tmp/k7310sim.tty";
-    std::vector<std::string> specTexts;
+    std::vector<std::string> panelTexts;
     bool panelsFile = false;
     bool panelOwn = false; // an option that describes the one panel of a plain run
     for (int i = 1; i < argc; ++i) {
@@ -395,10 +395,10 @@ Options parseOptions(int argc, char** argv)
                 usageError("--fault-word needs WORD:KIND, not '" + text + "'");
             o.faultWord = word;
         } else if (arg == "--panel") {
-            specTexts.push_back(take());
+            panelTexts.push_back(take());
         } else if (arg == "--panels") {
-            for (std::string& spec : readSpecFile(take()))
-                specTexts.push_back(std::move(spec));
+            for (std::string& setup : readPanelsFile(take()))
+                panelTexts.push_back(std::move(setup));
             panelsFile = true;
         } else if (arg == "--seed") {
             o.seed = static_cast<unsigned>(toNumber(arg, take(), 0, 4294967295.0));
@@ -410,27 +410,27 @@ Options parseOptions(int argc, char** argv)
             usageError("unknown option '" + arg + "'");
         }
     }
-    // The timing and fault options hold for every panel unless its SPEC says otherwise; on a
+    // The timing and fault options hold for every panel unless its own fields say otherwise; on a
     // line the panel's own fields were refused below, so they are still the factory ones.
-    const PanelSpec defaults = o;
-    if (specTexts.empty() && !panelsFile) {
+    const PanelSetup defaults = o;
+    if (panelTexts.empty() && !panelsFile) {
         o.panels.push_back(defaults);
         return o;
     }
     if (panelOwn)
         usageError("--version, --state, --speed, --stop and --slave describe the one panel of "
-                   "a run without --panel; give them as SPEC fields");
-    if (specTexts.empty())
+                   "a run without --panel; give them as fields of --panel");
+    if (panelTexts.empty())
         usageError("the --panels file names no panel");
-    if (specTexts.size() > maxPanels)
+    if (panelTexts.size() > maxPanels)
         usageError("at most " + std::to_string(maxPanels) + " panels on one line");
     o.line = true;
-    for (const std::string& text : specTexts) {
-        PanelSpec spec = defaults;
+    for (const std::string& text : panelTexts) {
+        PanelSetup setup = defaults;
         std::string error;
-        if (!parsePanelSpec(text, spec, error))
+        if (!parsePanelSetup(text, setup, error))
             usageError("--panel '" + text + "': " + error);
-        o.panels.push_back(spec);
+        o.panels.push_back(setup);
     }
     return o;
 }

@@ -10,7 +10,7 @@
 namespace k7310sim {
 
 // One panel on the line: its own configuration, timing and faults.
-struct PanelSpec
+struct PanelSetup
 {
     Firmware firmware = Firmware::V28;
     std::string stateFile;
@@ -34,7 +34,7 @@ inline constexpr std::size_t maxPanels = 256;
 // The command line of k7310sim; --help prints every option with its meaning. The panel's own
 // fields describe the one panel of a run without --panel; their timing and faults are every
 // panel's defaults on a line.
-struct Options : PanelSpec
+struct Options : PanelSetup
 {
     std::string device;
     std::string link;
@@ -44,15 +44,15 @@ struct Options : PanelSpec
     std::string trace;
     double reopenWaitSeconds = 10.0;
     // The panels on the line, in their order: one from the options above without --panel
-    // and --panels; otherwise one a SPEC, with the timing and fault options above as their
+    // and --panels; otherwise one a --panel, with the timing and fault options above as their
     // defaults.
-    std::vector<PanelSpec> panels;
+    std::vector<PanelSetup> panels;
     bool line = false; // the panels came from --panel or --panels
 };
 
-// Parses one SPEC ("slave=5,speed=19200,stop=2,...") over the defaults; returns false with
-// error set on a bad field.
-bool parsePanelSpec(const std::string& text, PanelSpec& spec, std::string& error);
+// Parses the fields of one panel ("slave=5,speed=19200,stop=2,...") over the defaults; returns
+// false with error set on a bad field.
+bool parsePanelSetup(const std::string& text, PanelSetup& setup, std::string& error);
 
 // Parses the command line; prints the help and exits for --help, exits with status 1 and a
 // message on a bad option.

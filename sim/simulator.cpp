@@ -52,30 +52,30 @@ Simulator::Simulator(Options options)
 
 void Simulator::powerUp(Panel& panel)
 {
-    panel.slave = PanelSlave(panel.spec.firmware);
-    if (panel.spec.autoAckSeconds)
+    panel.slave = PanelSlave(panel.setup.firmware);
+    if (panel.setup.autoAckSeconds)
         panel.slave.setAutoAck(
-            milliseconds(static_cast<std::int64_t>(*panel.spec.autoAckSeconds * 1000.0 + 0.5)));
+            milliseconds(static_cast<std::int64_t>(*panel.setup.autoAckSeconds * 1000.0 + 0.5)));
     panel.slave.setLampTestDuration(
-        milliseconds(static_cast<std::int64_t>(panel.spec.lampTestSeconds * 1000.0 + 0.5)));
+        milliseconds(static_cast<std::int64_t>(panel.setup.lampTestSeconds * 1000.0 + 0.5)));
 }
 
 bool Simulator::setUp()
 {
     for (Panel& panel : m_panels) {
-        const PanelSpec& spec = panel.spec;
+        const PanelSetup& setup = panel.setup;
         Config cfg;
-        if (!spec.stateFile.empty()) {
+        if (!setup.stateFile.empty()) {
             std::string warnings;
-            if (loadState(spec.stateFile, cfg, warnings))
+            if (loadState(setup.stateFile, cfg, warnings))
                 std::fputs(warnings.c_str(), stderr);
         }
-        if (spec.speed)
-            cfg.speedCode = static_cast<std::uint16_t>(speedCodeForBaud(*spec.speed));
-        if (spec.stop)
-            cfg.stopBits = static_cast<std::uint16_t>(*spec.stop);
-        if (spec.slave)
-            cfg.slave = static_cast<std::uint16_t>(*spec.slave);
+        if (setup.speed)
+            cfg.speedCode = static_cast<std::uint16_t>(speedCodeForBaud(*setup.speed));
+        if (setup.stop)
+            cfg.stopBits = static_cast<std::uint16_t>(*setup.stop);
+        if (setup.slave)
+            cfg.slave = static_cast<std::uint16_t>(*setup.slave);
         powerUp(panel);
         panel.slave.setConfig(cfg);
     }
@@ -160,15 +160,15 @@ void Simulator::removeLink()
 std::string Simulator::status(const Panel& panel) const
 {
     const PanelSlave& slave = panel.slave;
-    const PanelSpec& spec = panel.spec;
+    const PanelSetup& setup = panel.setup;
     const LineSettings ls = slave.lineSettings();
     const Config& c = slave.config();
     std::ostringstream s;
     s << "firmware " << firmwareMajor(slave.firmware()) << '.' << firmwareMinor(slave.firmware())
       << " line " << ls.baud << '/' << ls.stopBits << " slave " << ls.slave << " bus-mode "
       << c.busMode << " words 65=" << c.synchro << " 67=" << c.ackAuthorised
-      << " 69=" << c.busControlKL << " 70=" << c.ledTestKL << " fault " << faultName(spec.every)
-      << " next " << faultName(spec.next) << " line-timing " << (spec.lineTiming ? "on" : "off");
+      << " 69=" << c.busControlKL << " 70=" << c.ledTestKL << " fault " << faultName(setup.every)
+      << " next " << faultName(setup.next) << " line-timing " << (setup.lineTiming ? "on" : "off");
     if (!panel.plugged)
         s << " unplugged";
     return s.str();
@@ -295,7 +295,7 @@ void Simulator::onFrame(Clock::time_point now)
             // With line timing, the request is taken to have ended when its last byte would
             // have arrived on the wire.
             Clock::time_point requestEnd = now;
-            if (panel.spec.lineTiming)
+            if (panel.setup.lineTiming)
                 requestEnd =
                     m_firstRx + duration_cast<Clock::duration>(static_cast<double>(frame.size()) *
                                                                charTime(ls.baud, ls.stopBits));
@@ -322,20 +322,20 @@ void Simulator::onFrame(Clock::time_point now)
 bool Simulator::requestsFaultWord(const Panel& panel, const Bytes& frame) const
 {
     // Reads (3) name their first word, writes (6, 16) the word written first.
-    const PanelSpec& spec = panel.spec;
-    if (!spec.faultWord || frame.size() < 4 || (frame[1] != 3 && frame[1] != 6 && frame[1] != 16))
+    const PanelSetup& setup = panel.setup;
+    if (!setup.faultWord || frame.size() < 4 || (frame[1] != 3 && frame[1] != 6 && frame[1] != 16))
         return false;
-    return ((unsigned{frame[2]} << 8) | frame[3]) == *spec.faultWord;
+    return ((unsigned{frame[2]} << 8) | frame[3]) == *setup.faultWord;
 }
 
 void Simulator::answer(Panel& panel, const Bytes& frame, const Reply& reply,
                        Clock::time_point requestEnd, std::vector<Outgoing>& out)
 {
-    PanelSpec& spec = panel.spec;
-    Fault fault = requestsFaultWord(panel, frame) ? spec.faultOnWord : spec.every;
-    if (spec.next.kind != Fault::Kind::Off) {
-        fault = spec.next;
-        spec.next = Fault{};
+    PanelSetup& setup = panel.setup;
+    Fault fault = requestsFaultWord(panel, frame) ? setup.faultOnWord : setup.every;
+    if (setup.next.kind != Fault::Kind::Off) {
+        fault = setup.next;
+        setup.next = Fault{};
     }
     const FaultedAnswer faulted =
         applyFault(fault, reply.answer, reply.kind == Reply::Kind::Answer, panel.random);
@@ -346,7 +346,7 @@ void Simulator::answer(Panel& panel, const Bytes& frame, const Reply& reply,
     }
     const auto start =
         requestEnd +
-        duration_cast<Clock::duration>(duration<double, std::milli>(spec.turnaroundMs)) +
+        duration_cast<Clock::duration>(duration<double, std::milli>(setup.turnaroundMs)) +
         milliseconds(faulted.delayMs);
     out.push_back(Outgoing{&panel, faulted.bytes, start, reason});
 }
@@ -382,7 +382,7 @@ bool Simulator::sendAlone(const Outgoing& out)
     if (!waitUntil(out.start))
         return false;
     const LineSettings ls = out.panel->slave.lineSettings();
-    if (out.panel->spec.lineTiming) {
+    if (out.panel->setup.lineTiming) {
         // Each byte reaches the master when its last bit has been on the wire.
         const auto ct = charTime(ls.baud, ls.stopBits);
         for (std::size_t i = 0; i < out.bytes.size(); ++i) {
@@ -444,7 +444,7 @@ bool Simulator::sendCollision(std::vector<Outgoing>& group)
 
 void Simulator::saveState(const Panel& panel)
 {
-    const std::string& file = panel.spec.stateFile;
+    const std::string& file = panel.setup.stateFile;
     if (file.empty())
         return;
     if (!k7310sim::saveState(file, panel.slave.config()))
@@ -518,16 +518,16 @@ void Simulator::onCommand(const std::string& text)
             std::printf("? unknown fault '%s'\n", arg.c_str());
         } else {
             for (Panel* panel : panels) {
-                PanelSpec& spec = panel->spec;
+                PanelSetup& setup = panel->setup;
                 if (command == "fault") {
-                    spec.every = *f;
+                    setup.every = *f;
                     if (f->kind == Fault::Kind::Off)
-                        spec.next = *f;
+                        setup.next = *f;
                 } else {
-                    spec.next = *f;
+                    setup.next = *f;
                 }
                 m_trace.note(prefix(*panel) + command + " " + faultName(*f));
-                say(*panel, "fault " + faultName(spec.every) + " next " + faultName(spec.next));
+                say(*panel, "fault " + faultName(setup.every) + " next " + faultName(setup.next));
             }
         }
     } else if (command == "unplug") {

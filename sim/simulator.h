@@ -28,7 +28,7 @@ private:
     struct Panel
     {
         int position = 1; // on the line, from 1
-        PanelSpec spec;
+        PanelSetup setup;
         PanelSlave slave;
         std::mt19937 random;
         bool plugged = true;

@@ -60,12 +60,12 @@ public:
     const int fd;
 };
 
-// The simulator's options for a line of these panels, one SPEC each.
-QStringList onALine(const QStringList& specs)
+// The simulator's options for a line of these panels, one --panel each.
+QStringList onALine(const QStringList& setups)
 {
     QStringList options;
-    for (const QString& spec : specs)
-        options << "--panel" << spec;
+    for (const QString& setup : setups)
+        options << "--panel" << setup;
     return options;
 }
 
