@@ -19,27 +19,17 @@ namespace {
 
 // Answers the modal windows of a print: the print settings get Ok, a preview is measured and
 // closed, every message box is recorded and closed.
-struct User
+struct User : ModalUser
 {
-    QStringList messages;
     QRect preview;   // the preview's frame, once it was shown
     QRect available; // the free area of its screen
-    QTimer timer;
 
     User()
+        : ModalUser([this](QWidget* modal) { answer(modal); })
+    {}
+    void answer(QWidget* modal)
     {
-        QObject::connect(&timer, &QTimer::timeout, &timer, [this] { answer(); });
-        timer.start(10);
-    }
-    void answer()
-    {
-        QWidget* modal = QApplication::activeModalWidget();
-        if (!modal || !modal->isVisible())
-            return;
-        if (auto* box = qobject_cast<QMessageBox*>(modal)) {
-            messages << box->text();
-            box->accept();
-        } else if (auto* settings = qobject_cast<wPrintConfig*>(modal)) {
+        if (auto* settings = qobject_cast<wPrintConfig*>(modal)) {
             settings->button(wPrintConfig::Ok)->click();
         } else if (auto* dialog = qobject_cast<QDialog*>(modal);
                    dialog && dialog->findChild<QPrintPreviewWidget*>()) {

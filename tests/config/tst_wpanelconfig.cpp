@@ -17,25 +17,18 @@ namespace {
 // Plays the user through the modal windows of an action: the slave dialog gets the slave typed
 // and the search box set (or is cancelled), a found panel is confirmed, and every message box
 // is recorded and closed.
-struct User
+struct User : ModalUser
 {
     QString slave = QStringLiteral("1");
     bool autoSearch = false;
     bool cancel = false;
     int asked = 0;
-    QStringList messages;
-    QTimer timer;
 
     User()
+        : ModalUser([this](QWidget* modal) { answer(modal); })
+    {}
+    void answer(QWidget* modal)
     {
-        QObject::connect(&timer, &QTimer::timeout, &timer, [this] { answer(); });
-        timer.start(10);
-    }
-    void answer()
-    {
-        QWidget* modal = QApplication::activeModalWidget();
-        if (!modal || !modal->isVisible())
-            return;
         if (auto* ask = qobject_cast<wAskSlave*>(modal)) {
             ++asked;
             ask->slaveBox()->setText(slave);
@@ -44,9 +37,6 @@ struct User
         } else if (auto* search = qobject_cast<wSearchSlave*>(modal)) {
             if (search->okButton()->isEnabled())
                 search->okButton()->click();
-        } else if (auto* box = qobject_cast<QMessageBox*>(modal)) {
-            messages << box->text();
-            box->accept();
         }
     }
 };

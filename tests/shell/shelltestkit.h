@@ -104,6 +104,30 @@ inline void OnNextModal(std::function<void(QWidget*)> answer)
     poll->start(10);
 }
 
+// Plays the user through every modal window that comes up while it lives: a message box is
+// recorded in `messages` and accepted, any other window goes to `other`.
+struct ModalUser
+{
+    QStringList messages;
+    QTimer timer;
+
+    explicit ModalUser(std::function<void(QWidget*)> other)
+    {
+        QObject::connect(&timer, &QTimer::timeout, &timer, [this, other] {
+            QWidget* modal = QApplication::activeModalWidget();
+            if (!modal || !modal->isVisible())
+                return;
+            if (auto* box = qobject_cast<QMessageBox*>(modal)) {
+                messages << box->text();
+                box->accept();
+            } else {
+                other(modal);
+            }
+        });
+        timer.start(10);
+    }
+};
+
 // Answers the next message box with `button` (its default one when NoButton) and keeps what it
 // showed in `seen`: its icon, its default button, how many other windows are visible, its text.
 inline void AnswerNextBox(QStringList& seen,
