@@ -460,6 +460,6 @@ void wPanelTools::ClearPanel()
 
 bool wPanelTools::LastFrameTimedOut() const
 {
-    const int count = m_lvwPanel->topLevelItemCount();
-    return count > 0 && m_lvwPanel->topLevelItem(count - 1)->text(1) == timeOutText();
+    // The last exchange is the log's last line, unless the log was cleared since.
+    return m_lvwPanel->topLevelItemCount() > 0 && m_last.outcome == Exchange::Outcome::TimeOut;
 }
