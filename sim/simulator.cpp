@@ -47,6 +47,7 @@ Simulator::Simulator(Options options)
         std::seed_seq seq{m_opt.seed, static_cast<unsigned>(position)};
         m_panels.push_back(Panel{position, m_opt.panels[i], PanelSlave(m_opt.panels[i].firmware),
                                  position == 1 ? std::mt19937(m_opt.seed) : std::mt19937(seq)});
+        m_echo = m_echo || m_opt.panels[i].echo;
     }
 }
 
@@ -645,6 +646,8 @@ int Simulator::run()
                     if (m_rx.empty())
                         m_firstRx = now;
                     m_lastRx = now;
+                    if (m_echo)
+                        writeAll(buf, static_cast<std::size_t>(n)); // the adapter's echo
                     m_rx.insert(m_rx.end(), buf, buf + n);
                     if (m_rx.size() > 4096)
                         m_rx.erase(m_rx.begin(), m_rx.end() - 512); // endless noise: keep a tail

@@ -80,6 +80,7 @@ private:
     Clock::time_point m_start = Clock::now();
     std::optional<Clock::time_point> m_lineLostAt;
     bool m_linkMade = false;
+    bool m_echo = false; // every byte received is sent back at once
 };
 
 } // namespace k7310sim
