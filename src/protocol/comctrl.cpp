@@ -390,16 +390,19 @@ void ComCtrl::expectEcho(const QByteArray& frame)
     m_copyWait = QDeadlineTimer(QDeadlineTimer::Forever);
     const std::optional<bool> known = echoes();
     if (m_echoSetting == LineEcho::Setting::No)
-        m_echoWait = EchoWait::Unknown; // looked at only to report an echo that came anyway
+        // Looked at only to report an echo that comes anyway; a request that its answer
+        // repeats cannot tell.
+        m_echoWait = LineEcho::AnswerMayRepeatRequest(frame) ? EchoWait::None : EchoWait::Unknown;
     else
         m_echoWait = !known ? EchoWait::Unknown : *known ? EchoWait::Owed : EchoWait::None;
 }
 
+// While the front of what came may still be the echo, the request's bytes are held back
+// from the answer: nothing is handed on before it is known whether they are the echo. A
+// real answer differs from its request within its first bytes.
 qint64 ComCtrl::echoStillAhead() const
 {
-    if (m_echoWait == EchoWait::None || m_echoSetting == LineEcho::Setting::No)
-        return 0;
-    return m_echoRequest.size();
+    return m_echoWait == EchoWait::None ? 0 : m_echoRequest.size();
 }
 
 void ComCtrl::echoFault(int number)
@@ -420,16 +423,11 @@ void ComCtrl::settleEcho(bool waitOver)
     const bool repeats = LineEcho::AnswerMayRepeatRequest(m_echoRequest);
 
     if (m_echoSetting == LineEcho::Setting::No) {
-        // What came repeats the request, and the answer would not: the adapter echoes. A
-        // read's answer may be shorter than its request: the whole answer wait's worth then.
-        const bool echoed = finding == LineEcho::Finding::Echoed ||
-                            (waitOver && finding == LineEcho::Finding::Pending &&
-                             front.size() >= std::min<qint64>(size, 5));
-        if (echoed && !repeats) {
+        if (finding == LineEcho::Finding::Echoed) {
             m_lastEcho = LineEcho::Finding::Echoed;
             echoFault(ErrorNumber::EchoUnexpected);
         }
-        if (finding != LineEcho::Finding::Pending || waitOver)
+        if (finding == LineEcho::Finding::Absent || waitOver)
             m_echoWait = EchoWait::None;
         return;
     }
