@@ -472,7 +472,7 @@ void ComCtrl::settleEcho(bool waitOver)
         m_lonelyCopySeen = true;
         return;
     }
-    m_port.skip(size);
+    m_port.read(size); // the echo, dropped
     m_lastEcho = LineEcho::Finding::Echoed;
     m_echoWait = EchoWait::None;
     if (m_echoSetting == LineEcho::Setting::Automatic && !m_echoFound) {
