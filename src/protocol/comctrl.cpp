@@ -352,6 +352,14 @@ Rs485Mode::Direction ComCtrl::direction() const
     return m_kernelMode.active() ? Rs485Mode::Direction::Kernel : Rs485Mode::Direction::Rts;
 }
 
+Rs485Mode::Probe ComCtrl::kernelModeOffered() const
+{
+    requireOpen();
+    if (m_kernelMode.active())
+        return {true, 0};
+    return Rs485Mode::KernelModeOffered(static_cast<int>(m_port.handle()));
+}
+
 QString ComCtrl::directionNote() const
 {
     if (!m_halfDuplex || m_kernelMode.active() || m_kernelRefusal <= 0)

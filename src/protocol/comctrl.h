@@ -122,6 +122,9 @@ public:
     // was when the port closes or half-duplex is turned off.
     void setHalfDuplex(bool on, int rtsDelayMs);
     Rs485Mode::Direction direction() const;
+    // Whether the open port's driver offers the kernel's RS-485 mode (PortNotOpen when
+    // closed); the driver's mode is left as it is.
+    Rs485Mode::Probe kernelModeOffered() const;
     // Why the kernel mode is not in force on a half-duplex line (the driver's refusal, as
     // "kernel RS-485 mode refused: <reason>"); empty when it is, or the line is not half-duplex.
     QString directionNote() const;

@@ -68,7 +68,7 @@ private slots:
         QVERIFY(steps.contains(Step::RtsOn) && steps.contains(Step::RtsOff));
         QCOMPARE(rig.line.directionNote(),
                  "kernel RS-485 mode refused: " + QString::fromLocal8Bit(std::strerror(ENOTTY)));
-        QVERIFY(!Rs485Mode::KernelModeOffered(rig.pty.master()).offered);
+        QCOMPARE(rig.line.kernelModeOffered().error, ENOTTY);
         // The status bar's tip and the export: the mode in force, the refusal, the echo found.
         const auto ids = [](int id) {
             return QString::number(id);
@@ -100,6 +100,7 @@ private slots:
         rig.line.setStepHook([&steps](Step step) { steps << step; });
         rig.line.setHalfDuplex(true, 7);
         QCOMPARE(rig.line.direction(), direction);
+        QCOMPARE(rig.line.kernelModeOffered().offered, kind == FakeDriver::Accepts);
         QCOMPARE(!rig.line.directionNote().isEmpty(), noted);
         QList<std::int16_t> word(1);
         CommFunctions::SetRtsHandshake(true);
