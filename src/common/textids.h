@@ -327,4 +327,12 @@ constexpr int SurveyCurrentSetting = 238035; // "%1 (the line's own)"
 // Remarks of a row, in LineSurvey::Remark::Kind order, 238050..238056.
 constexpr int SurveyRemarkFirst = 238050;
 
+// The line's direction control and the adapter's echo (status bar, export, PC settings).
+constexpr int LineDirectionBase = 238900; // 238900..238902 in Rs485Mode::Direction order
+constexpr int LineDirection = 238903;     // caption of the direction in the export
+constexpr int LineEcho = 238904;          // caption of the echo in the export
+constexpr int ConfigEcho = 238905;        // label of cboEcho
+constexpr int EchoSettingBase = 238906;   // 238906..238908 in LineEcho::Setting order
+constexpr int EchoFoundBase = 238909;     // 238909..238911: echoes, no echo, not found out yet
+
 } // namespace TextId
