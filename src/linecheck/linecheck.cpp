@@ -55,8 +55,9 @@ Access AccessTo(const QString& location)
     const passwd* user = ::getpwuid(::getuid());
     if (user)
         access.user = QString::fromLocal8Bit(user->pw_name);
-    const group* granting =
-        probe.grantingGroup.isEmpty() ? nullptr : ::getgrnam(probe.grantingGroup.toLocal8Bit().constData());
+    const group* granting = probe.grantingGroup.isEmpty()
+                                ? nullptr
+                                : ::getgrnam(probe.grantingGroup.toLocal8Bit().constData());
     if (granting) {
         access.inGroupNow = SessionGroups().contains(granting->gr_gid);
         access.inGroupAtLogin = user && LoginGroups(*user).contains(granting->gr_gid);

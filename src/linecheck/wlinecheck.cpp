@@ -19,10 +19,11 @@
 #include <QLabel>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QResizeEvent>
 #include <QSpinBox>
 #include <QStandardPaths>
 #include <QStyle>
-#include <QTreeWidget>
+#include <QTableWidget>
 #include <QVBoxLayout>
 
 namespace {
@@ -47,7 +48,7 @@ wLineCheck::wLineCheck(ComCtrl& line, QWidget* parent)
     : QDialog(parent)
     , m_line(line)
     , m_updSlave(new QSpinBox(this))
-    , m_lstFindings(new QTreeWidget(this))
+    , m_lstFindings(new QTableWidget(this))
     , m_cmdCheck(Button(this, "cmdCheck", TextId::LineCheckRun))
     , m_cmdCopy(Button(this, "cmdCopy", TextId::LineCheckCopy))
     , m_cmdSave(Button(this, "cmdSave", TextId::LineCheckSave))
@@ -67,10 +68,13 @@ wLineCheck::wLineCheck(ComCtrl& line, QWidget* parent)
 
     m_lstFindings->setObjectName(QStringLiteral("lstFindings"));
     m_lstFindings->setColumnCount(2);
-    m_lstFindings->setRootIsDecorated(false);
     m_lstFindings->setWordWrap(true);
+    m_lstFindings->setShowGrid(false);
+    m_lstFindings->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_lstFindings->setSelectionMode(QAbstractItemView::NoSelection);
-    m_lstFindings->header()->setStretchLastSection(true);
+    m_lstFindings->verticalHeader()->hide();
+    m_lstFindings->horizontalHeader()->setStretchLastSection(true);
+    m_lstFindings->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft);
     m_lblStatus->setObjectName(QStringLiteral("lblStatus"));
 
     auto* cmdHelp = Button(this, "cmdHelp", TextId::Help);
@@ -105,7 +109,7 @@ wLineCheck::wLineCheck(ComCtrl& line, QWidget* parent)
 void wLineCheck::nationality()
 {
     Tags::ApplyTexts(this);
-    m_lstFindings->setHeaderLabels(
+    m_lstFindings->setHorizontalHeaderLabels(
         {Text(TextId::LineCheckColumnTopic), Text(TextId::LineCheckColumnResult)});
 }
 
@@ -127,18 +131,36 @@ void wLineCheck::showFindings(const QList<Finding>& findings)
     const QStyle::StandardPixmap marks[] = {
         QStyle::SP_DialogApplyButton, QStyle::SP_MessageBoxWarning, QStyle::SP_MessageBoxCritical};
     const QFont fixed = QFontDatabase::systemFont(QFontDatabase::FixedFont);
-    m_lstFindings->clear();
+    m_lstFindings->setRowCount(0);
+    const auto addRow = [this](QTableWidgetItem* topic, QTableWidgetItem* result) {
+        const int row = m_lstFindings->rowCount();
+        m_lstFindings->insertRow(row);
+        m_lstFindings->setItem(row, 0, topic);
+        m_lstFindings->setItem(row, 1, result);
+        result->setTextAlignment(Qt::AlignLeft | Qt::AlignTop);
+        topic->setTextAlignment(Qt::AlignLeft | Qt::AlignTop);
+    };
     for (const Finding& finding : findings) {
-        auto* item = new QTreeWidgetItem(m_lstFindings, {Text(finding.topic), finding.text});
-        item->setIcon(0, style()->standardIcon(marks[finding.mark], nullptr, this));
-        item->setData(0, Qt::UserRole, int(finding.mark));
+        auto* topic = new QTableWidgetItem(
+            style()->standardIcon(marks[finding.mark], nullptr, this), Text(finding.topic));
+        topic->setData(Qt::UserRole, int(finding.mark));
+        addRow(topic, new QTableWidgetItem(finding.text));
         if (finding.udevRule.isEmpty())
             continue;
-        auto* rule = new QTreeWidgetItem(m_lstFindings, {QString(), finding.udevRule});
-        rule->setFont(1, fixed);
-        rule->setToolTip(1, Text(TextId::LineCheckUdevRule));
+        auto* rule = new QTableWidgetItem(finding.udevRule);
+        rule->setFont(fixed);
+        rule->setToolTip(Text(TextId::LineCheckUdevRule));
+        addRow(new QTableWidgetItem, rule);
     }
     m_lstFindings->resizeColumnToContents(0);
+    m_lstFindings->resizeRowsToContents();
+}
+
+void wLineCheck::resizeEvent(QResizeEvent* event)
+{
+    QDialog::resizeEvent(event);
+    // Word-wrapped results take the height the new width calls for.
+    m_lstFindings->resizeRowsToContents();
 }
 
 QString wLineCheck::findingsText() const

@@ -8,7 +8,7 @@ class ComCtrl;
 class QLabel;
 class QPushButton;
 class QSpinBox;
-class QTreeWidget;
+class QTableWidget;
 
 // Options > Check the line: the findings about the console's line and adapter, one line each
 // with a pass, warning or fail mark; a proposed udev rule below its finding. Copy and Save
@@ -27,6 +27,7 @@ public:
 private:
     void nationality();
     void showFindings(const QList<Finding>& findings);
+    void resizeEvent(QResizeEvent* event) override;
     void copyClicked();
     void saveClicked();
 
@@ -34,7 +35,7 @@ private:
     QList<Finding> m_findings;
     QString m_heading;
     QSpinBox* m_updSlave;
-    QTreeWidget* m_lstFindings;
+    QTableWidget* m_lstFindings;
     QPushButton* m_cmdCheck;
     QPushButton* m_cmdCopy;
     QPushButton* m_cmdSave;
