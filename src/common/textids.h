@@ -341,6 +341,7 @@ constexpr int LineCheckEchoNotTried = 238780;
 constexpr int LineCheckEchoNone = 238781;
 constexpr int LineCheckEchoFound = 238782;     // %1 bytes
 constexpr int LineCheckNoAnswer = 238783;      // %1 slave %2 ms
+constexpr int LineCheckLineNotOpen = 238784;   // a slave given, the line closed or busy
 constexpr int LineCheckRoundTripGood = 238790; // %1 round trip %2 wire %3 baud %4 rest
 constexpr int LineCheckRoundTripSlow = 238791; // same, %5 limit
 constexpr int LineCheckRoundTripNotMeasured = 238792;

@@ -134,7 +134,9 @@ Finding Echo(const ProbeExchange& exchange)
 {
     constexpr int topic = TextId::LineCheckTopicEcho;
     if (!exchange.tried)
-        return Make(topic, Finding::Warning, Text(TextId::LineCheckEchoNotTried));
+        return Make(topic, Finding::Warning,
+                    Text(exchange.slave > 0 ? TextId::LineCheckLineNotOpen
+                                            : TextId::LineCheckEchoNotTried));
     if (AnswerOf(exchange).isEmpty())
         return Make(topic, Finding::Fail,
                     Text(TextId::LineCheckNoAnswer).arg(exchange.slave).arg(exchange.timeoutMs));

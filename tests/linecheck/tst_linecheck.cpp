@@ -151,6 +151,7 @@ private slots:
         // marks and whether the answer was told apart from the echo.
         columns<int, QByteArray, int, int, int>("slave", "reply", "delayMs", "echoMark",
                                                 "roundTripMark");
+        // slave -1: slave 1 on a line that is closed.
         const QByteArray request = CommFunctions::ReadWordsRequest(1, 128, 1);
         const int pass = Finding::Pass, warning = Finding::Warning, fail = Finding::Fail;
         row("answer without echo", 1, speedAnswer, 0, pass, pass);
@@ -159,14 +160,18 @@ private slots:
         row("echo only: no answer", 1, request, 0, fail, warning);
         row("silence", 1, QByteArray(), 0, fail, warning);
         row("no slave given: nothing sent", 0, speedAnswer, 0, warning, warning);
+        row("line closed: nothing sent", -1, speedAnswer, 0, warning, warning);
     }
 
     void exchange()
     {
-        const auto [slave, reply, delayMs, echoMark, roundTripMark] =
+        const auto [given, reply, delayMs, echoMark, roundTripMark] =
             fetch<int, QByteArray, int, int, int>("slave", "reply", "delayMs", "echoMark",
                                                   "roundTripMark");
         ScriptedLine pty(Replying(reply, delayMs));
+        if (given < 0)
+            pty.line.close();
+        const int slave = given < 0 ? 1 : given;
         QList<Exchange> recorded;
         pty.line.addObserver([&recorded](const Exchange& e) { recorded << e; });
         CommFunctions::SetRtsHandshake(false);
@@ -174,10 +179,16 @@ private slots:
         const ProbeExchange exchange = LineProbe::Exchange(pty.line, slave);
         QCOMPARE(int(LineFindings::Echo(exchange).mark), echoMark);
         QCOMPARE(int(LineFindings::RoundTrip(exchange).mark), roundTripMark);
-        QCOMPARE(pty.slave.requests().size(), slave ? 1 : 0);
-        QCOMPARE(recorded.size(), slave ? 1 : 0);
-        if (!slave)
+        const bool sent = given > 0;
+        QCOMPARE(pty.slave.requests().size(), sent ? 1 : 0);
+        QCOMPARE(recorded.size(), sent ? 1 : 0);
+        if (!sent) {
+            // Why nothing was sent: no slave given, or no line to send on.
+            QCOMPARE(LineFindings::Echo(exchange).text,
+                     DataFunctions7310::GetText(given ? TextId::LineCheckLineNotOpen
+                                                      : TextId::LineCheckEchoNotTried));
             return;
+        }
         // The line monitor sees the answer without the echo, from the line check.
         QCOMPARE(recorded[0].origin, TextId::LineCheckTitle);
         QCOMPARE(LineFindings::AnswerOf(exchange),
