@@ -345,5 +345,12 @@ constexpr int LineCheckLineNotOpen = 238784;   // a slave given, the line closed
 constexpr int LineCheckRoundTripGood = 238790; // %1 round trip %2 wire %3 baud %4 rest
 constexpr int LineCheckRoundTripSlow = 238791; // same, %5 limit
 constexpr int LineCheckRoundTripNotMeasured = 238792;
+// The line's direction control and the adapter's echo (status bar, export, PC settings).
+constexpr int LineDirectionBase = 238900; // 238900..238902 in Rs485Mode::Direction order
+constexpr int LineDirection = 238903;     // caption of the direction in the export
+constexpr int LineEcho = 238904;          // caption of the echo in the export
+constexpr int ConfigEcho = 238905;        // label of cboEcho
+constexpr int EchoSettingBase = 238906;   // 238906..238908 in LineEcho::Setting order
+constexpr int EchoFoundBase = 238909;     // 238909..238911: echoes, no echo, not found out yet
 
 } // namespace TextId

@@ -191,6 +191,14 @@ bool wMain::load()
             setting(QStringLiteral("RTS"), QStringLiteral("0"), IniValue::Boolean));
         CommFunctions::SetRtsDelay(
             setting(QStringLiteral("RtsDelay"), QStringLiteral("5"), IniValue::Short));
+        m_comCtrl.setHalfDuplex(CommFunctions::RtsHandshake(), CommFunctions::RtsDelay());
+        const QString echo =
+            ZRBfonctions::GetIniParam(communication, QStringLiteral("Echo"),
+                                      LineEcho::SettingValue(LineEcho::Setting::Automatic));
+        if (const std::optional<LineEcho::Setting> parsed = LineEcho::ParseSetting(echo))
+            m_comCtrl.setEchoSetting(*parsed);
+        else
+            ErrorHandling(loadProcedure, ErrorNumber::TypeMismatch, QStringLiteral("Echo=") + echo);
 
         // Without a line the console still serves: the calculator, the help, the settings.
         try {

@@ -187,7 +187,7 @@ private slots:
                  qPrintable(fixture.reports().join(QLatin1Char('\n'))));
         QVERIFY(frame.comCtrl().isOpen());
         QCOMPARE(frame.statusPanel("Line")->text(),
-                 "Line: " + fixture.pty.slavePath() + " 19200,n,8,2 open");
+                 "Line: " + fixture.pty.slavePath() + " 19200,n,8,2 open, RTS");
         QCOMPARE(QString("%1 %2 %3")
                      .arg(CommFunctions::RtsHandshake())
                      .arg(CommFunctions::RtsDelay())
