@@ -114,12 +114,15 @@ Finding ModemManager(const AdapterInfo::Adapter& adapter, bool modemManagerRunni
 
 bool Echoes(const ProbeExchange& exchange)
 {
-    return !exchange.request.isEmpty() && exchange.received.startsWith(exchange.request);
+    return exchange.echoTakenOff ||
+           (!exchange.request.isEmpty() && exchange.received.startsWith(exchange.request));
 }
 
 QByteArray AnswerOf(const ProbeExchange& exchange)
 {
-    return Echoes(exchange) ? exchange.received.mid(exchange.request.size()) : exchange.received;
+    const bool inFront =
+        !exchange.request.isEmpty() && exchange.received.startsWith(exchange.request);
+    return inFront ? exchange.received.mid(exchange.request.size()) : exchange.received;
 }
 
 double WireTimeMs(const ProbeExchange& exchange)

@@ -38,8 +38,9 @@ struct ProbeExchange
     bool tried = false; // a slave number was given and the port was open
     int slave = 0;
     QByteArray request;
-    QByteArray received;    // everything that came back, an echo included
-    double roundTripMs = 0; // from the first byte handed to the kernel to the last byte in
+    QByteArray received;       // what came back: an echo included, unless the line took it off
+    bool echoTakenOff = false; // the line found the request's bytes in front and took them off
+    double roundTripMs = 0;    // from the first byte handed to the kernel to the last byte in
     int timeoutMs = 0;
     qint32 baudRate = 9600;
     int bitsPerCharacter = 10;
@@ -59,7 +60,7 @@ Finding Driver(const AdapterInfo::Adapter& adapter, std::optional<bool> kernelRs
 Finding LatencyTimer(const AdapterInfo::Adapter& adapter);
 Finding ModemManager(const AdapterInfo::Adapter& adapter, bool modemManagerRunning);
 
-// True when the request's bytes come back in front of the answer.
+// True when the request's bytes came back in front of the answer.
 bool Echoes(const ProbeExchange& exchange);
 // The answer's share of what came back (the echo removed).
 QByteArray AnswerOf(const ProbeExchange& exchange);

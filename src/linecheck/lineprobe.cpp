@@ -4,14 +4,14 @@
 #include "commfunctions.h"
 #include "errorhandling.h"
 #include "exchange.h"
+#include "lineecho.h"
 #include "linelock.h"
+#include "rs485mode.h"
 #include "textids.h"
 
 #include <QElapsedTimer>
 
 #include <fcntl.h>
-#include <linux/serial.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace LineProbe {
@@ -26,8 +26,7 @@ bool AskRs485(const QString& location)
         ::open(location.toLocal8Bit().constData(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0)
         throw RunTimeError(ErrorNumber::PortIoError, location);
-    struct serial_rs485 mode = {};
-    const bool offered = ::ioctl(fd, TIOCGRS485, &mode) == 0;
+    const bool offered = Rs485Mode::KernelModeOffered(fd).offered;
     ::close(fd);
     return offered;
 }
@@ -88,6 +87,11 @@ ProbeExchange Exchange(ComCtrl& line, int slave)
     exchange.tried = true;
     exchange.request =
         CommFunctions::ReadWordsRequest(static_cast<std::uint8_t>(slave), SpeedWord, 1);
+    // A fresh look at the echo whatever the setting: Automatic finds out on this exchange
+    // (a change of the setting forgets what was found before). The setting is put back after.
+    const LineEcho::Setting setting = line.echoSetting();
+    line.setEchoSetting(LineEcho::Setting::No);
+    line.setEchoSetting(LineEcho::Setting::Automatic);
     ExchangeRecorder record(line, exchange.request);
     try {
         QElapsedTimer clock;
@@ -111,6 +115,9 @@ ProbeExchange Exchange(ComCtrl& line, int slave)
     } catch (const RunTimeError& error) {
         record.failed(error);
     }
+    // The line takes a found echo off what it hands on; it says so.
+    exchange.echoTakenOff = line.lastEcho() == LineEcho::Finding::Echoed;
+    line.setEchoSetting(setting);
     return exchange;
 }
 

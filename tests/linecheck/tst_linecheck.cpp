@@ -6,6 +6,7 @@
 #include "fakesystem.h"
 #include "linecheck.h"
 #include "lineprobe.h"
+#include "rs485mode.h"
 #include "textids.h"
 
 #include <QTest>
@@ -130,19 +131,38 @@ private slots:
         QVERIFY2(finding.text.contains(says), qPrintable(finding.text));
     }
 
-    // A pty refuses TIOCGRS485 (ENOTTY): "not offered", not "unknown"; the console's line is
-    // open again afterwards. A device that is not there cannot be asked.
-    void kernelRs485OnPty()
+    void kernelRs485_data()
     {
-        ScriptedLine pty(Replying({}));
-        QVERIFY(pty.line.isOpen());
-        const std::optional<bool> offered = LineProbe::KernelRs485Offered(pty.line);
-        QVERIFY(offered.has_value() && !*offered);
-        QVERIFY(pty.line.isOpen());
+        // acceptingDriver: the ioctls play a driver that takes the mode and reads it back.
+        columns<bool, bool, int>("acceptingDriver", "deviceThere", "offered");
+        row("a pty refuses it (ENOTTY)", false, true, 0);
+        row("a driver that takes the mode", true, true, 1);
+        row("no device: not asked", false, false, -1);
+    }
 
-        ComCtrl absent;
-        absent.setPortName("/nonexistent/ttyUSB7");
-        QVERIFY(!LineProbe::KernelRs485Offered(absent).has_value());
+    // Whether the driver offers the kernel's RS-485 mode; the console's line is open again
+    // afterwards.
+    void kernelRs485()
+    {
+        const auto [acceptingDriver, deviceThere, offered] =
+            fetch<bool, bool, int>("acceptingDriver", "deviceThere", "offered");
+        serial_rs485 held = {};
+        const Rs485Mode::Calls accepting{
+            [&held](int, serial_rs485* mode) { return *mode = held, 0; },
+            [&held](int, const serial_rs485* mode) {
+                return held = *mode, 0;
+            }};
+        const Rs485Mode::Calls real =
+            acceptingDriver ? Rs485Mode::SetCalls(accepting) : Rs485Mode::CurrentCalls();
+        ScriptedLine pty(Replying({}));
+        if (!deviceThere) {
+            pty.line.close();
+            pty.line.setPortName("/nonexistent/ttyUSB7");
+        }
+        const std::optional<bool> answer = LineProbe::KernelRs485Offered(pty.line);
+        Rs485Mode::SetCalls(real);
+        QCOMPARE(answer.has_value() ? int(*answer) : -1, offered);
+        QCOMPARE(pty.line.isOpen(), deviceThere);
     }
 
     void exchange_data()
