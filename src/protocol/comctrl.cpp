@@ -405,6 +405,11 @@ qint64 ComCtrl::echoStillAhead() const
     return m_echoWait == EchoWait::None ? 0 : m_echoRequest.size();
 }
 
+qint64 ComCtrl::answerBytes() const
+{
+    return std::max<qint64>(0, m_port.bytesAvailable() - echoStillAhead());
+}
+
 void ComCtrl::echoFault(int number)
 {
     m_echoWait = EchoWait::None;
@@ -563,7 +568,7 @@ qint64 ComCtrl::bytesWaiting()
     m_port.waitForReadyRead(0); // moves what the kernel holds into the port's buffer
     checkLineError();
     settleEcho(false);
-    return m_port.bytesAvailable() - echoStillAhead();
+    return answerBytes();
 }
 
 QByteArray ComCtrl::read()
@@ -613,7 +618,7 @@ qint64 ComCtrl::waitForBytes(qint64 count, QDeadlineTimer deadline, AnswerTest c
     }
     // The echo's bytes come within the same deadline as the answer's.
     settleEcho(false);
-    while (m_port.bytesAvailable() - echoStillAhead() < count && !deadline.hasExpired()) {
+    while (answerBytes() < count && !deadline.hasExpired()) {
         // Blocks in poll(2) until data, error or the deadline: no CPU spent while waiting.
         const QDeadlineTimer until = m_echoWait == EchoWait::Unknown && !m_copyWait.isForever()
                                          ? std::min(deadline, m_copyWait)
@@ -623,13 +628,13 @@ qint64 ComCtrl::waitForBytes(qint64 count, QDeadlineTimer deadline, AnswerTest c
         settleEcho(false);
         if (!arrived && m_echoWait == EchoWait::Unknown && m_copyWait.hasExpired())
             settleEcho(true);
-        const qint64 waiting = m_port.bytesAvailable() - echoStillAhead();
+        const qint64 waiting = answerBytes();
         if (arrived && complete && m_echoWait == EchoWait::None && waiting < count &&
             complete(QByteArrayView(m_port.peek(waiting))))
             break;
     }
     settleEcho(deadline.hasExpired());
-    return m_port.bytesAvailable() - echoStillAhead();
+    return answerBytes();
 }
 
 void ComCtrl::sendRequest(const QByteArray& frame, bool handshake, int rtsDelayMs)

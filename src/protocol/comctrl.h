@@ -215,6 +215,7 @@ private:
     void expectEcho(const QByteArray& frame);
     void settleEcho(bool waitOver);
     qint64 echoStillAhead() const;
+    qint64 answerBytes() const; // waiting, less an echo still looked for
     void echoFault(int number);
 
     QSerialPort m_port;

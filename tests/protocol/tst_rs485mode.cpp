@@ -2,6 +2,7 @@
 // refusal is told; with the ioctl seam playing a driver, the mode asked for and put back.
 #include "comctrl.h"
 #include "commfunctions.h"
+#include "linemodetext.h"
 #include "ptypeer.h"
 
 #include <cerrno>
@@ -68,6 +69,12 @@ private slots:
         QCOMPARE(rig.line.directionNote(),
                  "kernel RS-485 mode refused: " + QString::fromLocal8Bit(std::strerror(ENOTTY)));
         QVERIFY(!Rs485Mode::KernelModeOffered(rig.pty.master()).offered);
+        // The status bar's tip and the export: the mode in force, the refusal, the echo found.
+        const auto ids = [](int id) {
+            return QString::number(id);
+        };
+        QCOMPARE(LineModeText::Summary(rig.line, ids),
+                 "238903: 238901 (" + rig.line.directionNote() + "); 238904: 238906, 238910");
         CommFunctions::SetRtsHandshake(false);
         QCOMPARE(rig.line.direction(), Direction::Rts); // until the next request passes it on
         QVERIFY(CommFunctions::LitMots(rig.line, 1, 0, word));
