@@ -1,5 +1,6 @@
 #include "wconfig.h"
 
+#include "adapterinfo.h"
 #include "comctrl.h"
 #include "commfunctions.h"
 #include "datafunctions7310.h"
@@ -220,7 +221,12 @@ void wConfig::load()
         const QString storedPort = storedOr(QStringLiteral("Port"), QString());
         const QString soleDevice = SoleDevice(PortChoices());
         const bool proposePort = storedPort.isNull() && !soleDevice.isEmpty();
-        FillPortList(m_cboPort, proposePort ? soleDevice : m_port.portName());
+        // A stored ttyUSBn that has gone, with its adapter back under another name.
+        const QString replugged = AdapterInfo::ReplugOffer(
+            m_port.portName(), storedOr(QStringLiteral("PortAdapter"), QString()));
+        FillPortList(m_cboPort, proposePort           ? soleDevice
+                                : replugged.isEmpty() ? m_port.portName()
+                                                      : replugged);
         const QString bauds = QString::number(CommFunctions::GetCommBauds(m_port));
         if (m_cboBauds->findText(bauds) < 0)
             m_cboBauds->addItem(bauds);
@@ -230,7 +236,7 @@ void wConfig::load()
 
         // RTS and its delay as stored. A stored value that cannot be used (reported at
         // start-up) shows the value in force instead and is marked, so that OK repairs it.
-        unsigned repair = proposePort ? unsigned(Port) : 0u;
+        unsigned repair = proposePort || !replugged.isEmpty() ? unsigned(Port) : 0u;
         const auto usable = [&repair](Input input, const QString& text, int fallback, bool flag) {
             try {
                 const int value = IniValue::Short(text);
@@ -358,6 +364,10 @@ void wConfig::applyChanges()
         const QString portName = PortListText(m_cboPort);
         m_port.setPortName(portName);
         ZRBfonctions::SetIniParam(communication, QStringLiteral("Port"), portName);
+        // Which adapter it was, so that a replug under another name can be recognised.
+        const QString adapter = AdapterInfo::IdentityKey(AdapterInfo::Read(portName));
+        if (!adapter.isEmpty() || !storedOr(QStringLiteral("PortAdapter"), QString()).isNull())
+            ZRBfonctions::SetIniParam(communication, QStringLiteral("PortAdapter"), adapter);
     }
     if (m_firstRun) {
         // The start-up sequence applies the stored speed, stop bits and parity next.

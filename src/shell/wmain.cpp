@@ -13,6 +13,7 @@
 #include "textids.h"
 #include "uihelpers.h"
 #include "wconfig.h"
+#include "wlinecheck.h"
 #include "wpanelcalcul.h"
 #include "wpanelconfig.h"
 #include "wpanelframe.h"
@@ -393,6 +394,12 @@ void wMain::mnuFileQuit_Click()
 void wMain::mnuOptionsPrefs_Click()
 {
     wConfig dialog(m_comCtrl, this);
+    dialog.exec();
+}
+
+void wMain::mnuOptionsLineCheck_Click()
+{
+    wLineCheck dialog(m_comCtrl, this);
     dialog.exec();
 }
 

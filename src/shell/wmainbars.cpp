@@ -62,6 +62,8 @@ void wMain::buildMenus()
     QMenu* mnuOptions = addMenu("mnuOptions");
     connect(addEntry(mnuOptions, "mnuOptionsPrefs"), &QAction::triggered, this,
             &wMain::mnuOptionsPrefs_Click);
+    connect(addEntry(mnuOptions, "mnuOptionsLineCheck"), &QAction::triggered, this,
+            &wMain::mnuOptionsLineCheck_Click);
 
     QMenu* mnuWindow = addMenu("mnuWindow");
     connect(addEntry(mnuWindow, "mnuWindowCascade"), &QAction::triggered, this,
