@@ -16,7 +16,6 @@
 #include <QCoreApplication>
 #include <QFileDialog>
 #include <QGroupBox>
-#include <QLabel>
 #include <QMessageBox>
 #include <QPointer>
 #include <QProgressBar>
@@ -80,9 +79,10 @@ void wLineSurvey::setRunning(bool running)
     m_frmSettings->setEnabled(!running);
 }
 
+// The outcome stands in the progress bar and in the main frame's status bar.
 void wLineSurvey::status(const QString& text)
 {
-    m_lblStatus->setText(text);
+    m_prgSurvey->setFormat(text);
     PromptHook::Confirm(text);
 }
 
@@ -131,7 +131,7 @@ void wLineSurvey::showEnd()
         break;
     case Result::End::LineBusy:
         Refusal::Refuse(m_cmdSurvey, TextId::SurveyLineBusy);
-        m_lblStatus->setText(DataFunctions7310::GetText(TextId::SurveyLineBusy));
+        m_prgSurvey->setFormat(DataFunctions7310::GetText(TextId::SurveyLineBusy));
         break;
     case Result::End::PortFault: {
         QString fault = ErrorReport::Description(m_result.faultNumber);

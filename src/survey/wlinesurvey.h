@@ -11,12 +11,11 @@
 class ComCtrl;
 class QCheckBox;
 class QGroupBox;
-class QLabel;
 class QProgressBar;
 class QPushButton;
 class QSpinBox;
 class QTableWidget;
-class QVBoxLayout;
+class QGridLayout;
 
 // The census of the line in a window: the settings and options, a progress bar, Cancel, and
 // a table of the panels found, exported to CSV or opened in the configuration window. The
@@ -74,7 +73,7 @@ private:
     QList<LineSurvey::Setting> m_shownSettings;
     QSet<QString> m_unchecked; // settings the user left out, by their text
     QGroupBox* m_frmSettings = nullptr;
-    QVBoxLayout* m_settingsLayout = nullptr;
+    QGridLayout* m_settingsLayout = nullptr;
     QList<QCheckBox*> m_chkSettings;
     QSpinBox* m_updFirst = nullptr;
     QSpinBox* m_updLast = nullptr;
@@ -88,5 +87,4 @@ private:
     QPushButton* m_cmdOpenConfig = nullptr;
     QProgressBar* m_prgSurvey = nullptr;
     QTableWidget* m_table = nullptr;
-    QLabel* m_lblStatus = nullptr;
 };

@@ -62,8 +62,8 @@ void wLineSurvey::buildControls()
 
     m_frmSettings =
         named(new QGroupBox(this), QStringLiteral("frmSettings"), TextId::SurveySettings);
-    m_settingsLayout = new QVBoxLayout(m_frmSettings);
-    m_settingsLayout->setSpacing(2);
+    m_settingsLayout = new QGridLayout(m_frmSettings);
+    m_settingsLayout->setVerticalSpacing(2);
 
     m_cmdSurvey = button(this, "cmdSurvey", TextId::SurveyStart);
     m_cmdCancel = button(this, "cmdCancel", TextId::SurveyCancel);
@@ -95,14 +95,10 @@ void wLineSurvey::buildControls()
     m_table->horizontalHeader()->setStretchLastSection(true);
     m_table->setColumnCount(static_cast<int>(headings().size()));
 
-    m_lblStatus = named(new QLabel(this), QStringLiteral("lblStatus"));
-    m_lblStatus->setWordWrap(true);
-
     auto* layout = new QVBoxLayout(this);
     layout->addLayout(top);
     layout->addWidget(m_prgSurvey);
     layout->addWidget(m_table, 1);
-    layout->addWidget(m_lblStatus);
     resize(1000, 600);
 }
 
@@ -134,6 +130,7 @@ QGroupBox* wLineSurvey::buildOptions()
     grid->addWidget(m_updAllowance, 2, 1, Qt::AlignLeft);
     grid->addWidget(m_chkThorough, 3, 0, 1, 2);
     grid->addWidget(m_chkRetrySilent, 4, 0, 1, 2);
+    grid->setColumnStretch(2, 1);
     grid->setRowStretch(5, 1);
     return group;
 }
@@ -160,7 +157,9 @@ void wLineSurvey::refreshSettings()
                          ? DataFunctions7310::GetText(TextId::SurveyCurrentSetting).arg(text)
                          : text);
         box->setChecked(!m_unchecked.contains(text));
-        m_settingsLayout->addWidget(box);
+        // Two columns: the list stays short and leaves the height to the table.
+        const int at = static_cast<int>(m_chkSettings.size());
+        m_settingsLayout->addWidget(box, at / 2, at % 2);
         m_chkSettings.append(box);
     }
 }

@@ -87,7 +87,7 @@ private slots:
         const QStringList lines =
             QString::fromUtf8(file.readAll()).split("\r\n", Qt::SkipEmptyParts);
         QCOMPARE(lines.size(), 4);
-        QVERIFY(lines[0].startsWith("Slave,Speed,Stop bits,Version,"));
+        QVERIFY(lines[0].startsWith("Slave,Found at (baud),Stop bits found,Version,"));
         QVERIFY(lines[3].startsWith("40,4800,2,2.8,4800,2,40,"));
     }
 
