@@ -54,9 +54,7 @@ QList<Remark> remarksOf(Exchange::Outcome outcome, int exceptionCode)
 
 bool knownVersion(int major, int minor)
 {
-    const int code = major << 8 | minor;
-    return code == ConfigMap::Version28 || code == ConfigMap::Version27 ||
-           code == ConfigMap::Version26;
+    return ConfigMap::VersionCodeOf(ConfigMap::VersionText(major << 8 | minor)) != 0;
 }
 
 class Survey
