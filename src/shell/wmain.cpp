@@ -12,6 +12,7 @@
 #include "shellhelpers.h"
 #include "textids.h"
 #include "uihelpers.h"
+#include "wcommissioning.h"
 #include "wconfig.h"
 #include "wpanelcalcul.h"
 #include "wpanelconfig.h"
@@ -116,6 +117,11 @@ void wMain::registerChildren()
     m_children.add({3, QStringLiteral("mnuFileTools"), QStringLiteral(":/shell/images/tools.svg"),
                     TextId::PanelToolsTitle, TextId::PanelToolsTitle, [this] {
                         return new wPanelTools(m_comCtrl);
+                    }});
+    m_children.add({4, QStringLiteral("mnuFileCommission"),
+                    QStringLiteral(":/shell/images/commission.svg"), TextId::CommissionTitle,
+                    TextId::CommissionTitle, [this] {
+                        return new wCommissioning(m_comCtrl);
                     }});
 }
 
@@ -329,8 +335,10 @@ void wMain::nationality()
         caption(menu->menuAction());
     for (QAction* entry : m_entries)
         caption(entry);
-    for (auto it = m_mnuFilePanel.cbegin(); it != m_mnuFilePanel.cend(); ++it)
-        it.value()->setText(DataFunctions7310::GetText(231000 + 1000 * it.key()));
+    for (const ChildRegistry::Kind& kind : m_children.kinds()) {
+        if (QAction* entry = m_mnuFilePanel.value(kind.index))
+            entry->setText(DataFunctions7310::GetText(kind.captionTextId));
+    }
 
     for (QLabel* panel : m_panels) {
         if (const int tag = Tags::Of(panel)) {
@@ -474,6 +482,8 @@ void wMain::tbrTools_ButtonClick(const QString& key)
         mnuFilePanel_Click(1);
     else if (key == QLatin1String("mnuHelpContext"))
         mnuHelpContext_Click();
+    else if (const ChildRegistry::Kind* kind = m_children.kindOfKey(key))
+        mnuFilePanel_Click(kind->index);
 }
 
 bool wMain::queryUnload()
