@@ -103,15 +103,27 @@ public:
             m_y = 0;
         }
     }
-    // One line of cells, each at its x position; returns its height.
+    // One row of cells, each from its x position to the next cell's (the last one to the right
+    // margin); a text wider than its cell wraps, and the row grows to its tallest cell.
     void row(const QList<std::pair<double, QString>>& cells, const QFont& rowFont)
     {
         const QFontMetricsF metrics(rowFont, &m_device);
-        const double height = metrics.height() * 1.25;
+        constexpr int flags = Qt::AlignLeft | Qt::AlignTop | Qt::TextWordWrap;
+        QList<QRectF> boxes;
+        double height = metrics.height();
+        for (qsizetype i = 0; i < cells.size(); ++i) {
+            const double x = cells.at(i).first;
+            const double right = i + 1 < cells.size() ? cells.at(i + 1).first - mm(2) : width();
+            const QRectF box(x, 0, std::max(right - x, mm(5)), 1e6);
+            boxes << box;
+            height =
+                std::max(height, metrics.boundingRect(box, flags, cells.at(i).second).height());
+        }
+        height += metrics.height() * 0.25;
         need(height);
         m_painter.setFont(rowFont);
-        for (const auto& [x, cell] : cells)
-            m_painter.drawText(QPointF(x, m_y + metrics.ascent()), cell);
+        for (qsizetype i = 0; i < cells.size(); ++i)
+            m_painter.drawText(boxes.at(i).translated(0, m_y), flags, cells.at(i).second);
         m_y += height;
     }
     void skip(double millimetres) { m_y += mm(millimetres); }
@@ -177,7 +189,7 @@ void paintPanel(Pages& pages, const PanelRecord& panel)
         pages.row({{0, failureText(panel)}}, bold);
 
     pages.skip(2);
-    const double columns[] = {0, pages.mm(55), pages.mm(80), pages.mm(105), pages.mm(130)};
+    const double columns[] = {0, pages.mm(48), pages.mm(90), pages.mm(132)};
     pages.row({{columns[0], text(TextId::RecordParameter)},
                {columns[1], text(TextId::RecordBefore)},
                {columns[2], text(TextId::RecordIntended)},
@@ -192,12 +204,13 @@ void paintPanel(Pages& pages, const PanelRecord& panel)
             continue;
         }
         const bool differs = panel.differs(i);
+        QString back = ValueText(i, panel.readBackRead[at] ? panel.readBack[i] : NoValue);
+        if (differs)
+            back += QStringLiteral(" (≠ ") + text(TextId::RecordDiffers) + QLatin1Char(')');
         pages.row({{columns[0], label},
                    {columns[1], ValueText(i, panel.beforeRead[at] ? panel.before[i] : NoValue)},
                    {columns[2], ValueText(i, panel.intended[i])},
-                   {columns[3], ValueText(i, panel.readBackRead[at] ? panel.readBack[i] : NoValue)},
-                   {columns[4],
-                    differs ? QStringLiteral("≠ ") + text(TextId::RecordDiffers) : QString()}},
+                   {columns[3], back}},
                   differs ? bold : body);
     }
 
@@ -212,7 +225,7 @@ void paintPanel(Pages& pages, const PanelRecord& panel)
             verdict += QStringLiteral(" (") + reasonText(result.reason) + QLatin1Char(')');
         pages.row({{columns[0], text(testIds[t])},
                    {columns[1], verdict},
-                   {columns[4], result.at.isValid() ? result.at.toString(QStringLiteral("HH:mm:ss"))
+                   {columns[3], result.at.isValid() ? result.at.toString(QStringLiteral("HH:mm:ss"))
                                                     : QString()}},
                   result.verdict == Verdict::Failed ? bold : body);
     }
@@ -262,7 +275,7 @@ bool Paint(QPagedPaintDevice& device, const Record& record, const QString& jsonS
     const QList<std::pair<int, QString>> heading{
         {TextId::CommissionSite, record.site},
         {TextId::CommissionTechnician, record.technician},
-        {TextId::RecordDate, QLocale().toString(record.started, QLocale::LongFormat)},
+        {TextId::RecordDate, record.started.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss t"))},
         {TextId::RecordConsole, record.consoleVersion},
         {TextId::RecordPort, record.port},
         {TextId::RecordAdapter, record.adapter},

@@ -55,6 +55,9 @@ private slots:
     void initTestCase()
     {
         QVERIFY(m_fixture.openData());
+        // To look at a record: K7310_RECORD_LANGUAGE (a column of the data file) and
+        // K7310_KEEP_RECORD (where the PDF is copied).
+        DataFunctions7310::SetCurrentLanguage(qEnvironmentVariable("K7310_RECORD_LANGUAGE"));
         m_template = m_fixture.dir.filePath("site.k7310");
         ConfigFile::Save(m_template, templateContents());
         QVERIFY(m_sim.start(
@@ -93,6 +96,8 @@ private slots:
 
         const QString base = m_fixture.dir.filePath("record");
         QCOMPARE(window.saveRecord(base), QString());
+        if (qEnvironmentVariableIsSet("K7310_KEEP_RECORD"))
+            QFile::copy(base + ".pdf", qEnvironmentVariable("K7310_KEEP_RECORD"));
         QFile json(base + ".json");
         QVERIFY(json.open(QIODevice::ReadOnly));
         m_jsonBytes = json.readAll();
