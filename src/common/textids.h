@@ -5,7 +5,7 @@
 // Every ID named here has a row in data/labels.tsv in every language; the completeness test
 // fails when one is missing. Families: 0..99 shared words, 1xxx shell and settings dialog,
 // 10xxx messages, 33xxx and 231xxx configuration window, 35xxx slave dialogs, 40xxx printing,
-// 232xxx calculator, 233xxx frame builder, 234xxx panel tools.
+// 232xxx calculator, 233xxx frame builder, 234xxx panel tools, 238xxx commissioning.
 namespace TextId {
 
 // Shared words and buttons.
@@ -318,6 +318,7 @@ constexpr int SurveyNoRow = 238021;
 constexpr int SurveyExportFilter = 238022;
 constexpr int SurveyExportFailed = 238023; // %1 the file
 constexpr int SurveyExported = 238024;     // %1 rows, %2 the file
+constexpr int SurveyCommission = 238025;   // hands the selected rows to the commissioning
 constexpr int SurveyColumnSlave = 238030;  // result columns 238030..238034
 constexpr int SurveyColumnSpeed = 238031;
 constexpr int SurveyColumnStops = 238032;
@@ -387,5 +388,84 @@ constexpr int LineEcho = 238904;          // caption of the echo in the export
 constexpr int ConfigEcho = 238905;        // label of cboEcho
 constexpr int EchoSettingBase = 238906;   // 238906..238908 in LineEcho::Setting order
 constexpr int EchoFoundBase = 238909;     // 238909..238911: echoes, no echo, not found out yet
+// Commissioning wCommissioning and its record.
+constexpr int CommissionTitle = 238200;
+constexpr int CommissionSite = 238201;
+constexpr int CommissionTechnician = 238202;
+constexpr int CommissionTemplate = 238203;
+constexpr int CommissionBrowse = 238204;
+constexpr int CommissionPanels = 238205;
+constexpr int CommissionAdd = 238206;
+constexpr int CommissionRemove = 238207;
+constexpr int CommissionColSlave = 238208;
+constexpr int CommissionColSpeed = 238209;
+constexpr int CommissionColStops = 238210;
+constexpr int CommissionColVersion = 238211;
+constexpr int CommissionColNewSlave = 238212;
+constexpr int CommissionColNewSpeed = 238213;
+constexpr int CommissionColNewStops = 238214;
+constexpr int CommissionColState = 238215;
+constexpr int CommissionTests = 238216;
+constexpr int CommissionTestLamp = 238217;
+constexpr int CommissionTestAlarm = 238218;
+constexpr int CommissionTestWalk = 238219;
+constexpr int CommissionAckWait = 238220;
+constexpr int CommissionFollow = 238221;
+constexpr int CommissionApply = 238222;
+constexpr int CommissionRetry = 238223;
+constexpr int CommissionCancel = 238224;
+constexpr int CommissionSave = 238225;
+constexpr int CommissionPrint = 238226;
+constexpr int CommissionDuplicate = 238240;
+constexpr int CommissionAskLamps = 238241;
+constexpr int CommissionAskWalk = 238242;
+constexpr int CommissionAckPrompt = 238243;
+constexpr int CommissionSaveFailed = 238244;
+constexpr int CommissionSaved = 238245;
+constexpr int CommissionNoTemplate = 238246;
+constexpr int CommissionLineBusy = 238247;
+constexpr int CommissionNoPanels = 238248;
+constexpr int CommissionBadEntry = 238249;
+constexpr int CommissionStateWaiting = 238250;
+constexpr int CommissionStateWorking = 238251;
+constexpr int CommissionStateCancelled = 238252;
+constexpr int CommissionRecordFilter = 238253;
+constexpr int RecordTitle = 238260;
+constexpr int RecordDate = 238261;
+constexpr int RecordConsole = 238262;
+constexpr int RecordPort = 238263;
+constexpr int RecordAdapter = 238264;
+constexpr int RecordTemplate = 238265;
+constexpr int RecordTemplateSha = 238266;
+constexpr int RecordPanel = 238267;
+constexpr int RecordLine = 238268;
+constexpr int RecordFirmware = 238269;
+constexpr int RecordParameter = 238270;
+constexpr int RecordBefore = 238271;
+constexpr int RecordIntended = 238272;
+constexpr int RecordReadBack = 238273;
+constexpr int RecordDiffers = 238274;
+constexpr int RecordNotServed = 238275;
+constexpr int RecordResult = 238276;
+constexpr int RecordPassed = 238277;
+constexpr int RecordFailed = 238278;
+constexpr int RecordSkipped = 238279;
+constexpr int RecordNotRun = 238280;
+constexpr int RecordFooter = 238281;
+constexpr int RecordStopped = 238282;
+constexpr int RecordWordsTaken = 238283;
+constexpr int RecordNone = 238284;
+constexpr int RecordStageLine = 238285;
+constexpr int RecordStageReadBefore = 238286;
+constexpr int RecordStageWrite = 238287;
+constexpr int RecordStageReadBack = 238288;
+constexpr int RecordStageCompare = 238289;
+constexpr int RecordReadBackDiffers = 238290;
+constexpr int RecordTests = 238291;
+constexpr int RecordReasonNo = 238292;
+constexpr int RecordReasonTimeOut = 238293;
+constexpr int RecordReasonNoAnswer = 238294;
+constexpr int RecordReasonCancelled = 238295;
+constexpr int RecordPanelsSummary = 238296;
 
 } // namespace TextId

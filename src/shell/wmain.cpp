@@ -12,6 +12,7 @@
 #include "shellhelpers.h"
 #include "textids.h"
 #include "uihelpers.h"
+#include "wcommissioning.h"
 #include "wconfig.h"
 #include "wlinecheck.h"
 #include "wlinesurvey.h"
@@ -37,6 +38,22 @@
 #include <QScreen>
 
 namespace {
+
+// Panels of a survey to commission: each where the survey found it, keeping its number.
+QList<Commission::Target> CommissionTargets(const QList<LineSurvey::Row>& rows)
+{
+    QList<Commission::Target> targets;
+    for (const LineSurvey::Row& row : rows) {
+        Commission::Target target;
+        target.slave = row.slave;
+        target.newSlave = row.slave;
+        target.speed = row.setting.speed;
+        target.stops = row.setting.stops;
+        target.version = row.version;
+        targets.append(target);
+    }
+    return targets;
+}
 
 const QString communication = QStringLiteral("Communication");
 const QString monitorSection = QStringLiteral("LineMonitor");
@@ -133,7 +150,16 @@ void wMain::registerChildren()
                             if (auto* config = qobject_cast<wPanelConfig*>(m_children.show(0)))
                                 config->readSlave(static_cast<std::uint8_t>(slave));
                         });
+                        survey->setCommissionOpener([this](const QList<LineSurvey::Row>& rows) {
+                            if (auto* site = qobject_cast<wCommissioning*>(m_children.show(5)))
+                                site->addPanels(CommissionTargets(rows));
+                        });
                         return survey;
+                    }});
+    m_children.add({5, QStringLiteral("mnuFileCommission"),
+                    QStringLiteral(":/shell/images/commission.svg"), TextId::CommissionTitle,
+                    TextId::CommissionTitle, [this] {
+                        return new wCommissioning(m_comCtrl);
                     }});
 }
 
@@ -355,8 +381,10 @@ void wMain::nationality()
         caption(menu->menuAction());
     for (QAction* entry : m_entries)
         caption(entry);
-    for (auto it = m_mnuFilePanel.cbegin(); it != m_mnuFilePanel.cend(); ++it)
-        it.value()->setText(DataFunctions7310::GetText(231000 + 1000 * it.key()));
+    for (const ChildRegistry::Kind& kind : m_children.kinds()) {
+        if (QAction* entry = m_mnuFilePanel.value(kind.index))
+            entry->setText(DataFunctions7310::GetText(kind.captionTextId));
+    }
 
     for (QLabel* panel : m_panels) {
         if (const int tag = Tags::Of(panel)) {

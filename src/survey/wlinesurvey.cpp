@@ -46,6 +46,7 @@ wLineSurvey::wLineSurvey(ComCtrl& port, QWidget* parent)
     connect(m_cmdCancel, &QPushButton::clicked, this, &wLineSurvey::cmdCancel_Click);
     connect(m_cmdExport, &QPushButton::clicked, this, &wLineSurvey::cmdExport_Click);
     connect(m_cmdOpenConfig, &QPushButton::clicked, this, &wLineSurvey::cmdOpenConfig_Click);
+    connect(m_cmdCommission, &QPushButton::clicked, this, &wLineSurvey::cmdCommission_Click);
     connect(m_table, &QTableWidget::itemDoubleClicked, this, &wLineSurvey::cmdOpenConfig_Click);
     // The allowance lives in the settings file, so that the next survey starts with it.
     connect(m_updAllowance, &QSpinBox::valueChanged, this,
@@ -76,6 +77,7 @@ void wLineSurvey::setRunning(bool running)
     m_cmdCancel->setEnabled(running);
     m_cmdExport->setEnabled(!running);
     m_cmdOpenConfig->setEnabled(!running);
+    m_cmdCommission->setEnabled(!running);
     m_frmSettings->setEnabled(!running);
 }
 
@@ -259,4 +261,24 @@ void wLineSurvey::cmdOpenConfig_Click()
     refreshSettings();
     if (m_openConfig)
         m_openConfig(row.slave);
+}
+
+void wLineSurvey::cmdCommission_Click()
+{
+    // One row per panel, whichever of its cells were selected, in the table's order.
+    QList<int> picked;
+    for (const QTableWidgetItem* item : m_table->selectedItems()) {
+        const int index = item->data(Qt::UserRole).toInt();
+        if (!picked.contains(index))
+            picked.append(index);
+    }
+    if (m_running || picked.isEmpty()) {
+        Refusal::Refuse(m_table, TextId::SurveyNoRow);
+        return;
+    }
+    QList<Row> rows;
+    for (int index : picked)
+        rows.append(m_rows[index]);
+    if (m_openCommission)
+        m_openCommission(rows);
 }

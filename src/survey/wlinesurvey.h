@@ -32,11 +32,15 @@ public:
 
     void nationality() override;
     void setConfigOpener(ConfigOpener opener) { m_openConfig = std::move(opener); }
+    // Hands the selected rows to the commissioning of the site.
+    using CommissionOpener = std::function<void(const QList<LineSurvey::Row>& rows)>;
+    void setCommissionOpener(CommissionOpener opener) { m_openCommission = std::move(opener); }
 
     void cmdSurvey_Click();
     void cmdCancel_Click();
     void cmdExport_Click();
     void cmdOpenConfig_Click();
+    void cmdCommission_Click();
 
     // Export without its file dialog; false when the file was not written (told).
     bool exportCsv(const QString& path);
@@ -65,6 +69,7 @@ private:
 
     ComCtrl& m_port;
     ConfigOpener m_openConfig;
+    CommissionOpener m_openCommission;
     bool m_running = false;
     bool m_cancel = false;
     bool m_closeWhenDone = false;
@@ -85,6 +90,7 @@ private:
     QPushButton* m_cmdCancel = nullptr;
     QPushButton* m_cmdExport = nullptr;
     QPushButton* m_cmdOpenConfig = nullptr;
+    QPushButton* m_cmdCommission = nullptr;
     QProgressBar* m_prgSurvey = nullptr;
     QTableWidget* m_table = nullptr;
 };

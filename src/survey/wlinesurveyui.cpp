@@ -69,9 +69,11 @@ void wLineSurvey::buildControls()
     m_cmdCancel = button(this, "cmdCancel", TextId::SurveyCancel);
     m_cmdExport = button(this, "cmdExport", TextId::SurveyExport);
     m_cmdOpenConfig = button(this, "cmdOpenConfig", TextId::SurveyOpenInConfig);
+    m_cmdCommission = button(this, "cmdCommission", TextId::SurveyCommission);
     m_cmdCancel->setEnabled(false);
     auto* commands = new QVBoxLayout;
-    for (QPushButton* command : {m_cmdSurvey, m_cmdCancel, m_cmdExport, m_cmdOpenConfig})
+    for (QPushButton* command :
+         {m_cmdSurvey, m_cmdCancel, m_cmdExport, m_cmdOpenConfig, m_cmdCommission})
         commands->addWidget(command);
     commands->addStretch();
 
@@ -89,7 +91,7 @@ void wLineSurvey::buildControls()
     m_table = named(new QTableWidget(this), QStringLiteral("grdResults"));
     m_table->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_table->setSelectionBehavior(QAbstractItemView::SelectRows);
-    m_table->setSelectionMode(QAbstractItemView::SingleSelection);
+    m_table->setSelectionMode(QAbstractItemView::ExtendedSelection);
     m_table->setSortingEnabled(true);
     m_table->verticalHeader()->hide();
     m_table->horizontalHeader()->setStretchLastSection(true);

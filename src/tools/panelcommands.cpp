@@ -65,6 +65,26 @@ QByteArray LedRequest(int slave, int n, const PanelImage& image)
     return writeOne(slave, FirstLed + n, image.leds[n]);
 }
 
+PanelImage AlarmImage()
+{
+    PanelImage alarm;
+    alarm.leds[1] = AlarmState;
+    alarm.leds[11] = AlarmState;
+    alarm.horn = 1;
+    return alarm;
+}
+
+PanelImage AcknowledgedImage(const PanelImage& image)
+{
+    PanelImage acknowledged = image;
+    for (int& state : acknowledged.leds) {
+        if (state > SteadyState)
+            state = SteadyState;
+    }
+    acknowledged.horn = 0;
+    return acknowledged;
+}
+
 QByteArray ImageWriteRequest(int slave, const PanelImage& image)
 {
     const std::array<int, ImageWords> words = Pack(image);

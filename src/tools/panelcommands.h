@@ -49,6 +49,13 @@ std::array<int, ImageWords> Pack(const PanelImage& image);
 // panel, so for its answers that is the plain 3-bit field.
 bool Unpack(const QByteArray& answer, PanelImage& image);
 
+// The alarm as the panel shows it until acknowledged: LEDs 1 and 11 blinking in the alarm
+// rhythm, every other LED off, the horn sounding.
+PanelImage AlarmImage();
+// The same image once acknowledged on the panel: every blinking LED (state above 1) steady,
+// the others as they were, the horn off.
+PanelImage AcknowledgedImage(const PanelImage& image);
+
 // The requests, as FrameToSend builds them (a one-byte frame is its error number).
 QByteArray LedRequest(int slave, int n, const PanelImage& image); // LED n, or the horn
 QByteArray ImageWriteRequest(int slave, const PanelImage& image);

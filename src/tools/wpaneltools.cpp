@@ -294,12 +294,7 @@ void wPanelTools::lblTest_Click()
     if (!testClickActs())
         return;
     beginAction();
-    PanelImage image = m_frmPanneau->image();
-    for (int& state : image.leds) {
-        if (state > SteadyState)
-            state = SteadyState;
-    }
-    image.horn = 0;
+    const PanelImage image = AcknowledgedImage(m_frmPanneau->image());
     m_frmPanneau->setImage(image);
     SendWholePanel();
     confirm(text(TextId::ToolsAckSent).arg(slave()));

@@ -119,11 +119,7 @@ void wPanelTools::MonteeDescente()
 void wPanelTools::EnvoiAlarme()
 {
     beginAction();
-    // LEDs 1 and 11 in alarm, everything else off, the horn sounding.
-    PanelImage alarm;
-    alarm.leds[1] = AlarmState;
-    alarm.leds[11] = AlarmState;
-    alarm.horn = 1;
+    const PanelImage alarm = AlarmImage();
     m_frmPanneau->setImage(alarm);
     SendWholePanel();
     if (stepFailed()) {
@@ -149,10 +145,7 @@ void wPanelTools::EnvoiAlarme()
     if (outcome == Wait::Gone)
         return;
     if (acknowledged) {
-        alarm.leds[1] = SteadyState;
-        alarm.leds[11] = SteadyState;
-        alarm.horn = 0;
-        m_frmPanneau->setImage(alarm);
+        m_frmPanneau->setImage(AcknowledgedImage(alarm));
         SendWholePanel();
         failed = !answeredWell();
     }

@@ -13,6 +13,8 @@
 
 namespace {
 
+// The child windows that start-up opens: all but commissioning, which the File menu opens.
+
 const QString withHelp = K7310_BIN_DIR; // a program folder holding the help
 
 // Qt's own measure of a heading, which the header keeps to itself.
