@@ -206,6 +206,19 @@ int CtlRun::write()
                 QLatin1Char(' ') + GetText(TextId::CtlWritten) + QStringLiteral(": ") + takenText);
     }
     m_report.line(GetText(TextId::ConfirmWrite).arg(m_slave).arg(m_line.settings(), version));
+    // Values that the panel's firmware cannot take were given and not written.
+    QStringList lacked;
+    QJsonArray notInFirmware;
+    for (const Parameter& parameter : Parameters()) {
+        if (values[parameter.index] != NoValue && !VersionServes(outcome.versionCode, parameter)) {
+            lacked << GetText(parameter.labelId);
+            notInFirmware.append(parameter.address);
+        }
+    }
+    json.insert(QStringLiteral("notInFirmware"), notInFirmware);
+    if (!lacked.isEmpty())
+        m_report.line(
+            GetText(TextId::NotInFirmware).arg(version, lacked.join(QStringLiteral(", "))));
     return m_report.finish(CtlReport::Success);
 }
 

@@ -158,7 +158,8 @@ void TestK7310ctl::outputs_data()
         QByteArray("status"), QString("slave 7"));
     row("write to firmware 2.7: word 70 is not in it", QStringList{"--version", "2.7"}, none,
         port + QStringList{"write", "%DIR/moved.k7310", "--json"}, 0,
-        QStringList{"firmware=2.7", "parameters.6.written=false", "parameters.7.written=true"},
+        QStringList{"firmware=2.7", "parameters.6.written=false", "parameters.7.written=true",
+                    "notInFirmware.0=70", "notInFirmware.1=missing"},
         QByteArray("status"), QString("69=1 70=0"));
     row("compare, same: exit 0", none, QStringList{"init", "%DIR/new.k7310"},
         port + QStringList{"compare", "%DIR/new.k7310", "--json"}, 0,
