@@ -136,8 +136,7 @@ int CtlRun::read()
 
 int CtlRun::write()
 {
-    Values values{};
-    openFile(m_options.arguments.first(), values); // checked before the line was opened
+    const Values& values = m_fileValues;
     const std::uint8_t slave = static_cast<std::uint8_t>(m_slave);
     const ConfigExchange::Outcome outcome =
         ConfigExchange::Write(m_line, slave, values, &CtlInterrupt::Requested);
@@ -224,8 +223,7 @@ int CtlRun::write()
 
 int CtlRun::compare()
 {
-    Values wanted{};
-    openFile(m_options.arguments.first(), wanted);
+    const Values& wanted = m_fileValues;
     Values panel;
     panel.fill(NoValue);
     const ConfigExchange::Outcome outcome = ConfigExchange::Read(m_line, m_slave, panel);

@@ -62,10 +62,9 @@ int CtlRun::exec()
     if (m_options.command == QLatin1String("send"))
         return send();
     // Files are checked before the line is opened: a bad file sends nothing.
-    ConfigMap::Values fromFile{};
     if (m_options.command == QLatin1String("write") ||
         m_options.command == QLatin1String("compare")) {
-        if (const int exit = openFile(m_options.arguments.first(), fromFile); exit >= 0)
+        if (const int exit = openFile(m_options.arguments.first(), m_fileValues); exit >= 0)
             return exit;
     }
     if (const int exit = openPanel(); exit >= 0)

@@ -66,6 +66,7 @@ private:
     CtlReport m_report;
     ComCtrl m_line;
     int m_slave = 1;
-    QStringList m_faults; // first lines of the error report's messages
+    ConfigMap::Values m_fileValues{}; // write, compare: the file's values
+    QStringList m_faults;             // first lines of the error report's messages
     ExchangeLog m_watched{2};
 };
