@@ -135,6 +135,9 @@ void TestK7310ctl::outputs_data()
         QStringList{"firmware=2.8", "exit=0", "ok=true", "error=null", "parameters.0.word=254",
                     "parameters.0.text=9600", "parameters.2.name=slave", "parameters.2.value=1"},
         QByteArray(), QString());
+    row("read with the RTS handshake: a pty has no RTS, which is no fault", none, none,
+        port + QStringList{"--rts", "--rts-delay", "2", "read", "--json"}, 0,
+        QStringList{"firmware=2.8"}, QByteArray(), QString());
     row("read in French", none, none, port + QStringList{"read", "--language", "fr"}, 0,
         QStringList{"Configuration lue sur l'esclave 1", "Vitesse de communication"}, QByteArray(),
         QString());
