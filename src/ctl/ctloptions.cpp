@@ -16,6 +16,7 @@ struct Subcommand
 {
     const char* name;
     const char* synopsis; // positional arguments
+    const char* summary;  // for the list of subcommands
     const char* description;
     int minArguments;
     int maxArguments; // -1: any number
@@ -25,29 +26,32 @@ struct Subcommand
 const QList<Subcommand>& subcommands()
 {
     static const QList<Subcommand> list = {
-        {"read", "", "Reads the panel's configuration and firmware version.", 0, 0, true},
-        {"write", "FILE",
+        {"read", "", "configuration and firmware version",
+         "Reads the panel's configuration and firmware version.", 0, 0, true},
+        {"write", "FILE", "configuration of FILE to the panel",
          "Writes the configuration of a .k7310 FILE to the panel, following the line when the "
          "panel changes speed, stop bits or slave number.",
          1, 1, true},
-        {"compare", "FILE",
+        {"compare", "FILE", "panel against FILE (exit 1: differences)",
          "Compares the panel's configuration with a .k7310 FILE; exit 1 when they differ.", 1, 1,
          true},
-        {"init", "FILE",
+        {"init", "FILE", "factory values into a new FILE",
          "Writes the factory defaults of the data file into a new configuration FILE; no line "
          "is used.",
          1, 1, false},
-        {"led", "N STATE", "Sets LED N (0-23) to STATE (0 off, 1 steady, 2-4 blinking, 5-7).", 2, 2,
+        {"led", "N STATE", "LED N (0-23) to STATE (0-7)",
+         "Sets LED N (0-23) to STATE (0 off, 1 steady, 2-4 blinking, 5-7).", 2, 2, true},
+        {"horn", "on|off", "horn on or off", "Switches the horn on or off.", 1, 1, true},
+        {"off", "", "every LED and the horn off", "Switches every LED and the horn off.", 0, 0,
          true},
-        {"horn", "on|off", "Switches the horn on or off.", 1, 1, true},
-        {"off", "", "Switches every LED and the horn off.", 0, 0, true},
-        {"lamp-test", "", "Starts the panel's lamp test.", 0, 0, true},
-        {"image", "", "Reads back the panel image: every LED's state and the horn.", 0, 0, true},
-        {"alarm", "",
+        {"lamp-test", "", "the panel's lamp test", "Starts the panel's lamp test.", 0, 0, true},
+        {"image", "", "the panel image read back",
+         "Reads back the panel image: every LED's state and the horn.", 0, 0, true},
+        {"alarm", "", "alarm on LEDs 1 and 11 [--wait SECONDS]",
          "Puts LEDs 1 and 11 in alarm with the horn on; with --wait, waits for the "
          "acknowledgement on the panel, then makes them steady and silences the horn.",
          0, 0, true},
-        {"send", "HEX...",
+        {"send", "HEX...", "one raw frame, the answer shown",
          "Sends one raw frame given in hexadecimal (blanks allowed) and shows the answer.", 1, -1,
          true},
     };
@@ -109,18 +113,22 @@ void setUp(QCommandLineParser& parser, const Subcommand* command)
     parser.addOptions(lineOptions());
     if (!command) {
         QString list;
-        for (const Subcommand& each : subcommands())
-            list += QStringLiteral("  ") +
-                    QStringLiteral("%1 %2")
-                        .arg(QLatin1String(each.name), QLatin1String(each.synopsis))
-                        .trimmed() +
+        for (const Subcommand& each : subcommands()) {
+            const QString usage = QStringLiteral("%1 %2")
+                                      .arg(QLatin1String(each.name), QLatin1String(each.synopsis))
+                                      .trimmed();
+            const QString summary =
+                QString::fromLatin1(each.description).section(QLatin1Char('.'), 0, 0);
+            list += QStringLiteral("  ") + usage.leftJustified(16) + QLatin1String(each.summary) +
                     QLatin1Char('\n');
+        }
         parser.setApplicationDescription(
             QStringLiteral("The K7310 console's work from the command line.\n\nSubcommands "
                            "(k7310ctl SUBCOMMAND --help for each):\n") +
             list +
-            QStringLiteral("  monitor SUBCOMMAND ...  the subcommand, with every exchange "
-                           "shown on standard error\n\nExit codes: 0 success, 1 wrong answer "
+            QStringLiteral("  monitor SUBCOMMAND ...\n"
+                           "                  the subcommand, with every exchange "
+                           "on standard error\n\nExit codes: 0 success, 1 wrong answer "
                            "or differences, 2 bad usage, 3 no answer, 4 line error, 5 file "
                            "error, 130 interrupted."));
         parser.addPositionalArgument(QStringLiteral("subcommand"),
