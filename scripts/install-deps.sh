@@ -10,6 +10,8 @@ packages=(
   libsqlcipher-dev sqlcipher
   libmodbus-dev mbpoll python3-pymodbus python3-serial python3-serial-asyncio socat
   xvfb xauth xdotool imagemagick poppler-utils
+  # the package's checks in CI (.ci/check-package)
+  lintian appstream desktop-file-utils
 )
 
 missing=()

@@ -313,4 +313,39 @@ constexpr int CtlAlarmSent = 238516;
 constexpr int CtlLineNow = 238517;
 constexpr int CtlAnswer = 238518;
 
+// Line survey wLineSurvey.
+constexpr int SurveyTitle = 238000; // also File menu entry and origin of its exchanges
+constexpr int SurveyStart = 238001;
+constexpr int SurveyCancel = 238002;
+constexpr int SurveyExport = 238003;
+constexpr int SurveyOpenInConfig = 238004;
+constexpr int SurveyAllowance = 238005; // turnaround allowance, milliseconds
+constexpr int SurveyThorough = 238006;
+constexpr int SurveyRetrySilent = 238007;
+constexpr int SurveySlaves = 238008;    // range of slave numbers, "from"
+constexpr int SurveySlavesTo = 238009;  // range of slave numbers, "to"
+constexpr int SurveyStopAfter = 238010; // stop after N panels; 0 none
+constexpr int SurveySettings = 238011;  // group of the settings to try
+constexpr int SurveyOptions = 238012;   // group of the options
+constexpr int SurveyProbing = 238013;   // %1 setting n, %2 of, %3 setting text
+constexpr int SurveySweeping = 238014;  // %1 setting n, %2 of, %3 setting, %4 done, %5 to do
+constexpr int SurveyFound = 238015;     // %1 panels found, %2 time spent, %3 estimate left
+constexpr int SurveyDone = 238016;      // %1 panels, %2 time
+constexpr int SurveyCancelled = 238017; // %1 panels, %2 time
+constexpr int SurveyEnough = 238018;    // %1 panels, %2 time
+constexpr int SurveyPortFault = 238019; // %1 the fault's description and detail, %2 panels
+constexpr int SurveyLineBusy = 238020;
+constexpr int SurveyNoRow = 238021;
+constexpr int SurveyExportFilter = 238022;
+constexpr int SurveyExportFailed = 238023; // %1 the file
+constexpr int SurveyExported = 238024;     // %1 rows, %2 the file
+constexpr int SurveyColumnSlave = 238030;  // result columns 238030..238034
+constexpr int SurveyColumnSpeed = 238031;
+constexpr int SurveyColumnStops = 238032;
+constexpr int SurveyColumnVersion = 238033;
+constexpr int SurveyColumnRemarks = 238034;
+constexpr int SurveyCurrentSetting = 238035; // "%1 (the line's own)"
+// Remarks of a row, in LineSurvey::Remark::Kind order, 238050..238056.
+constexpr int SurveyRemarkFirst = 238050;
+
 } // namespace TextId

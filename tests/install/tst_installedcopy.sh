@@ -20,7 +20,9 @@ data="$usr/share/k7310console"
 for file in bin/k7310console bin/k7310sim share/k7310console/k7310console.dat \
             share/k7310console/k7310console{,_fr,_de}.{qch,qhc} \
             share/applications/k7310console.desktop \
-            share/icons/hicolor/scalable/apps/k7310console.svg share/man/man1/k7310sim.1; do
+            share/icons/hicolor/scalable/apps/k7310console.svg \
+            share/metainfo/org.example.k7310console.metainfo.xml \
+            share/man/man1/k7310{console,sim}.1.gz share/doc/k7310console/{copyright,changelog.gz}; do
   check "installed $file" test -f "$usr/$file"
 done
 
