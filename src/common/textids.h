@@ -312,6 +312,7 @@ constexpr int CtlNotAcknowledged = 238515;
 constexpr int CtlAlarmSent = 238516;
 constexpr int CtlLineNow = 238517;
 constexpr int CtlAnswer = 238518;
+constexpr int CtlConfiguration = 238519;
 
 // Line survey wLineSurvey.
 constexpr int SurveyTitle = 238000; // also File menu entry and origin of its exchanges

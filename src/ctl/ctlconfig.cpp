@@ -5,6 +5,7 @@
 #include "ctlrun.h"
 #include "datafunctions7310.h"
 #include "errorhandling.h"
+#include "linesurvey.h"
 #include "textids.h"
 
 #include <QDateTime>
@@ -37,17 +38,6 @@ std::optional<ConfigExchange::Miss> firstMiss(const ConfigExchange::Outcome& out
 
 } // namespace
 
-QString CtlRun::valueText(const Parameter& parameter, int value) const
-{
-    if (value == NoValue)
-        return {};
-    if (parameter.coding == Coding::Number)
-        return QString::number(value);
-    if (parameter.firstItemId == 0)
-        return (parameter.index == Speed ? SpeedItems() : StopItems()).value(value);
-    return GetText(parameter.firstItemId + value);
-}
-
 QJsonObject CtlRun::parameterJson(const Parameter& parameter, int value) const
 {
     const bool known = Acceptable(parameter, value);
@@ -57,7 +47,7 @@ QJsonObject CtlRun::parameterJson(const Parameter& parameter, int value) const
         {QStringLiteral("label"), GetText(parameter.labelId)},
         {QStringLiteral("value"), known ? QJsonValue(value) : QJsonValue()},
         {QStringLiteral("word"), known ? QJsonValue(WordOfValue(parameter, value)) : QJsonValue()},
-        {QStringLiteral("text"), valueText(parameter, value)},
+        {QStringLiteral("text"), LineSurvey::ValueText(parameter.index, value)},
     };
 }
 
@@ -110,7 +100,7 @@ int CtlRun::read()
         parameters.append(entry);
         rows << QStringList{QString::number(parameter.address), GetText(parameter.labelId),
                             miss ? QStringLiteral("(%1)").arg(reason)
-                                 : valueText(parameter, values[parameter.index])};
+                                 : LineSurvey::ValueText(parameter.index, values[parameter.index])};
         if (miss)
             missed << GetText(TextId::MissedWord).arg(parameter.address).arg(reason);
     }
@@ -158,7 +148,7 @@ int CtlRun::write()
             taken << QString::number(parameter.address);
         }
         rows << QStringList{QString::number(parameter.address), GetText(parameter.labelId),
-                            valueText(parameter, values[parameter.index]),
+                            LineSurvey::ValueText(parameter.index, values[parameter.index]),
                             confirmed ? GetText(TextId::Yes) : GetText(TextId::No)};
     }
     QJsonArray followed;
@@ -255,7 +245,8 @@ int CtlRun::compare()
             {QStringLiteral("differs"), differs},
         });
         rows << QStringList{QString::number(parameter.address), GetText(parameter.labelId),
-                            valueText(parameter, wanted[index]), valueText(parameter, panel[index]),
+                            LineSurvey::ValueText(parameter.index, wanted[index]),
+                            LineSurvey::ValueText(parameter.index, panel[index]),
                             differs ? GetText(TextId::CtlDiffers) : QString()};
     }
     m_report.json().insert(QStringLiteral("differences"), differing);
@@ -288,8 +279,9 @@ int CtlRun::init()
     QList<QStringList> rows;
     for (const Parameter& parameter : Parameters()) {
         parameters.append(parameterJson(parameter, contents.values[parameter.index]));
-        rows << QStringList{QString::number(parameter.address), GetText(parameter.labelId),
-                            valueText(parameter, contents.values[parameter.index])};
+        rows << QStringList{
+            QString::number(parameter.address), GetText(parameter.labelId),
+            LineSurvey::ValueText(parameter.index, contents.values[parameter.index])};
     }
     m_report.json().insert(QStringLiteral("parameters"), parameters);
     m_report.line(GetText(TextId::CtlDefaultsSaved).arg(path));

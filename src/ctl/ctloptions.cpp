@@ -26,6 +26,11 @@ struct Subcommand
 const QList<Subcommand>& subcommands()
 {
     static const QList<Subcommand> list = {
+        {"survey", "", "every panel on the line, at every setting",
+         "Surveys the line: every panel that answers, at every line setting tried, with its "
+         "firmware version and configuration. Progress goes to standard error when it is a "
+         "terminal; Ctrl-C stops the survey before its next probe.",
+         0, 0, true},
         {"read", "", "configuration and firmware version",
          "Reads the panel's configuration and firmware version.", 0, 0, true},
         {"write", "FILE", "configuration of FILE to the panel",
@@ -102,6 +107,27 @@ QList<QCommandLineOption> ownOptions(const QString& command)
                  QStringLiteral("SECONDS"), QStringLiteral("1")}};
     if (command == QLatin1String("init"))
         return {{QStringLiteral("force"), QStringLiteral("Replace an existing FILE.")}};
+    if (command == QLatin1String("survey"))
+        return {
+            {QStringLiteral("first"), QStringLiteral("Lowest slave number to look for (1)."),
+             QStringLiteral("N"), QStringLiteral("1")},
+            {QStringLiteral("last"), QStringLiteral("Highest slave number to look for (64)."),
+             QStringLiteral("N"), QStringLiteral("64")},
+            {QStringLiteral("settings"),
+             QStringLiteral("Settings to try, as SPEED/STOPS separated by commas (default: the "
+                            "line's own, then 19200 down to 1200 with 1 and 2 stop bits)."),
+             QStringLiteral("LIST")},
+            {QStringLiteral("thorough"),
+             QStringLiteral("Sweep every slave number even where one panel answered cleanly.")},
+            {QStringLiteral("retry-silent"),
+             QStringLiteral("Try a silent probe or slave once more (noisy lines).")},
+            {QStringLiteral("stop-after"), QStringLiteral("Stop once this many panels are found."),
+             QStringLiteral("N")},
+            {QStringLiteral("allowance"),
+             QStringLiteral("Turnaround allowance of the answer waits, in ms (50)."),
+             QStringLiteral("MS")},
+            {QStringLiteral("no-config"), QStringLiteral("Do not read the configurations.")},
+        };
     return {};
 }
 
@@ -199,6 +225,48 @@ std::optional<QString> takeArguments(CtlOptions& options)
     return std::nullopt;
 }
 
+// The survey's options, checked.
+std::optional<QString> takeSurveyOptions(const QCommandLineParser& parser,
+                                         LineSurvey::Options& survey)
+{
+    const auto first = integer(parser.value(QStringLiteral("first")), 1, 64);
+    const auto last = integer(parser.value(QStringLiteral("last")), 1, 64);
+    if (!first || !last || *first > *last)
+        return QStringLiteral("slave numbers to look for must be 1 to 64, first to last: ") +
+               parser.value(QStringLiteral("first")) + QLatin1Char('-') +
+               parser.value(QStringLiteral("last"));
+    survey.firstSlave = *first;
+    survey.lastSlave = *last;
+    if (parser.isSet(QStringLiteral("settings"))) {
+        for (const QString& item :
+             parser.value(QStringLiteral("settings")).split(QLatin1Char(','))) {
+            const auto speed = integer(item.section(QLatin1Char('/'), 0, 0), 50, 4000000);
+            const auto stops = integer(item.section(QLatin1Char('/'), 1), 1, 2);
+            if (!speed || !stops)
+                return QStringLiteral("settings are SPEED/STOPS, stop bits 1 or 2: ") + item;
+            survey.settings.append({*speed, static_cast<std::int16_t>(*stops)});
+        }
+    }
+    if (parser.isSet(QStringLiteral("stop-after"))) {
+        const auto stopAfter = integer(parser.value(QStringLiteral("stop-after")), 1, 64 * 10);
+        if (!stopAfter)
+            return QStringLiteral("--stop-after takes a number of panels: ") +
+                   parser.value(QStringLiteral("stop-after"));
+        survey.stopAfter = *stopAfter;
+    }
+    if (parser.isSet(QStringLiteral("allowance"))) {
+        const auto allowance = integer(parser.value(QStringLiteral("allowance")), 0, 10000);
+        if (!allowance)
+            return QStringLiteral("--allowance takes 0 to 10000 ms: ") +
+                   parser.value(QStringLiteral("allowance"));
+        survey.allowanceMs = *allowance;
+    }
+    survey.thorough = parser.isSet(QStringLiteral("thorough"));
+    survey.retrySilent = parser.isSet(QStringLiteral("retry-silent"));
+    survey.readConfiguration = !parser.isSet(QStringLiteral("no-config"));
+    return std::nullopt;
+}
+
 } // namespace
 
 bool NeedsLine(const QString& command)
@@ -289,6 +357,10 @@ CtlParse ParseCtlArguments(const QStringList& arguments)
     }
     options.force =
         options.command == QLatin1String("init") && parser.isSet(QStringLiteral("force"));
+    if (options.command == QLatin1String("survey")) {
+        if (const auto wrong = takeSurveyOptions(parser, options.survey))
+            return usage(*wrong);
+    }
     if (const auto wrong = takeArguments(options))
         return usage(*wrong);
     return {options, CtlReport::Success};

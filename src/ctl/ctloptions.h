@@ -1,5 +1,7 @@
 #pragma once
 
+#include "linesurvey.h"
+
 #include <QString>
 #include <QStringList>
 
@@ -26,6 +28,7 @@ struct CtlOptions
     bool crc = false;          // send --crc
     double timeoutSeconds = 1; // send --timeout
     bool force = false;        // init --force
+    LineSurvey::Options survey;
     // send: the frame; led: LED and state; horn: on.
     QByteArray frame;
     int led = 0;

@@ -61,6 +61,8 @@ int CtlRun::exec()
         return init();
     if (m_options.command == QLatin1String("send"))
         return send();
+    if (m_options.command == QLatin1String("survey"))
+        return survey();
     // Files are checked before the line is opened: a bad file sends nothing.
     if (m_options.command == QLatin1String("write") ||
         m_options.command == QLatin1String("compare")) {

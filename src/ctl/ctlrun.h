@@ -50,7 +50,6 @@ private:
     int init();
     int openFile(const QString& path, ConfigMap::Values& values);
     QJsonObject parameterJson(const ConfigMap::Parameter& parameter, int value) const;
-    QString valueText(const ConfigMap::Parameter& parameter, int value) const;
     // Panel commands (ctlpanel.cpp).
     int led();
     int horn();
@@ -59,6 +58,8 @@ private:
     int image();
     int alarm();
     int send();
+    // The line survey (ctlsurvey.cpp).
+    int survey();
     int single(const QByteArray& request, const QString& done);
     int judged(const QList<Sent>& sent, const QString& done);
 

@@ -5,7 +5,7 @@ _k7310ctl()
     local cur prev words cword
     _init_completion || return
 
-    local subcommands="read write compare init led horn off lamp-test image alarm send monitor"
+    local subcommands="survey read write compare init led horn off lamp-test image alarm send monitor"
     local common="--port --line --rts --rts-delay --slave --no-auto-search --language --json
         --help --version"
 
@@ -14,7 +14,8 @@ _k7310ctl()
     local i subcommand="" after=""
     for ((i = 1; i < cword; i++)); do
         case ${words[i]} in
-            --port | --line | --rts-delay | --slave | --language | --wait | --timeout)
+            --port | --line | --rts-delay | --slave | --language | --wait | --timeout | \
+                --first | --last | --settings | --stop-after | --allowance)
                 ((i++)) ;;
             -*) ;;
             monitor) after=monitor ;;
@@ -42,7 +43,11 @@ _k7310ctl()
             COMPREPLY=($(compgen -W "English Français Deutsch en fr de" -- "$cur"))
             return
             ;;
-        --slave | --rts-delay | --wait | --timeout)
+        --settings)
+            COMPREPLY=($(compgen -W "9600/1 19200/1 19200/2 4800/1 2400/1 1200/1" -- "$cur"))
+            return
+            ;;
+        --slave | --rts-delay | --wait | --timeout | --first | --last | --stop-after | --allowance)
             return
             ;;
     esac
@@ -63,6 +68,8 @@ _k7310ctl()
         alarm) own="--wait" ;;
         send) own="--crc --timeout" ;;
         init) own="--force" ;;
+        survey) own="--first --last --settings --thorough --retry-silent --stop-after
+            --allowance --no-config" ;;
     esac
     if [[ $cur == -* ]]; then
         COMPREPLY=($(compgen -W "$common $own" -- "$cur"))

@@ -29,6 +29,9 @@ offers() { # expected offers, then the words of the line (the last one being com
 offers "led lamp-test" l
 offers "led lamp-test" --port /dev/ttyS0 l
 offers "read" monitor r
+offers "survey send" s
+offers "--slave --settings --stop-after" --port 1 survey --s
+offers "--thorough" survey --settings 9600/1 --th
 offers "--wait" alarm --wa
 offers "--crc" --slave 3 send --cr
 offers "--force" init --fo

@@ -220,6 +220,20 @@ void TestK7310ctl::outputs_data()
     row("send, an exception: exit 1", none, none,
         port + QStringList{"send", "--json", "--crc", "010300C80001"}, 1,
         QStringList{"outcome=exception", "exceptionCode=2"}, QByteArray(), QString());
+    const QStringList twoPanels{"--panel", "slave=1", "--panel", "slave=2,speed=19200,stop=2"};
+    const QStringList survey{"survey", "--settings", "9600/1,19200/2"};
+    row("survey, text", twoPanels, none, port + survey, 0,
+        QStringList{"Survey done: 2 panels", "19200, 2, 2, Off"}, QByteArray(), QString());
+    row("survey, JSON", twoPanels, none, port + survey + QStringList{"--json"}, 0,
+        QStringList{"end=done", "panels.0.slave=1", "panels.0.speed=9600", "panels.1.slave=2",
+                    "panels.1.stopBits=2", "panels.1.firmware=2.8",
+                    "panels.1.parameters.0.word=255", "panels.2=missing", "line=9600,n,8,1"},
+        QByteArray(), QString());
+    row("survey of a line where two panels share a number: exit 1",
+        QStringList{"--panel", "slave=3", "--panel", "slave=3,version=2.7"}, none,
+        port + QStringList{"survey", "--settings", "9600/1", "--last", "4", "--json"}, 1,
+        QStringList{"end=done", "panels.0.slave=3", "panels.0.clean=false"}, QByteArray(),
+        QString());
     row("help of a subcommand", none, none, QStringList{"led", "--help"}, 0,
         QStringList{"led N STATE", "--port <PORT>", "--json"}, QByteArray(), QString());
     row("send to nobody: exit 3", none, none,
@@ -280,6 +294,12 @@ void TestK7310ctl::exitCodes_data()
         "line settings are not speed,parity,data,stop: 9600,x");
     row("unknown language", none, port + QStringList{"--language", "xx", "read"}, 2,
         "no such language: xx");
+    row("survey settings that do not parse", none,
+        port + QStringList{"survey", "--settings", "9600/3"}, 2,
+        "settings are SPEED/STOPS, stop bits 1 or 2: 9600/3");
+    row("survey that finds nobody", QStringList{"--speed", "4800"},
+        port + QStringList{"survey", "--settings", "9600/1", "--last", "2"}, 3,
+        "Survey done: 0 panels");
     row("not a configuration file", none, port + QStringList{"write", "%DIR/notes.k7310"}, 5,
         "This is not a K7310 configuration file, or it is damaged (entry “Device”).");
     row("missing file", none, port + QStringList{"compare", "%DIR/none.k7310"}, 5,
