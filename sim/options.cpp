@@ -31,6 +31,9 @@ Line
                       giving up and exiting (default 10)
   --gap MS            silent gap that ends a frame, in ms (default 3.5 character times at
                       the panel's speed, at least 1.75 ms)
+  --echo              play a 2-wire adapter without echo suppression: every byte the
+                      master sends comes back to it at once, ahead of any answer (also
+                      the field echo=on of a --panel)
 
   On a pty the panel answers only when the speed and stop bits that the master set on
   the line (read at each frame from the pty's settings) are the panel's own. Other
@@ -57,10 +60,11 @@ A line of panels
                         slave=1-64  speed=1200|2400|4800|9600|19200  stop=1|2
                         version=2.8|2.7|2.6  state=FILE  auto-ack=SECONDS
                         lamp-test=SECONDS  line-timing=on|off  turnaround=MS
-                        fault=KIND  fault-next=KIND  fault-word=WORD:KIND
+                        fault=KIND  fault-next=KIND  fault-word=WORD:KIND  echo=on|off
                       A field left out takes the factory default (slave 1, 9600, 1 stop
                       bit, 2.8, no state file); line timing, turnaround, faults,
-                      auto-ack and lamp test default to the options of the same name.
+                      auto-ack, lamp test and echo default to the options of the same
+                      name. The line echoes when any of its panels has echo=on.
                       Two panels may share a slave number (a wiring mistake the line
                       lets you make).
   --panels FILE       the panels of FILE, one panel a line (blank lines and lines
@@ -283,9 +287,9 @@ bool parsePanelSetup(const std::string& text, PanelSetup& setup, std::string& er
         } else if (key == "lamp-test") {
             ok = number(0, 3600);
             setup.lampTestSeconds = v;
-        } else if (key == "line-timing") {
+        } else if (key == "line-timing" || key == "echo") {
             ok = value == "on" || value == "off" || value.empty();
-            setup.lineTiming = value != "off";
+            (key == "echo" ? setup.echo : setup.lineTiming) = value != "off";
         } else if (key == "turnaround") {
             ok = number(0, 60000);
             setup.turnaroundMs = v;
@@ -382,6 +386,8 @@ Options parseOptions(int argc, char** argv)
             o.lampTestSeconds = toNumber(arg, take(), 0, 3600);
         } else if (arg == "--line-timing") {
             o.lineTiming = true;
+        } else if (arg == "--echo") {
+            o.echo = true;
         } else if (arg == "--turnaround") {
             o.turnaroundMs = toNumber(arg, take(), 0, 60000);
         } else if (arg == "--fault") {

@@ -21,6 +21,9 @@ struct PanelSetup
     double lampTestSeconds = 3.0;
     bool lineTiming = false;
     double turnaroundMs = 0.0;
+    // The master's adapter hands every request back before the answer (a 2-wire adapter
+    // without echo suppression); the line echoes when any of its panels says so.
+    bool echo = false;
     Fault every;
     Fault next;
     // A fault for the answers to requests for one word (a read starting there, a write to it).

@@ -47,6 +47,7 @@ Simulator::Simulator(Options options)
         std::seed_seq seq{m_opt.seed, static_cast<unsigned>(position)};
         m_panels.push_back(Panel{position, m_opt.panels[i], PanelSlave(m_opt.panels[i].firmware),
                                  position == 1 ? std::mt19937(m_opt.seed) : std::mt19937(seq)});
+        m_echo = m_echo || m_opt.panels[i].echo;
     }
 }
 
@@ -355,6 +356,8 @@ void Simulator::transmit(std::vector<Outgoing>& out)
 {
     if (out.empty())
         return;
+    if (out.size() > 1)
+        sendEcho(); // ahead of a collision
     std::stable_sort(out.begin(), out.end(),
                      [](const Outgoing& a, const Outgoing& b) { return a.start < b.start; });
     // Answers that would meet on the wire form one collision: an answer that starts before
@@ -377,8 +380,19 @@ void Simulator::transmit(std::vector<Outgoing>& out)
     }
 }
 
+void Simulator::sendEcho()
+{
+    if (!m_echoBytes.empty())
+        writeAll(m_echoBytes.data(), m_echoBytes.size());
+    m_echoBytes.clear();
+}
+
 bool Simulator::sendAlone(const Outgoing& out)
 {
+    // An answer due at once goes out in one write with the echo before it, as a USB adapter
+    // hands both over in one transfer; one that waits leaves the echo to go first.
+    if (!m_echoBytes.empty() && (out.start > Clock::now() || out.panel->setup.lineTiming))
+        sendEcho();
     if (!waitUntil(out.start))
         return false;
     const LineSettings ls = out.panel->slave.lineSettings();
@@ -393,7 +407,8 @@ bool Simulator::sendAlone(const Outgoing& out)
                 break;
         }
     } else {
-        writeAll(out.bytes.data(), out.bytes.size());
+        m_echoBytes.insert(m_echoBytes.end(), out.bytes.begin(), out.bytes.end());
+        sendEcho();
     }
     m_line.drain();
     m_trace.frame("TX", ls.baud, ls.stopBits, out.bytes, tag(*out.panel, out.reason));
@@ -645,12 +660,15 @@ int Simulator::run()
                     if (m_rx.empty())
                         m_firstRx = now;
                     m_lastRx = now;
+                    if (m_echo) // the adapter's echo, ahead of anything sent
+                        m_echoBytes.insert(m_echoBytes.end(), buf, buf + n);
                     m_rx.insert(m_rx.end(), buf, buf + n);
                     if (m_rx.size() > 4096)
                         m_rx.erase(m_rx.begin(), m_rx.end() - 512); // endless noise: keep a tail
                     onBytes(now);
                     continue;
                 }
+                sendEcho(); // what is left of it once the bytes stop
                 if (n < 0 && (errno == EAGAIN || errno == EINTR))
                     break;
                 lost = true; // end of file, EIO or ENXIO: the device is gone

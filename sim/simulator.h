@@ -53,6 +53,7 @@ private:
     void answer(Panel& panel, const Bytes& frame, const Reply& reply, Clock::time_point requestEnd,
                 std::vector<Outgoing>& out);
     void transmit(std::vector<Outgoing>& out);
+    void sendEcho();
     bool sendAlone(const Outgoing& out);
     bool sendCollision(std::vector<Outgoing>& out);
     bool requestsFaultWord(const Panel& panel, const Bytes& frame) const;
@@ -80,6 +81,8 @@ private:
     Clock::time_point m_start = Clock::now();
     std::optional<Clock::time_point> m_lineLostAt;
     bool m_linkMade = false;
+    bool m_echo = false; // every byte received is sent back at once
+    Bytes m_echoBytes;   // received, not yet sent back
 };
 
 } // namespace k7310sim

@@ -69,6 +69,10 @@ QString Description(int number)
         {ErrorNumber::PortSettingsRejected, QStringLiteral("The port refused the line settings")},
         {ErrorNumber::PortLost, QStringLiteral("The port was lost (adapter removed?)")},
         {ErrorNumber::PortIoError, QStringLiteral("Read or write error on the port")},
+        {ErrorNumber::EchoMissing,
+         QStringLiteral("The adapter did not echo the request: check the echo setting")},
+        {ErrorNumber::EchoUnexpected,
+         QStringLiteral("The adapter echoed the request: check the echo setting")},
     };
     return descriptions.value(number,
                               QStringLiteral("Application-defined or object-defined error"));

@@ -27,6 +27,8 @@ enum : int {
     PortSettingsRejected = 8015,
     PortLost = 8018,
     PortIoError = 8020,
+    EchoMissing = 8021,    // the adapter was to echo the request and did not
+    EchoUnexpected = 8022, // the adapter echoed the request where no echo was expected
 };
 } // namespace ErrorNumber
 

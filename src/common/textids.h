@@ -349,4 +349,65 @@ constexpr int SurveyCurrentSetting = 238035; // "%1 (the line's own)"
 // Remarks of a row, in LineSurvey::Remark::Kind order, 238050..238056.
 constexpr int SurveyRemarkFirst = 238050;
 
+// Line check (Options > Check the line).
+constexpr int LineCheckTitle = 238700;
+constexpr int LineCheckSlave = 238701; // "Slave number for one exchange (0: none):"
+constexpr int LineCheckRun = 238702;   // button
+constexpr int LineCheckCopy = 238703;  // button
+constexpr int LineCheckSave = 238704;  // button
+constexpr int LineCheckColumnTopic = 238705;
+constexpr int LineCheckColumnResult = 238706;
+constexpr int LineCheckHeading = 238707; // "Line check of %1 (%2) on %3"
+constexpr int LineCheckSaveTitle = 238708;
+constexpr int LineCheckFileTypes = 238709;
+constexpr int LineCheckTopicAdapter = 238710;
+constexpr int LineCheckTopicPermissions = 238711;
+constexpr int LineCheckTopicDriver = 238712;
+constexpr int LineCheckTopicLatency = 238713;
+constexpr int LineCheckTopicModemManager = 238714;
+constexpr int LineCheckTopicEcho = 238715;
+constexpr int LineCheckTopicRoundTrip = 238716;
+constexpr int LineCheckPass = 238720; // mark words of the text copy
+constexpr int LineCheckWarning = 238721;
+constexpr int LineCheckFail = 238722;
+constexpr int LineCheckUdevRule = 238723; // "udev rule:"
+constexpr int LineCheckUnknown = 238724;  // a fact the system does not tell
+constexpr int LineCheckSaved = 238725;    // "Saved to %1."
+constexpr int LineCheckCopied = 238726;
+constexpr int LineCheckSaveFailed = 238727; // %1 the reason
+constexpr int LineCheckAdapterUsb =
+    238730; // %1 manufacturer %2 product %3 vendor %4 id %5 serial %6 by-id
+constexpr int LineCheckAdapterOther = 238731;     // %1 device
+constexpr int LineCheckAdapterMissing = 238732;   // %1 device
+constexpr int LineCheckAccessGranted = 238740;    // %1 device
+constexpr int LineCheckAccessAtLogin = 238741;    // %1 device %2 group
+constexpr int LineCheckAccessNotInGroup = 238742; // %1 device %2 group %3 user
+constexpr int LineCheckAccessNoGroup = 238743;    // %1 device
+constexpr int LineCheckDriverRs485 = 238750;      // %1 driver
+constexpr int LineCheckDriverNoRs485Half = 238751;
+constexpr int LineCheckDriverNoRs485Full = 238752;
+constexpr int LineCheckDriverNotAsked = 238753;
+constexpr int LineCheckDriverNone = 238754;
+constexpr int LineCheckLatencyLow = 238760;  // %1 ms
+constexpr int LineCheckLatencyHigh = 238761; // %1 ms
+constexpr int LineCheckLatencyNone = 238762;
+constexpr int LineCheckModemManagerAbsent = 238770;
+constexpr int LineCheckModemManagerUsb = 238771;    // %1 device
+constexpr int LineCheckModemManagerNotUsb = 238772; // %1 device
+constexpr int LineCheckEchoNotTried = 238780;
+constexpr int LineCheckEchoNone = 238781;
+constexpr int LineCheckEchoFound = 238782;     // %1 bytes
+constexpr int LineCheckNoAnswer = 238783;      // %1 slave %2 ms
+constexpr int LineCheckLineNotOpen = 238784;   // a slave given, the line closed or busy
+constexpr int LineCheckRoundTripGood = 238790; // %1 round trip %2 wire %3 baud %4 rest
+constexpr int LineCheckRoundTripSlow = 238791; // same, %5 limit
+constexpr int LineCheckRoundTripNotMeasured = 238792;
+// The line's direction control and the adapter's echo (status bar, export, PC settings).
+constexpr int LineDirectionBase = 238900; // 238900..238902 in Rs485Mode::Direction order
+constexpr int LineDirection = 238903;     // caption of the direction in the export
+constexpr int LineEcho = 238904;          // caption of the echo in the export
+constexpr int ConfigEcho = 238905;        // label of cboEcho
+constexpr int EchoSettingBase = 238906;   // 238906..238908 in LineEcho::Setting order
+constexpr int EchoFoundBase = 238909;     // 238909..238911: echoes, no echo, not found out yet
+
 } // namespace TextId

@@ -5,7 +5,9 @@
 #include <QStringList>
 #include <QThread>
 
+#include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstring>
 
 #include <fcntl.h>
@@ -247,16 +249,19 @@ void ComCtrl::open()
     m_hasRts = true;
     m_answerPending = false;
     m_lost = false;
+    m_echoFound.reset();
+    m_lonelyCopySeen = false;
+    m_echoWait = EchoWait::None;
+    m_lastEcho = LineEcho::Finding::Pending;
+    m_kernelRefusal = -1;
+    applyDirection();
     changed();
 }
 
 void ComCtrl::close()
 {
     const State before = state();
-    if (m_port.isOpen())
-        m_port.close();
-    m_port.clearError();
-    m_answerPending = false;
+    closePort();
     m_lost = false;
     if (state() != before)
         changed();
@@ -301,6 +306,194 @@ void ComCtrl::notifyObservers(const Exchange& exchange) const
         entry.second(exchange);
 }
 
+void ComCtrl::closePort()
+{
+    // Before the descriptor goes: its number may be given to another file at once.
+    if (m_port.isOpen())
+        m_kernelMode.restore();
+    m_port.close();
+    m_port.clearError();
+    m_answerPending = false;
+    m_echoFound.reset();
+    m_echoWait = EchoWait::None;
+}
+
+void ComCtrl::setHalfDuplex(bool on, int rtsDelayMs)
+{
+    if (on == m_halfDuplex && rtsDelayMs == m_rtsDelayMs)
+        return;
+    m_halfDuplex = on;
+    m_rtsDelayMs = rtsDelayMs;
+    if (m_port.isOpen())
+        applyDirection();
+    changed();
+}
+
+void ComCtrl::applyDirection()
+{
+    if (!m_halfDuplex) {
+        m_kernelMode.restore();
+        return;
+    }
+    // A driver that has refused the mode once is not asked again until the port reopens.
+    if (m_kernelRefusal > 0)
+        return;
+    int error = 0;
+    if (!m_kernelMode.enable(static_cast<int>(m_port.handle()), m_rtsDelayMs, &error))
+        m_kernelRefusal = error > 0 ? error : EINVAL;
+    else
+        m_kernelRefusal = 0;
+}
+
+Rs485Mode::Direction ComCtrl::direction() const
+{
+    if (!m_halfDuplex)
+        return Rs485Mode::Direction::Adapter;
+    return m_kernelMode.active() ? Rs485Mode::Direction::Kernel : Rs485Mode::Direction::Rts;
+}
+
+Rs485Mode::Probe ComCtrl::kernelModeOffered() const
+{
+    requireOpen();
+    if (m_kernelMode.active())
+        return {true, 0};
+    return Rs485Mode::KernelModeOffered(static_cast<int>(m_port.handle()));
+}
+
+QString ComCtrl::directionNote() const
+{
+    if (!m_halfDuplex || m_kernelMode.active() || m_kernelRefusal <= 0)
+        return {};
+    // EINVAL also stands for a mode that was accepted but did not read back as set.
+    return QStringLiteral("kernel RS-485 mode refused: ") + errnoText(m_kernelRefusal);
+}
+
+void ComCtrl::setEchoSetting(LineEcho::Setting setting)
+{
+    if (setting == m_echoSetting)
+        return;
+    m_echoSetting = setting;
+    m_echoFound.reset();
+    m_lonelyCopySeen = false;
+    changed();
+}
+
+std::optional<bool> ComCtrl::echoes() const
+{
+    switch (m_echoSetting) {
+    case LineEcho::Setting::Yes:
+        return true;
+    case LineEcho::Setting::No:
+        return false;
+    case LineEcho::Setting::Automatic:
+        break;
+    }
+    return m_echoFound;
+}
+
+void ComCtrl::expectEcho(const QByteArray& frame)
+{
+    m_echoRequest = frame;
+    m_lastEcho = LineEcho::Finding::Pending;
+    m_copyWait = QDeadlineTimer(QDeadlineTimer::Forever);
+    const std::optional<bool> known = echoes();
+    if (m_echoSetting == LineEcho::Setting::No)
+        // Looked at only to report an echo that comes anyway; a request that its answer
+        // repeats cannot tell.
+        m_echoWait = LineEcho::AnswerMayRepeatRequest(frame) ? EchoWait::None : EchoWait::Unknown;
+    else
+        m_echoWait = !known ? EchoWait::Unknown : *known ? EchoWait::Owed : EchoWait::None;
+}
+
+// While the front of what came may still be the echo, the request's bytes are held back
+// from the answer: nothing is handed on before it is known whether they are the echo. A
+// real answer differs from its request within its first bytes.
+qint64 ComCtrl::echoStillAhead() const
+{
+    return m_echoWait == EchoWait::None ? 0 : m_echoRequest.size();
+}
+
+qint64 ComCtrl::answerBytes() const
+{
+    return std::max<qint64>(0, m_port.bytesAvailable() - echoStillAhead());
+}
+
+void ComCtrl::echoFault(int number)
+{
+    m_echoWait = EchoWait::None;
+    throw RunTimeError(number, SystemLocation(m_portName));
+}
+
+// Looks at the front of what has come after the request: takes an echo off it, finds out
+// (Automatic) or reports a fault (Yes, No). waitOver: the answer wait has ended.
+void ComCtrl::settleEcho(bool waitOver)
+{
+    if (m_echoWait == EchoWait::None)
+        return;
+    const qint64 size = m_echoRequest.size();
+    const QByteArray front = m_port.peek(std::min<qint64>(m_port.bytesAvailable(), size + 1));
+    const LineEcho::Finding finding = LineEcho::Judge(m_echoRequest, front);
+    const bool repeats = LineEcho::AnswerMayRepeatRequest(m_echoRequest);
+
+    if (m_echoSetting == LineEcho::Setting::No) {
+        if (finding == LineEcho::Finding::Echoed) {
+            m_lastEcho = LineEcho::Finding::Echoed;
+            echoFault(ErrorNumber::EchoUnexpected);
+        }
+        if (finding == LineEcho::Finding::Absent || waitOver)
+            m_echoWait = EchoWait::None;
+        return;
+    }
+
+    if (finding == LineEcho::Finding::Absent) {
+        m_lastEcho = LineEcho::Finding::Absent;
+        if (m_echoWait == EchoWait::Owed)
+            echoFault(ErrorNumber::EchoMissing);
+        m_echoFound = false;
+        m_echoWait = EchoWait::None;
+        changed();
+        return;
+    }
+    if (finding == LineEcho::Finding::Pending) {
+        if (!waitOver)
+            return;
+        if (m_echoWait == EchoWait::Owed)
+            echoFault(ErrorNumber::EchoMissing);
+        m_echoWait = EchoWait::None; // nothing told: a short answer, or none
+        return;
+    }
+    // The whole request is there. Owed, or found (Automatic) unless the answer repeats the
+    // request and nothing follows the copy yet: that copy may be the answer itself.
+    if (m_echoWait == EchoWait::Unknown && repeats && front.size() == size) {
+        // Once a copy has stayed alone on this port, the next ones are answers at once: a
+        // line of writes alone does not wait on each of them.
+        if (!waitOver && !m_lonelyCopySeen && !m_copyWait.hasExpired()) {
+            if (m_copyWait.isForever()) {
+                // The answer behind an echo starts within the panel's silence of 3.5
+                // characters and its turnaround; allowed: 1 character more and 100 ms.
+                LineSettings line;
+                ParseSettings(m_settings, &line);
+                const int bits = 1 + line.dataBits +
+                                 (line.parity == QSerialPort::NoParity ? 0 : 1) +
+                                 (line.stopBits == QSerialPort::OneStop ? 1 : 2);
+                const double charMs = 1000.0 * bits / line.baudRate;
+                m_copyWait = QDeadlineTimer(static_cast<qint64>(std::ceil(4.5 * charMs)) + 100);
+            }
+            return;
+        }
+        m_echoWait = EchoWait::None; // alone: the answer, from a line not known to echo
+        m_lonelyCopySeen = true;
+        return;
+    }
+    m_port.read(size); // the echo, dropped
+    m_lastEcho = LineEcho::Finding::Echoed;
+    m_echoWait = EchoWait::None;
+    if (m_echoSetting == LineEcho::Setting::Automatic && !m_echoFound) {
+        m_echoFound = true;
+        changed();
+    }
+}
+
 void ComCtrl::changed()
 {
     if (m_changed)
@@ -343,9 +536,7 @@ void ComCtrl::checkLineError()
     case QSerialPort::WriteError:
     case QSerialPort::ResourceError: {
         // The far end is gone; the port stays "open" but every wait would return at once.
-        m_port.close();
-        m_port.clearError();
-        m_answerPending = false;
+        closePort();
         m_lost = true;
         changed();
         throw RunTimeError(ErrorNumber::PortLost, SystemLocation(m_portName));
@@ -384,12 +575,14 @@ qint64 ComCtrl::bytesWaiting()
     requireOpen();
     m_port.waitForReadyRead(0); // moves what the kernel holds into the port's buffer
     checkLineError();
-    return m_port.bytesAvailable();
+    settleEcho(false);
+    return answerBytes();
 }
 
 QByteArray ComCtrl::read()
 {
     requireOpen();
+    settleEcho(true);
     return m_port.readAll();
 }
 
@@ -431,15 +624,25 @@ qint64 ComCtrl::waitForBytes(qint64 count, QDeadlineTimer deadline, AnswerTest c
         m_answerPending = false;
         note(LineStep::AnswerWait);
     }
-    while (m_port.bytesAvailable() < count && !deadline.hasExpired()) {
+    // The echo's bytes come within the same deadline as the answer's.
+    settleEcho(false);
+    while (answerBytes() < count && !deadline.hasExpired()) {
         // Blocks in poll(2) until data, error or the deadline: no CPU spent while waiting.
-        const bool arrived = m_port.waitForReadyRead(static_cast<int>(deadline.remainingTime()));
+        const QDeadlineTimer until = m_echoWait == EchoWait::Unknown && !m_copyWait.isForever()
+                                         ? std::min(deadline, m_copyWait)
+                                         : deadline;
+        const bool arrived = m_port.waitForReadyRead(static_cast<int>(until.remainingTime()));
         checkLineError();
-        if (arrived && complete && m_port.bytesAvailable() < count &&
-            complete(QByteArrayView(m_port.peek(m_port.bytesAvailable()))))
+        settleEcho(false);
+        if (!arrived && m_echoWait == EchoWait::Unknown && m_copyWait.hasExpired())
+            settleEcho(true);
+        const qint64 waiting = answerBytes();
+        if (arrived && complete && m_echoWait == EchoWait::None && waiting < count &&
+            complete(QByteArrayView(m_port.peek(waiting))))
             break;
     }
-    return m_port.bytesAvailable();
+    settleEcho(deadline.hasExpired());
+    return answerBytes();
 }
 
 void ComCtrl::sendRequest(const QByteArray& frame, bool handshake, int rtsDelayMs)
@@ -463,15 +666,22 @@ void ComCtrl::transmit(const QByteArray& frame, bool handshake, int rtsDelayMs)
 {
     // Written well within the time a 2-byte-per-millisecond line would need for any frame.
     constexpr int WriteTimeoutMs = 2000;
-    setRts(true);
+    setHalfDuplex(handshake, rtsDelayMs);
+    // In the kernel's RS-485 mode the driver switches the transmitter itself, on time.
+    const bool ownRts = direction() != Rs485Mode::Direction::Kernel;
+    if (ownRts)
+        setRts(true);
     clearBuffers();
     note(LineStep::BuffersCleared);
+    expectEcho(frame);
     write(frame, QDeadlineTimer(WriteTimeoutMs));
     if (handshake) {
         drain();
-        if (rtsDelayMs > 0)
-            QThread::msleep(static_cast<unsigned long>(rtsDelayMs));
-        setRts(false);
+        if (ownRts) {
+            if (rtsDelayMs > 0)
+                QThread::msleep(static_cast<unsigned long>(rtsDelayMs));
+            setRts(false);
+        }
     }
     m_answerPending = true;
 }

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "exchange.h"
+#include "lineecho.h"
+#include "rs485mode.h"
 
 #include <QByteArray>
 #include <QDeadlineTimer>
@@ -9,6 +11,7 @@
 #include <QString>
 
 #include <functional>
+#include <optional>
 #include <utility>
 
 class RunTimeError;
@@ -112,11 +115,41 @@ public:
     // False once the line has shown that it has no RTS output (reset by open).
     bool hasRts() const { return m_hasRts; }
 
+    // Half-duplex line: the transmitter is switched for each request, by the driver in the
+    // kernel's RS-485 mode when it offers it (with rtsDelayMs as its delay after send),
+    // otherwise by the console's own RTS cycle. Applied at open and at once to an open port;
+    // sendRequest passes its own values through here. The driver's mode is put back as it
+    // was when the port closes or half-duplex is turned off.
+    void setHalfDuplex(bool on, int rtsDelayMs);
+    Rs485Mode::Direction direction() const;
+    // Whether the open port's driver offers the kernel's RS-485 mode (PortNotOpen when
+    // closed); the driver's mode is left as it is.
+    Rs485Mode::Probe kernelModeOffered() const;
+    // Why the kernel mode is not in force on a half-duplex line (the driver's refusal, as
+    // "kernel RS-485 mode refused: <reason>"); empty when it is, or the line is not half-duplex.
+    QString directionNote() const;
+
+    // "Adapter echoes what it sends". With Yes, the request's bytes are taken off the front
+    // of what is received before the answer is looked at, and their absence is the fault
+    // EchoMissing. With No, an echo seen in place of the answer is the fault EchoUnexpected.
+    // With Automatic the first exchange after opening that tells finds out, and the finding
+    // holds until the port closes. The answer wait's deadline covers the echo's bytes too.
+    void setEchoSetting(LineEcho::Setting setting);
+    LineEcho::Setting echoSetting() const { return m_echoSetting; }
+    // Whether the adapter echoes, as found out (Automatic) or set (Yes, No); nullopt while
+    // Automatic has not found out yet.
+    std::optional<bool> echoes() const;
+    // The echo finding of the last exchange: Echoed (taken off), Absent (none came), Pending
+    // (not looked for, or nothing told: no byte came, or a lone copy of a request that its
+    // answer repeats).
+    LineEcho::Finding lastEcho() const { return m_lastEcho; }
+
     // Everything below throws PortNotOpen when the port is closed and PortLost when it has
     // gone away.
     // Empties the receive and the transmit buffer.
     void clearBuffers();
-    // Bytes received and not yet read, including those still held by the kernel.
+    // Bytes received and not yet read, including those still held by the kernel; an echo
+    // of the request is not counted, nor returned by read().
     qint64 bytesWaiting();
     // Reads every waiting byte.
     QByteArray read();
@@ -180,6 +213,13 @@ private:
     void requireOpen() const;
     void checkLineError(); // throws on a lost or failing port
     void applySettings(const LineSettings& settings);
+    void applyDirection();
+    void closePort();
+    void expectEcho(const QByteArray& frame);
+    void settleEcho(bool waitOver);
+    qint64 echoStillAhead() const;
+    qint64 answerBytes() const; // waiting, less an echo still looked for
+    void echoFault(int number);
 
     QSerialPort m_port;
     QString m_portName = QStringLiteral("1");
@@ -195,4 +235,21 @@ private:
     QList<std::pair<int, ExchangeObserver>> m_observers;
     int m_nextObserver = 1;
     int m_origin = 0;
+
+    bool m_halfDuplex = false;
+    int m_rtsDelayMs = 5;
+    Rs485Mode::KernelMode m_kernelMode;
+    int m_kernelRefusal = -1; // errno of the driver's refusal; -1 not asked since open
+
+    // The echo of the exchange in progress: the request, and whether it is owed (Yes, or found
+    // by Automatic), to be found out (Automatic), or not looked for.
+    enum class EchoWait { None, Owed, Unknown };
+    LineEcho::Setting m_echoSetting = LineEcho::Setting::Automatic;
+    std::optional<bool> m_echoFound;
+    bool m_lonelyCopySeen = false; // a copy of a self-repeating request stayed alone
+    QByteArray m_echoRequest;
+    EchoWait m_echoWait = EchoWait::None;
+    QDeadlineTimer
+        m_copyWait; // a lone copy of a self-repeating request: how long it may stay alone
+    LineEcho::Finding m_lastEcho = LineEcho::Finding::Pending;
 };

@@ -221,18 +221,21 @@ QString Meaning(const Exchange& exchange, const TextLookup& text)
 }
 
 QByteArray Csv(const ExchangeLog& log, const QStringList& header, const TextLookup& text,
-               const CsvFormat& format)
+               const CsvFormat& format, const QString& preface)
 {
-    QList<QStringList> lines{header};
-    lines.reserve(log.size() + 1);
+    QList<QStringList> lines;
+    lines.reserve(log.size() + 2);
+    if (!preface.isEmpty())
+        lines << QStringList{preface};
+    lines << header;
     for (qsizetype i = 0; i < log.size(); ++i)
         lines << fields(log, i, text, format);
     return format.document(lines);
 }
 
-QByteArray PlainText(const ExchangeLog& log, const TextLookup& text)
+QByteArray PlainText(const ExchangeLog& log, const TextLookup& text, const QString& preface)
 {
-    QString plain;
+    QString plain = preface.isEmpty() ? QString() : preface + QLatin1Char('\n');
     for (qsizetype i = 0; i < log.size(); ++i)
         plain += fields(log, i, text).join(QStringLiteral("  ")) + QLatin1Char('\n');
     return plain.toUtf8();

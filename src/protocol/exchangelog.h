@@ -48,10 +48,13 @@ QString OutcomeText(const Exchange& exchange, const CommFunctions::TextLookup& t
 // ends, quoted fields where needed), one header line then one line per exchange: ISO 8601 time
 // with milliseconds, milliseconds since the previous exchange, origin, port, settings,
 // request and answer in hexadecimal, duration in milliseconds, outcome, meaning.
+// A preface, when given, comes first as a line of its own (one field): how the line was run.
 QByteArray Csv(const ExchangeLog& log, const QStringList& header,
-               const CommFunctions::TextLookup& text, const CsvFormat& format = {});
+               const CommFunctions::TextLookup& text, const CsvFormat& format = {},
+               const QString& preface = {});
 // The same as aligned plain text, one exchange a line.
-QByteArray PlainText(const ExchangeLog& log, const CommFunctions::TextLookup& text);
+QByteArray PlainText(const ExchangeLog& log, const CommFunctions::TextLookup& text,
+                     const QString& preface = {});
 // Writes bytes to path atomically: false and *error set when it could not, with no half file.
 bool SaveAtomically(const QString& path, const QByteArray& bytes, QString* error);
 

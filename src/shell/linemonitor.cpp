@@ -3,6 +3,7 @@
 #include "comctrl.h"
 #include "datafunctions7310.h"
 #include "detectk9120.h"
+#include "linemodetext.h"
 #include "nationality.h"
 #include "textids.h"
 #include "uihelpers.h"
@@ -228,9 +229,12 @@ bool LineMonitor::exportTo(const QString& path)
           TextId::MonitorSettings, TextId::MonitorRequest, TextId::MonitorAnswer,
           TextId::MonitorDuration, TextId::MonitorOutcome, TextId::MonitorMeaning})
         header << text(id);
-    const QByteArray bytes = path.endsWith(QLatin1String(".csv"), Qt::CaseInsensitive)
-                                 ? ExchangeText::Csv(log(), header, lookup, CsvFormat::Current())
-                                 : ExchangeText::PlainText(log(), lookup);
+    // How the line ran when exported: its direction control and the adapter's echo.
+    const QString preface = LineModeText::Summary(m_line, lookup);
+    const QByteArray bytes =
+        path.endsWith(QLatin1String(".csv"), Qt::CaseInsensitive)
+            ? ExchangeText::Csv(log(), header, lookup, CsvFormat::Current(), preface)
+            : ExchangeText::PlainText(log(), lookup, preface);
     QString error;
     if (ExchangeText::SaveAtomically(path, bytes, &error))
         return true;

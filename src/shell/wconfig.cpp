@@ -1,5 +1,6 @@
 #include "wconfig.h"
 
+#include "adapterinfo.h"
 #include "comctrl.h"
 #include "commfunctions.h"
 #include "datafunctions7310.h"
@@ -120,6 +121,14 @@ void wConfig::buildControls()
     delayLayout->addWidget(taggedLabel("lblLabels_6", TextId::ConfigMilliseconds, m_frmRtsDelay));
     delayLayout->addStretch(1);
 
+    m_cboEcho = new QComboBox(page0);
+    m_cboEcho->setObjectName(QStringLiteral("cboEcho"));
+    // Placeholders; the language refresh puts the texts in their place.
+    for (auto setting :
+         {LineEcho::Setting::Automatic, LineEcho::Setting::Yes, LineEcho::Setting::No})
+        m_cboEcho->addItem(LineEcho::SettingValue(setting));
+    Tags::Set(m_cboEcho, TextId::EchoSettingBase);
+
     auto* form = new QFormLayout;
     form->addRow(taggedLabel("lblLabels_0", TextId::ConfigPort, page0), m_cboPort);
     form->addRow(taggedLabel("lblLabels_1", TextId::ConfigSpeed, page0), m_cboBauds);
@@ -130,6 +139,9 @@ void wConfig::buildControls()
     page0Layout->addSpacing(6);
     page0Layout->addWidget(m_chkHalfDuplex);
     page0Layout->addWidget(m_frmRtsDelay);
+    auto* echoForm = new QFormLayout;
+    echoForm->addRow(taggedLabel("lblLabels_8", TextId::ConfigEcho, page0), m_cboEcho);
+    page0Layout->addLayout(echoForm);
     page0Layout->addStretch(1);
     m_tbsPages->addTab(page0, QString());
 
@@ -155,6 +167,7 @@ void wConfig::buildControls()
     setHelpContext(m_cboParity, TextId::ConfigParity);
     setHelpContext(m_chkHalfDuplex, TextId::ConfigHalfDuplex);
     setHelpContext(m_updRtsDelay, TextId::ConfigRtsDelay);
+    setHelpContext(m_cboEcho, TextId::ConfigHalfDuplex);
     setHelpContext(m_cboLanguage, TextId::ConfigLanguage);
 
     const int buttonIds[3] = {TextId::Cancel, TextId::Ok, TextId::Apply};
@@ -188,6 +201,7 @@ void wConfig::connectControls()
     connect(m_cboLanguage, &QComboBox::currentIndexChanged, this,
             [this] { markChanged(Language); });
     connect(m_updRtsDelay, &QSpinBox::textChanged, this, [this] { markChanged(RtsDelay); });
+    connect(m_cboEcho, &QComboBox::currentIndexChanged, this, [this] { markChanged(Echo); });
     connect(m_chkHalfDuplex, &QCheckBox::toggled, this, &wConfig::chkHalfDuplex_Click);
 }
 
@@ -207,7 +221,12 @@ void wConfig::load()
         const QString storedPort = storedOr(QStringLiteral("Port"), QString());
         const QString soleDevice = SoleDevice(PortChoices());
         const bool proposePort = storedPort.isNull() && !soleDevice.isEmpty();
-        FillPortList(m_cboPort, proposePort ? soleDevice : m_port.portName());
+        // A stored ttyUSBn that has gone, with its adapter back under another name.
+        const QString replugged = AdapterInfo::ReplugOffer(
+            m_port.portName(), storedOr(QStringLiteral("PortAdapter"), QString()));
+        FillPortList(m_cboPort, proposePort           ? soleDevice
+                                : replugged.isEmpty() ? m_port.portName()
+                                                      : replugged);
         const QString bauds = QString::number(CommFunctions::GetCommBauds(m_port));
         if (m_cboBauds->findText(bauds) < 0)
             m_cboBauds->addItem(bauds);
@@ -217,7 +236,7 @@ void wConfig::load()
 
         // RTS and its delay as stored. A stored value that cannot be used (reported at
         // start-up) shows the value in force instead and is marked, so that OK repairs it.
-        unsigned repair = proposePort ? unsigned(Port) : 0u;
+        unsigned repair = proposePort || !replugged.isEmpty() ? unsigned(Port) : 0u;
         const auto usable = [&repair](Input input, const QString& text, int fallback, bool flag) {
             try {
                 const int value = IniValue::Short(text);
@@ -235,6 +254,11 @@ void wConfig::load()
         m_updRtsDelay->setValue(usable(RtsDelay,
                                        storedOr(QStringLiteral("RtsDelay"), QStringLiteral("5")),
                                        CommFunctions::RtsDelay(), false));
+        // The echo setting in force; a stored value that is none of the three is repaired.
+        m_cboEcho->setCurrentIndex(static_cast<int>(m_port.echoSetting()));
+        const QString echo = storedOr(QStringLiteral("Echo"), QString());
+        if (!echo.isNull() && !LineEcho::ParseSetting(echo))
+            repair |= Echo;
         // The line's settings are those in force; a stored text that differs was not usable.
         // (A port name is always usable: it is set even when the device cannot be opened.)
         const auto mark = [&repair](Input input, const QString& key, const QString& inForce) {
@@ -340,6 +364,10 @@ void wConfig::applyChanges()
         const QString portName = PortListText(m_cboPort);
         m_port.setPortName(portName);
         ZRBfonctions::SetIniParam(communication, QStringLiteral("Port"), portName);
+        // Which adapter it was, so that a replug under another name can be recognised.
+        const QString adapter = AdapterInfo::IdentityKey(AdapterInfo::Read(portName));
+        if (!adapter.isEmpty() || !storedOr(QStringLiteral("PortAdapter"), QString()).isNull())
+            ZRBfonctions::SetIniParam(communication, QStringLiteral("PortAdapter"), adapter);
     }
     if (m_firstRun) {
         // The start-up sequence applies the stored speed, stop bits and parity next.
@@ -372,7 +400,15 @@ void wConfig::applyChanges()
                                                                : QStringLiteral("0"));
         ZRBfonctions::SetIniParam(communication, QStringLiteral("RtsDelay"),
                                   QString::number(delay));
+        m_port.setHalfDuplex(m_chkHalfDuplex->isChecked(), delay);
         m_changed &= ~unsigned(HalfDuplex | RtsDelay);
+    }
+    if (m_changed & Echo) {
+        const auto setting = static_cast<LineEcho::Setting>(m_cboEcho->currentIndex());
+        m_port.setEchoSetting(setting);
+        ZRBfonctions::SetIniParam(communication, QStringLiteral("Echo"),
+                                  LineEcho::SettingValue(setting));
+        m_changed &= ~unsigned(Echo);
     }
     if (m_changed & Language) {
         DataFunctions7310::SetCurrentLanguage(m_cboLanguage->currentText());

@@ -14,8 +14,8 @@ class QSpinBox;
 class QTabWidget;
 
 // The PC settings dialog: the serial port and its line settings, half-duplex RTS handling
-// with its delay, and the console's language. Apply writes what changed to the settings
-// file and the port at once; a language change re-captions every open window.
+// with its delay, the adapter's echo, and the console's language. Apply writes what changed to the
+// settings file and the port at once; a language change re-captions every open window.
 class wConfig : public QDialog
 {
     Q_OBJECT
@@ -30,6 +30,7 @@ public:
         HalfDuplex = 1U << 4U,
         RtsDelay = 1U << 5U,
         Language = 1U << 6U,
+        Echo = 1U << 7U,
     };
 
     // Loads the dialog from the port's settings and the settings file.
@@ -54,6 +55,8 @@ public:
     QCheckBox* halfDuplex() const { return m_chkHalfDuplex; }
     QSpinBox* rtsDelay() const { return m_updRtsDelay; }
     QComboBox* languages() const { return m_cboLanguage; }
+    // "Adapter echoes what it sends", in LineEcho::Setting order.
+    QComboBox* echo() const { return m_cboEcho; }
     QGroupBox* rtsDelayFrame() const { return m_frmRtsDelay; }
     QTabWidget* pages() const { return m_tbsPages; }
     QPushButton* button(int index) const { return m_cmdButtons[static_cast<size_t>(index)]; }
@@ -87,6 +90,7 @@ private:
     QGroupBox* m_frmRtsDelay = nullptr;
     QSpinBox* m_updRtsDelay = nullptr;
     QComboBox* m_cboLanguage = nullptr;
+    QComboBox* m_cboEcho = nullptr;
     std::array<QPushButton*, 3> m_cmdButtons{};
     unsigned m_changed = 0;
     bool m_loading = false;

@@ -13,6 +13,7 @@
 #include "textids.h"
 #include "uihelpers.h"
 #include "wconfig.h"
+#include "wlinecheck.h"
 #include "wpanelcalcul.h"
 #include "wpanelconfig.h"
 #include "wpanelframe.h"
@@ -190,6 +191,14 @@ bool wMain::load()
             setting(QStringLiteral("RTS"), QStringLiteral("0"), IniValue::Boolean));
         CommFunctions::SetRtsDelay(
             setting(QStringLiteral("RtsDelay"), QStringLiteral("5"), IniValue::Short));
+        m_comCtrl.setHalfDuplex(CommFunctions::RtsHandshake(), CommFunctions::RtsDelay());
+        const QString echo =
+            ZRBfonctions::GetIniParam(communication, QStringLiteral("Echo"),
+                                      LineEcho::SettingValue(LineEcho::Setting::Automatic));
+        if (const std::optional<LineEcho::Setting> parsed = LineEcho::ParseSetting(echo))
+            m_comCtrl.setEchoSetting(*parsed);
+        else
+            ErrorHandling(loadProcedure, ErrorNumber::TypeMismatch, QStringLiteral("Echo=") + echo);
 
         // Without a line the console still serves: the calculator, the help, the settings.
         try {
@@ -385,6 +394,12 @@ void wMain::mnuFileQuit_Click()
 void wMain::mnuOptionsPrefs_Click()
 {
     wConfig dialog(m_comCtrl, this);
+    dialog.exec();
+}
+
+void wMain::mnuOptionsLineCheck_Click()
+{
+    wLineCheck dialog(m_comCtrl, this);
     dialog.exec();
 }
 

@@ -57,6 +57,7 @@ public:
     void mnuFilePanel_Click(int index);
     void mnuFileQuit_Click();
     void mnuOptionsPrefs_Click();
+    void mnuOptionsLineCheck_Click();
     void mnuWindowCascade_Click();
     // Shows or hides the line monitor, which records from start-up; its state is kept between
     // runs.

@@ -3,6 +3,7 @@
 #include "wmain.h"
 
 #include "datafunctions7310.h"
+#include "linemodetext.h"
 #include "linemonitor.h"
 #include "nationality.h"
 #include "shellhelpers.h"
@@ -61,6 +62,8 @@ void wMain::buildMenus()
     QMenu* mnuOptions = addMenu("mnuOptions");
     connect(addEntry(mnuOptions, "mnuOptionsPrefs"), &QAction::triggered, this,
             &wMain::mnuOptionsPrefs_Click);
+    connect(addEntry(mnuOptions, "mnuOptionsLineCheck"), &QAction::triggered, this,
+            &wMain::mnuOptionsLineCheck_Click);
 
     QMenu* mnuWindow = addMenu("mnuWindow");
     connect(addEntry(mnuWindow, "mnuWindowCascade"), &QAction::triggered, this,
@@ -153,11 +156,17 @@ void wMain::showLineState()
         state = TextId::StatusLineOpen;
     else if (m_comCtrl.state() == ComCtrl::State::Lost)
         state = TextId::StatusLineLost;
-    statusPanel(QStringLiteral("Line"))
-        ->setText(captioned(TextId::StatusPort, ComCtrl::SystemLocation(m_comCtrl.portName()) +
-                                                    QLatin1Char(' ') + m_comCtrl.settings() +
-                                                    QLatin1Char(' ') +
-                                                    DataFunctions7310::GetText(state)));
+    // The direction control in force follows the state; why the kernel's is not, in the tip.
+    const CommFunctions::TextLookup text = [](int id) {
+        return DataFunctions7310::GetText(id);
+    };
+    QLabel* line = statusPanel(QStringLiteral("Line"));
+    QString shown = ComCtrl::SystemLocation(m_comCtrl.portName()) + QLatin1Char(' ') +
+                    m_comCtrl.settings() + QLatin1Char(' ') + DataFunctions7310::GetText(state);
+    if (m_comCtrl.isOpen())
+        shown += QStringLiteral(", ") + LineModeText::Direction(m_comCtrl.direction(), text);
+    line->setText(captioned(TextId::StatusPort, shown));
+    line->setToolTip(m_comCtrl.isOpen() ? LineModeText::Summary(m_comCtrl, text) : QString());
     const int slave = m_comCtrl.lastSlave();
     statusPanel(QStringLiteral("Slave"))
         ->setText(captioned(TextId::StatusSlave,

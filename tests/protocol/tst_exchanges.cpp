@@ -154,7 +154,9 @@ private slots:
         const QStringList header{"Time",          "Δ ms",     "Origin, window", "Port",
                                  "Set;tings",     "Request",  "Answer",         "Duration",
                                  "Outcome \"x\"", "Mean\ning"};
-        const QByteArray csv = ExchangeText::Csv(few, header, text, CsvFormat::Current());
+        // The line's modes go first, as one field whatever separators it holds.
+        const QString preface = "Direction: RTS; Echo: Automatic, echo found";
+        const QByteArray csv = ExchangeText::Csv(few, header, text, CsvFormat::Current(), preface);
         DataFunctions7310::SetCurrentLanguage("English");
         QCOMPARE(csv.startsWith("\xEF\xBB\xBF"), mark);
         QCOMPARE(csv.count("\xEF\xBB\xBF"), mark ? 1 : 0);
@@ -175,12 +177,13 @@ private slots:
                       file, separator});
         QVERIFY(python.waitForFinished(10000));
         const QJsonArray rows = QJsonDocument::fromJson(python.readAllStandardOutput()).array();
-        QCOMPARE(rows.size(), 5);
-        QCOMPARE(rows[0].toVariant().toStringList(), header);
+        QCOMPARE(rows.size(), 6);
+        QCOMPARE(rows[0].toVariant().toStringList(), QStringList(preface));
+        QCOMPARE(rows[1].toVariant().toStringList(), header);
         if (!fields.isEmpty())
-            QCOMPARE(rows[1].toVariant().toStringList(), fields);
-        QCOMPARE(rows[2].toArray()[1].toString(), "1");
-        QCOMPARE(rows[4].toArray().size(), 10);
+            QCOMPARE(rows[2].toVariant().toStringList(), fields);
+        QCOMPARE(rows[3].toArray()[1].toString(), "1");
+        QCOMPARE(rows[5].toArray().size(), 10);
     }
 };
 

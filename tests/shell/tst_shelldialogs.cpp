@@ -187,6 +187,11 @@ private slots:
         row("RTS delay only, Apply", "", 0U,
             ConfigChange([](wConfig& d, ComCtrl&) { d.rtsDelay()->setValue(12); }), apply,
             QStringList{"RTS=0", "RtsDelay=12"}, line);
+        row("echo Yes, OK: stored and in force", "", 0U,
+            ConfigChange([](wConfig& d, ComCtrl&) { d.echo()->setCurrentIndex(1); }), ok,
+            QStringList{"Echo=Yes"}, line);
+        row("echo stored as something else, Apply: rewritten as Automatic", "Echo=maybe\n",
+            unsigned(wConfig::Echo), nothing, apply, QStringList{"Echo=Automatic"}, line);
         row("language only, Apply", "", 0U,
             ConfigChange([](wConfig& d, ComCtrl&) { d.languages()->setCurrentText("Deutsch"); }),
             apply, QStringList{"Language=Deutsch"}, line);
@@ -231,6 +236,7 @@ private slots:
                          dialog.stops()->currentText(), dialog.portList()->currentText(),
                          dialog.languages()->currentText()}),
             (QStringList{"None", "Even", "Odd", "9600", "1", fixture.pty.slavePath(), "English"}));
+        QCOMPARE(dialog.echo()->itemText(2), "No");
         QVERIFY(!dialog.halfDuplex()->isChecked());
         QCOMPARE(dialog.changedInputs(), repair);
         QCOMPARE(dialog.button(wConfig::Apply)->isEnabled(), repair != 0);
@@ -254,6 +260,11 @@ private slots:
         QCOMPARE(CommFunctions::RtsDelay(),
                  button == wConfig::Cancel ? 5 : dialog.rtsDelay()->value());
         QCOMPARE(dialog.rtsDelayFrame()->isVisibleTo(&dialog), dialog.halfDuplex()->isChecked());
+        // The port runs with what was stored: the echo setting, and the RTS cycle of a pty.
+        QCOMPARE(port.echoSetting(),
+                 text.contains("Echo=Yes") ? LineEcho::Setting::Yes : LineEcho::Setting::Automatic);
+        QCOMPARE(port.direction(), text.contains("RTS=1") ? Rs485Mode::Direction::Rts
+                                                          : Rs485Mode::Direction::Adapter);
         if (button == wConfig::Apply) {
             QCOMPARE(dialog.changedInputs(), 0U);
             QVERIFY(!dialog.button(wConfig::Apply)->isEnabled());

@@ -178,7 +178,7 @@ private slots:
     {
         ShellFixture fixture;
         fixture.writeIni("English", QStringLiteral("Bauds=19200\nStops=2\nParity=n\n"
-                                                   "RTS=1\nRtsDelay=7\nFrameDelay=20\n"));
+                                                   "RTS=1\nRtsDelay=7\nFrameDelay=20\nEcho=No\n"));
         wMain frame(wMain::Files{fixture.dataFile, withHelp});
         QVERIFY(frame.load());
         // The start-up applies the settings file, then shows the calculator, the frame builder
@@ -187,12 +187,13 @@ private slots:
                  qPrintable(fixture.reports().join(QLatin1Char('\n'))));
         QVERIFY(frame.comCtrl().isOpen());
         QCOMPARE(frame.statusPanel("Line")->text(),
-                 "Line: " + fixture.pty.slavePath() + " 19200,n,8,2 open");
+                 "Line: " + fixture.pty.slavePath() + " 19200,n,8,2 open, RTS");
         QCOMPARE(QString("%1 %2 %3")
                      .arg(CommFunctions::RtsHandshake())
                      .arg(CommFunctions::RtsDelay())
                      .arg(CommFunctions::FrameDelay()),
                  "1 7 20");
+        QCOMPARE(frame.comCtrl().echoSetting(), LineEcho::Setting::No);
         // Then the last slave that answered.
         QCOMPARE(frame.statusPanel("Slave")->text(), "Slave: -");
         frame.comCtrl().noteAnswer(7);

@@ -1,10 +1,9 @@
 #include "portlist.h"
 
+#include "adapterinfo.h"
+
 #include <QComboBox>
 #include <QCompleter>
-#include <QDir>
-#include <QFileInfo>
-#include <QHash>
 #include <QSerialPortInfo>
 
 QStringList PortChoices()
@@ -12,20 +11,15 @@ QStringList PortChoices()
     QStringList choices;
     for (int number = 1; number <= 16; ++number)
         choices.append(QString::number(number));
-    // A by-id link names an adapter the same way after re-plugging and reboots, where
-    // ttyUSB0 may become ttyUSB1.
-    QHash<QString, QString> stableNames;
-    const QDir byId(QStringLiteral("/dev/serial/by-id"));
-    const auto links = byId.entryInfoList(QDir::System | QDir::Files | QDir::NoDotAndDotDot);
-    for (const QFileInfo& link : links)
-        stableNames.insert(link.canonicalFilePath(), link.absoluteFilePath());
     const auto ports = QSerialPortInfo::availablePorts();
     for (const QSerialPortInfo& port : ports) {
         const QString location = port.systemLocation();
         // The numbered ports are offered as 1..16 already.
         if (location.startsWith(QLatin1String("/dev/ttyS")))
             continue;
-        const QString name = stableNames.value(QFileInfo(location).canonicalFilePath(), location);
+        // A by-id link names an adapter the same way after re-plugging and reboots, where
+        // ttyUSB0 may become ttyUSB1: a device chosen from the list is stored by it.
+        const QString name = AdapterInfo::StableName(location);
         if (!choices.contains(name))
             choices.append(name);
     }

@@ -1,0 +1,124 @@
+#include "lineprobe.h"
+
+#include "comctrl.h"
+#include "commfunctions.h"
+#include "errorhandling.h"
+#include "exchange.h"
+#include "lineecho.h"
+#include "linelock.h"
+#include "rs485mode.h"
+#include "textids.h"
+
+#include <QElapsedTimer>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace LineProbe {
+namespace {
+
+// The panel's line speed word: present on every firmware, read-only in effect for a read.
+constexpr int SpeedWord = 128;
+
+bool AskRs485(const QString& location)
+{
+    const int fd =
+        ::open(location.toLocal8Bit().constData(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0)
+        throw RunTimeError(ErrorNumber::PortIoError, location);
+    const bool offered = Rs485Mode::KernelModeOffered(fd).offered;
+    ::close(fd);
+    return offered;
+}
+
+int BitsPerCharacter(const QString& settings)
+{
+    ComCtrl::LineSettings parsed;
+    ComCtrl::ParseSettings(settings, &parsed);
+    const int parity = parsed.parity == QSerialPort::NoParity ? 0 : 1;
+    const int stops = parsed.stopBits == QSerialPort::OneStop ? 1 : 2;
+    return 1 + int(parsed.dataBits) + parity + stops;
+}
+
+// The answer part of what has come back so far: behind the request when it was echoed.
+QByteArray AnswerPart(const QByteArray& request, const QByteArray& received)
+{
+    if (received.startsWith(request))
+        return received.mid(request.size());
+    return received;
+}
+
+} // namespace
+
+std::optional<bool> KernelRs485Offered(ComCtrl& line)
+{
+    const bool wasOpen = line.isOpen();
+    try {
+        if (wasOpen)
+            line.close();
+        const bool offered = AskRs485(ComCtrl::SystemLocation(line.portName()));
+        if (wasOpen)
+            line.open();
+        return offered;
+    } catch (const RunTimeError&) {
+        if (wasOpen && !line.isOpen()) {
+            try {
+                line.open();
+            } catch (const RunTimeError&) {
+            }
+        }
+        return std::nullopt;
+    }
+}
+
+ProbeExchange Exchange(ComCtrl& line, int slave)
+{
+    ProbeExchange exchange;
+    exchange.slave = slave;
+    exchange.timeoutMs = CommFunctions::WordTimeoutMs;
+    exchange.bitsPerCharacter = BitsPerCharacter(line.settings());
+    exchange.baudRate = CommFunctions::CommBaudsOf(line.settings());
+    if (slave <= 0 || !line.isOpen())
+        return exchange;
+    const LineLock lock(line);
+    if (!lock.acquired())
+        return exchange;
+    const ComCtrl::OriginScope origin(line, TextId::LineCheckTitle);
+    exchange.tried = true;
+    exchange.request =
+        CommFunctions::ReadWordsRequest(static_cast<std::uint8_t>(slave), SpeedWord, 1);
+    // A fresh look at the echo whatever the setting: Automatic finds out on this exchange
+    // (a change of the setting forgets what was found before). The setting is put back after.
+    const LineEcho::Setting setting = line.echoSetting();
+    line.setEchoSetting(LineEcho::Setting::No);
+    line.setEchoSetting(LineEcho::Setting::Automatic);
+    ExchangeRecorder record(line, exchange.request);
+    try {
+        QElapsedTimer clock;
+        clock.start();
+        line.sendRequest(exchange.request, CommFunctions::RtsHandshake(),
+                         CommFunctions::RtsDelay());
+        const QDeadlineTimer deadline(exchange.timeoutMs);
+        for (;;) {
+            const QByteArray answer = AnswerPart(exchange.request, exchange.received);
+            // While the bytes in could still be the start of an echo, the answer is not begun.
+            const bool echoSoFar = exchange.request.startsWith(exchange.received);
+            if (!echoSoFar &&
+                answer.size() >= CommFunctions::ExpectedAnswerLength(exchange.request, answer))
+                break;
+            if (line.waitForBytes(1, deadline) == 0)
+                break;
+            exchange.received += line.read();
+            exchange.roundTripMs = double(clock.nsecsElapsed()) / 1e6;
+        }
+        record.answered(AnswerPart(exchange.request, exchange.received));
+    } catch (const RunTimeError& error) {
+        record.failed(error);
+    }
+    // The line takes a found echo off what it hands on; it says so.
+    exchange.echoTakenOff = line.lastEcho() == LineEcho::Finding::Echoed;
+    line.setEchoSetting(setting);
+    return exchange;
+}
+
+} // namespace LineProbe
