@@ -102,6 +102,12 @@ void wPanelConfig::newValues()
 std::optional<std::uint8_t> wPanelConfig::opening(int nothingFoundText,
                                                   std::optional<WaitCursor>& wait)
 {
+    if (m_givenSlave) {
+        wait.emplace();
+        ZRBfonctions::SetIniParam(QStringLiteral("Communication"), QStringLiteral("LastSlave"),
+                                  QString::number(*m_givenSlave));
+        return m_givenSlave;
+    }
     QWidget* main = window();
     wAskSlave ask(m_port.portName(), main);
     // Centred over the main window, so that it shows on the same screen.
@@ -284,6 +290,13 @@ void wPanelConfig::cmdReadConfig_Click()
                 }
                 confirmRead(slave, ending(outcome, wait), outcome);
             });
+}
+
+void wPanelConfig::readSlave(std::uint8_t slave)
+{
+    m_givenSlave = slave;
+    cmdReadConfig_Click();
+    m_givenSlave.reset();
 }
 
 bool wPanelConfig::writable(const Values& values)

@@ -36,6 +36,9 @@ public:
 
     void cmdConfigInit_Click();
     void cmdReadConfig_Click();
+    // Read for a slave already known (a line survey's row): at the line's present setting,
+    // without the slave dialog and the search.
+    void readSlave(std::uint8_t slave);
     void cmdWriteConfig_Click();
     void cmdCompare_Click();
     void cmdSaveFile_Click();
@@ -107,6 +110,7 @@ private:
     void message(int textId, QMessageBox::Icon icon, const QString& insert = {});
 
     ComCtrl& m_port;
+    std::optional<std::uint8_t> m_givenSlave; // readSlave's slave, asked for by nobody
     QFrame* m_frmPages = nullptr;
     std::array<QGroupBox*, 2> m_frmFrames{};
     std::array<QComboBox*, ConfigMap::ParameterCount> m_cboConfParam{}; // index 2 unused

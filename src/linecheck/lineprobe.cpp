@@ -52,21 +52,13 @@ QByteArray AnswerPart(const QByteArray& request, const QByteArray& received)
 
 std::optional<bool> KernelRs485Offered(ComCtrl& line)
 {
-    const bool wasOpen = line.isOpen();
     try {
-        if (wasOpen)
-            line.close();
-        const bool offered = AskRs485(ComCtrl::SystemLocation(line.portName()));
-        if (wasOpen)
-            line.open();
-        return offered;
+        // An open line is asked through its own handle; a closed one by opening the device
+        // for the question alone.
+        if (line.isOpen())
+            return line.kernelModeOffered().offered;
+        return AskRs485(ComCtrl::SystemLocation(line.portName()));
     } catch (const RunTimeError&) {
-        if (wasOpen && !line.isOpen()) {
-            try {
-                line.open();
-            } catch (const RunTimeError&) {
-            }
-        }
         return std::nullopt;
     }
 }

@@ -13,8 +13,7 @@ namespace LineProbe {
 
 // Whether the driver offers the kernel's RS-485 mode (Rs485Mode::KernelModeOffered): false
 // when it refuses (a pty or most USB adapters: ENOTTY), nullopt when the device cannot be
-// opened. The line does not hand out its descriptor, so an open line is closed for the moment
-// of the question and opened again.
+// opened. An open line is asked on its own descriptor and stays open.
 std::optional<bool> KernelRs485Offered(ComCtrl& line);
 
 // One read of the line speed word from `slave` on the open line, timed, with the line's echo

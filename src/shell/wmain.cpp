@@ -14,6 +14,7 @@
 #include "uihelpers.h"
 #include "wconfig.h"
 #include "wlinecheck.h"
+#include "wlinesurvey.h"
 #include "wpanelcalcul.h"
 #include "wpanelconfig.h"
 #include "wpanelframe.h"
@@ -98,6 +99,12 @@ wMain::~wMain()
     m_comCtrl.setChangeHook({});
 }
 
+const QList<int>& wMain::StartupChildren()
+{
+    static const QList<int> indexes{1, 2, 3, 0};
+    return indexes;
+}
+
 void wMain::registerChildren()
 {
     // Each child window is one entry: File menu index, toolbar key and image, caption, help
@@ -117,6 +124,16 @@ void wMain::registerChildren()
     m_children.add({3, QStringLiteral("mnuFileTools"), QStringLiteral(":/shell/images/tools.svg"),
                     TextId::PanelToolsTitle, TextId::PanelToolsTitle, [this] {
                         return new wPanelTools(m_comCtrl);
+                    }});
+    m_children.add({4, QStringLiteral("mnuFileSurvey"), QStringLiteral(":/shell/images/survey.svg"),
+                    TextId::SurveyTitle, TextId::SurveyTitle, [this] {
+                        auto* survey = new wLineSurvey(m_comCtrl);
+                        // A row opened in the configuration window is read there at once.
+                        survey->setConfigOpener([this](int slave) {
+                            if (auto* config = qobject_cast<wPanelConfig*>(m_children.show(0)))
+                                config->readSlave(static_cast<std::uint8_t>(slave));
+                        });
+                        return survey;
                     }});
 }
 
@@ -219,7 +236,7 @@ bool wMain::load()
         // Loaded, unloaded and shown in this order; the configuration window comes last so
         // that it ends in front. Those with no place of their own yet (a first start) are then
         // laid out side by side.
-        for (int index : {1, 2, 3, 0}) {
+        for (int index : StartupChildren()) {
             if (!m_children.kind(index))
                 continue;
             m_children.load(index);
@@ -489,6 +506,8 @@ void wMain::tbrTools_ButtonClick(const QString& key)
         mnuFilePanel_Click(1);
     else if (key == QLatin1String("mnuHelpContext"))
         mnuHelpContext_Click();
+    else if (const ChildRegistry::Kind* kind = m_children.kindOfKey(key))
+        mnuFilePanel_Click(kind->index);
 }
 
 bool wMain::queryUnload()

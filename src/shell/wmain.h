@@ -40,6 +40,10 @@ public:
     // Re-captions menus, status bar, toolbar tooltips and finds the help collection.
     Q_INVOKABLE void nationality();
 
+    // The child windows that the start-up shows, in the order they are loaded; the others
+    // (the line survey) open only when asked for.
+    static const QList<int>& StartupChildren();
+
     ComCtrl& comCtrl() { return m_comCtrl; }
     ChildRegistry& children() { return m_children; }
     QMdiArea* mdiArea() const { return m_mdiArea; }

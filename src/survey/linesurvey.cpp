@@ -54,9 +54,7 @@ QList<Remark> remarksOf(Exchange::Outcome outcome, int exceptionCode)
 
 bool knownVersion(int major, int minor)
 {
-    const int code = major << 8 | minor;
-    return code == ConfigMap::Version28 || code == ConfigMap::Version27 ||
-           code == ConfigMap::Version26;
+    return ConfigMap::VersionCodeOf(ConfigMap::VersionText(major << 8 | minor)) != 0;
 }
 
 class Survey
@@ -103,6 +101,7 @@ private:
     QList<Setting> m_settings;
     int m_settingIndex = 0;
     int m_panels = 0;
+    int m_sweeps = 0; // settings swept so far
 };
 
 QString Survey::settingsText(const Setting& setting) const
@@ -133,9 +132,14 @@ bool Survey::poll(int slavesDone, int slavesToDo)
     progress.slavesToDo = slavesToDo;
     progress.panelsFound = m_panels;
     progress.elapsedMs = m_clock.elapsed();
+    // The probes left, and the sweeps that the settings left are likely to need: as many, in
+    // proportion, as the settings done so far needed.
+    const int sweepSize = m_options.lastSlave - m_options.firstSlave + 1;
+    const double sweepShare = m_settingIndex > 0 ? double(m_sweeps) / m_settingIndex : 0.0;
     qint64 leftUs = (slavesToDo - slavesDone) * probeCostUs(progress.setting, WordAnswerLength);
     for (qsizetype i = m_settingIndex + 1; i < m_settings.size(); ++i)
-        leftUs += probeCostUs(m_settings[i], ProbeAnswerLength);
+        leftUs += probeCostUs(m_settings[i], ProbeAnswerLength) +
+                  qint64(sweepShare * sweepSize * probeCostUs(m_settings[i], WordAnswerLength));
     progress.remainingMs = leftUs / 1000;
     if (m_observer->keepGoing(progress))
         return true;
@@ -319,6 +323,7 @@ void Survey::run(const QList<Setting>& settings)
             addPanel(slave, version, remarksOf(outcome, code));
             continue;
         }
+        ++m_sweeps;
         sweep(heard == Heard::Damaged, answer);
         if (m_result.end != Result::End::Done)
             return;

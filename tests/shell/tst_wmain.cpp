@@ -119,7 +119,7 @@ private slots:
         QCOMPARE(seen, firstRun ? asked : QStringList());
         QVERIFY(frame.isVisible() && frame.isEnabled());
         QCOMPARE(frame.comCtrl().isOpen(), port.isEmpty());
-        QCOMPARE(frame.mdiArea()->subWindowList().size(), frame.children().kinds().size());
+        QCOMPARE(frame.mdiArea()->subWindowList().size(), wMain::StartupChildren().size());
         // A first run stores the language alone and captions the frame in it.
         QCOMPARE(ZRBfonctions::GetIniParam("General", "Language", {}),
                  firstRun ? "Français" : language);
@@ -168,7 +168,7 @@ private slots:
             QCOMPARE(seen, asked);
             QCOMPARE(frame.isVisible(), !yes);
             QCOMPARE(frame.children().openWindows().size(),
-                     yes ? 0 : frame.children().kinds().size());
+                     yes ? 0 : wMain::StartupChildren().size());
             QTest::qWait(1);
             QCOMPARE(HelpWindow::OpenWindows().size(), yes ? 0 : 1);
         }
@@ -218,7 +218,7 @@ private slots:
         QCOMPARE(frame.mdiArea()->activeSubWindow()->widget(), calculator);
         frame.toolButton("mnuFileFrame")->trigger();
         QVERIFY(frame.mdiArea()->activeSubWindow()->widget()->inherits("wPanelFrame"));
-        QCOMPARE(frame.mdiArea()->subWindowList().size(), frame.children().kinds().size());
+        QCOMPARE(frame.mdiArea()->subWindowList().size(), wMain::StartupChildren().size());
 
         // Closed by the user, it comes back once, where it was left.
         const QRect placed(30, 20, 520, 330);
@@ -229,7 +229,7 @@ private slots:
         frame.toolButton("mnuFileCalcul")->trigger();
         QTest::qWait(1);
         const auto frames = frame.mdiArea()->subWindowList();
-        QCOMPARE(frames.size(), frame.children().kinds().size());
+        QCOMPARE(frames.size(), wMain::StartupChildren().size());
         QCOMPARE(frame.children().window(1)->frameWidget()->geometry(), placed);
 
         // Context help follows the active child; without one, the table of contents.
@@ -295,8 +295,9 @@ private slots:
         columns<QColor, QString>("background", "key");
         for (const auto& [name, colour] : {std::pair{"light", QColor(0xef, 0xef, 0xef)},
                                            std::pair{"dark", QColor(0x35, 0x35, 0x35)}})
-            for (const char* key : {"mnuFileConfig", "mnuFileCalcul", "mnuFileFrame",
-                                    "mnuFileTools", "mnuHelpContext", "mnuFileQuit"})
+            for (const char* key :
+                 {"mnuFileConfig", "mnuFileCalcul", "mnuFileFrame", "mnuFileTools", "mnuFileSurvey",
+                  "mnuHelpContext", "mnuFileQuit"})
                 row(QByteArray(name) + ' ' + key, colour, QString(key));
     }
     void toolbarImagesKeepTheirContrast()
