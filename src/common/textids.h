@@ -292,6 +292,28 @@ constexpr int MonitorProbeAnswer = 236043; // "probe: slave %1, firmware %2.%3"
 constexpr int MonitorRequestText = 236044; // "%1: address %2, count %3"
 constexpr int FrameNoAnswer = 236100;      // the frame builder's answer box after a time-out
 
+// k7310ctl, the command-line program.
+constexpr int CtlOrigin = 238500;
+constexpr int CtlInterrupted = 238501;
+constexpr int CtlWord = 238502;
+constexpr int CtlParameter = 238503;
+constexpr int CtlValue = 238504;
+constexpr int CtlFileValue = 238505;
+constexpr int CtlPanelValue = 238506;
+constexpr int CtlDiffers = 238507;
+constexpr int CtlWritten = 238508;
+constexpr int CtlLed = 238509;
+constexpr int CtlState = 238510;
+constexpr int CtlDefaultsSaved = 238511;
+constexpr int CtlFileExists = 238512;
+constexpr int CtlWriteInterrupted = 238513;
+constexpr int CtlNone = 238514;
+constexpr int CtlNotAcknowledged = 238515;
+constexpr int CtlAlarmSent = 238516;
+constexpr int CtlLineNow = 238517;
+constexpr int CtlAnswer = 238518;
+constexpr int CtlConfiguration = 238519;
+
 // Line survey wLineSurvey.
 constexpr int SurveyTitle = 238000; // also File menu entry and origin of its exchanges
 constexpr int SurveyStart = 238001;

@@ -2,6 +2,7 @@
 
 #include "comctrl.h"
 #include "commfunctions.h"
+#include "datafunctions7310.h"
 #include "errorhandling.h"
 #include "zrbfonctions.h"
 
@@ -99,7 +100,8 @@ Outcome Read(ComCtrl& line, std::uint8_t slave, Values& values)
     return outcome;
 }
 
-Outcome Write(ComCtrl& line, std::uint8_t slave, const Values& values)
+Outcome Write(ComCtrl& line, std::uint8_t slave, const Values& values,
+              const StopRequest& stopRequested)
 {
     Outcome outcome;
     const auto stop = [&outcome](int address, const Miss& why) {
@@ -114,6 +116,10 @@ Outcome Write(ComCtrl& line, std::uint8_t slave, const Values& values)
         for (const Parameter& parameter : Parameters()) {
             const int index = parameter.index;
             current = parameter.address;
+            if (stopRequested && stopRequested()) {
+                outcome.interrupted = true;
+                return stop(parameter.address, Miss{});
+            }
             const int value = values[index];
             const bool optional = index == LedTestKL || index == BusKL;
             if (optional && value == NoValue) {
@@ -203,6 +209,19 @@ QString Conclude(const Outcome& outcome, Values& values)
         return {};
     }
     return VersionText(outcome.versionCode);
+}
+
+bool Differs(const Parameter& parameter, int wanted, int panel, int versionCode)
+{
+    return wanted != panel && (VersionServes(versionCode, parameter) || wanted != NoValue);
+}
+
+Values FactoryDefaults()
+{
+    Values defaults{};
+    for (const Parameter& parameter : Parameters())
+        defaults[parameter.index] = DataFunctions7310::GetDefaultValue(parameter.address);
+    return defaults;
 }
 
 } // namespace ConfigExchange

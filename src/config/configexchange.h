@@ -6,6 +6,7 @@
 #include <QList>
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 
 class ComCtrl;
@@ -40,6 +41,8 @@ struct Outcome
     std::array<bool, ConfigMap::ParameterCount> confirmed{};
     int stoppedAt = 0;
     Miss stopReason;
+    // Writes: stopped on request before the word at stoppedAt was sent.
+    bool interrupted = false;
     // Writes: the words 128, 129, 130 whose answer was lost but the panel was found at the
     // value written and followed, with where it was found: the line's settings text, or the
     // new slave number for word 130.
@@ -70,11 +73,23 @@ Outcome Read(ComCtrl& line, std::uint8_t slave, ConfigMap::Values& values);
 // previous settings and the chain ends. Words 70 and 69 are both tried whatever the panel's
 // exception to 70; an empty value for one of them is not sent and counts as refused. The values
 // must be acceptable (ConfigMap::Acceptable), except for the empty optional words.
-Outcome Write(ComCtrl& line, std::uint8_t slave, const ConfigMap::Values& values);
+// `stopRequested`, when given, is asked before each word: true ends the chain there, with
+// interrupted set and the words taken so far in confirmed.
+using StopRequest = std::function<bool()>;
+Outcome Write(ComCtrl& line, std::uint8_t slave, const ConfigMap::Values& values,
+              const StopRequest& stopRequested = {});
 
 // Applies the outcome to the values as the window's ending does: a panel that lacked word
 // 70 gets the LED-test list emptied, one that lacked 69 both optional lists. Returns the
 // version text to show: "" after a failure of an essential word.
 QString Conclude(const Outcome& outcome, ConfigMap::Values& values);
+
+// Whether a value meant for the panel differs from the one read from a panel of that firmware
+// version: a word that the firmware lacks matches only an empty value.
+bool Differs(const ConfigMap::Parameter& parameter, int wanted, int panel, int versionCode);
+
+// The factory default of every parameter, from the data file. Throws RunTimeError when the data
+// file cannot give them.
+ConfigMap::Values FactoryDefaults();
 
 } // namespace ConfigExchange

@@ -86,10 +86,7 @@ void wPanelConfig::cmdConfigInit_Click()
 
 void wPanelConfig::initialise()
 {
-    Values defaults{};
-    for (const Parameter& parameter : Parameters())
-        defaults[parameter.index] = DataFunctions7310::GetDefaultValue(parameter.address);
-    showValues(defaults);
+    showValues(ConfigExchange::FactoryDefaults());
     newValues();
 }
 
@@ -378,12 +375,11 @@ int wPanelConfig::compareWith(const Values& panel, int versionCode)
     int differing = 0;
     for (const Parameter& parameter : Parameters()) {
         const int index = parameter.index;
-        const bool lacks = !VersionServes(versionCode, parameter);
-        if (shown[index] == panel[index] || (lacks && shown[index] == NoValue)) {
+        if (!ConfigExchange::Differs(parameter, shown[index], panel[index], versionCode)) {
             m_panelValue[index].reset();
             continue;
         }
-        m_panelValue[index] = lacks ? PanelLacksWord : panel[index];
+        m_panelValue[index] = VersionServes(versionCode, parameter) ? panel[index] : PanelLacksWord;
         ++differing;
     }
     applyMarks();
