@@ -56,7 +56,8 @@ class TestWLineSurvey : public QObject
 
 private slots:
     // Two panels at 9600/1 and one at 4800/2: one row each, sortable by slave; the events of the
-    // window ran while the survey did; Export writes the rows in the order shown.
+    // window ran while the survey did; the selected rows go to the commissioning; Export writes
+    // the rows in the order shown.
     void surveyFillsTheTable()
     {
         SurveyRig rig({"slave=12", "slave=5,version=2.7", "slave=40,speed=4800,stop=2"});
@@ -79,6 +80,19 @@ private slots:
         QCOMPARE(column(table, 3), (QStringList{"2.7", "2.8", "2.8"}));
         QCOMPARE(window.findChild<QProgressBar*>("prgSurvey")->value(), 1000);
         QCOMPARE(rig.port.settings(), "9600,n,8,1");
+
+        // The rows selected in the sorted table go to the commissioning as the panels they show.
+        QList<LineSurvey::Row> handed;
+        window.setCommissionOpener(
+            [&handed](const QList<LineSurvey::Row>& rows) { handed = rows; });
+        table->setSelectionMode(QAbstractItemView::MultiSelection);
+        table->selectRow(0);
+        table->selectRow(2);
+        window.cmdCommission_Click();
+        QCOMPARE(handed.size(), 2);
+        QCOMPARE(handed[0].slave, 5);
+        QCOMPARE(handed[1].slave, 40);
+        QCOMPARE(handed[1].setting, (LineSurvey::Setting{4800, 2}));
 
         const QString csv = rig.fixture.dir.filePath("survey.csv");
         QVERIFY(window.exportCsv(csv));
