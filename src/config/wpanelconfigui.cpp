@@ -52,20 +52,8 @@ QLabel* newPanelLabel(QWidget* group, int index)
     return label;
 }
 
-template<typename Control> Control* named(Control* control, const QString& name, int textId = 0)
-{
-    control->setObjectName(name);
-    if (textId != 0)
-        Tags::Set(control, textId);
-    return control;
-}
-
-QPushButton* button(QWidget* parent, const char* name, int textId)
-{
-    auto* command = named(new QPushButton(parent), QLatin1String(name), textId);
-    command->setAutoDefault(false);
-    return command;
-}
+using Tags::Button;
+using Tags::Named;
 
 } // namespace
 
@@ -75,17 +63,17 @@ void wPanelConfig::buildControls()
     Tags::Set(this, TextId::PanelConfigTitle);
     setHelpContextId(TextId::PanelConfigTitle);
 
-    m_frmPages = named(new QFrame(this), QStringLiteral("frmPages"), TextId::PanelConfigTitle);
+    m_frmPages = Named(new QFrame(this), QStringLiteral("frmPages"), TextId::PanelConfigTitle);
     m_frmPages->setFrameShape(QFrame::NoFrame);
     m_frmFrames[0] = buildOptions();
     m_frmFrames[1] = buildCommunication();
 
     auto* versionRow = new QHBoxLayout;
     auto* versionCaption =
-        named(new QLabel(m_frmPages), QStringLiteral("lblLabels_%1").arg(m_lblLabels.size()),
+        Named(new QLabel(m_frmPages), QStringLiteral("lblLabels_%1").arg(m_lblLabels.size()),
               TextId::FirmwareVersion);
     m_lblLabels.append(versionCaption);
-    m_lblVersionK7310 = named(new QLabel(m_frmPages), QStringLiteral("lblVersionK7310"));
+    m_lblVersionK7310 = Named(new QLabel(m_frmPages), QStringLiteral("lblVersionK7310"));
     m_lblVersionK7310->setFrameShape(QFrame::Panel);
     m_lblVersionK7310->setFrameShadow(QFrame::Sunken);
     m_lblVersionK7310->setMinimumWidth(60);
@@ -94,13 +82,13 @@ void wPanelConfig::buildControls()
     versionRow->addWidget(m_lblVersionK7310);
     versionRow->addStretch();
 
-    m_cmdConfigInit = button(m_frmPages, "cmdConfigInit", TextId::ConfigInit);
-    m_cmdReadConfig = button(m_frmPages, "cmdReadConfig", TextId::ReadConfig);
-    m_cmdWriteConfig = button(m_frmPages, "cmdWriteConfig", TextId::WriteConfig);
-    m_cmdCompare = button(m_frmPages, "cmdCompare", TextId::Compare);
-    m_cmdSaveFile = button(m_frmPages, "cmdSaveFile", TextId::SaveFile);
-    m_cmdOpenFile = button(m_frmPages, "cmdOpenFile", TextId::OpenFile);
-    m_cmdPrint = button(m_frmPages, "cmdPrint", TextId::PrintConfig);
+    m_cmdConfigInit = Button(m_frmPages, "cmdConfigInit", TextId::ConfigInit);
+    m_cmdReadConfig = Button(m_frmPages, "cmdReadConfig", TextId::ReadConfig);
+    m_cmdWriteConfig = Button(m_frmPages, "cmdWriteConfig", TextId::WriteConfig);
+    m_cmdCompare = Button(m_frmPages, "cmdCompare", TextId::Compare);
+    m_cmdSaveFile = Button(m_frmPages, "cmdSaveFile", TextId::SaveFile);
+    m_cmdOpenFile = Button(m_frmPages, "cmdOpenFile", TextId::OpenFile);
+    m_cmdPrint = Button(m_frmPages, "cmdPrint", TextId::PrintConfig);
     auto* commands = new QGridLayout;
     commands->addWidget(m_cmdConfigInit, 0, 0);
     commands->addWidget(m_cmdReadConfig, 0, 1);
@@ -134,12 +122,12 @@ void wPanelConfig::buildControls()
 // The options of the firmware: synchronisation, acknowledgement and the K/L inputs.
 QGroupBox* wPanelConfig::buildOptions()
 {
-    auto* group = named(new QGroupBox(m_frmPages), QStringLiteral("frmFrames_0"));
+    auto* group = Named(new QGroupBox(m_frmPages), QStringLiteral("frmFrames_0"));
     auto* grid = new QGridLayout(group);
     int row = 0;
     for (const int index : {Synchro, Ack, BusKL, LedTestKL}) {
         const Parameter& parameter = ParameterAt(index);
-        auto* list = named(new QComboBox(group), QStringLiteral("cboConfParam_%1").arg(index),
+        auto* list = Named(new QComboBox(group), QStringLiteral("cboConfParam_%1").arg(index),
                            parameter.firstItemId);
         for (int i = 0; i < parameter.itemCount; ++i)
             list->addItem(QString());
@@ -147,7 +135,7 @@ QGroupBox* wPanelConfig::buildOptions()
         list->setSizeAdjustPolicy(QComboBox::AdjustToContents);
         m_cboConfParam[index] = list;
         auto* caption =
-            named(new QLabel(group), QStringLiteral("lblLabels_%1").arg(m_lblLabels.size()),
+            Named(new QLabel(group), QStringLiteral("lblLabels_%1").arg(m_lblLabels.size()),
                   parameter.labelId);
         caption->setBuddy(list);
         m_lblLabels.append(caption);
@@ -164,23 +152,23 @@ QGroupBox* wPanelConfig::buildOptions()
 QGroupBox* wPanelConfig::buildCommunication()
 {
     auto* group =
-        named(new QGroupBox(m_frmPages), QStringLiteral("frmFrames_1"), TextId::GroupCommunication);
+        Named(new QGroupBox(m_frmPages), QStringLiteral("frmFrames_1"), TextId::GroupCommunication);
     auto* grid = new QGridLayout(group);
 
-    auto* speed = named(new QComboBox(group), QStringLiteral("cboConfParam_0"));
+    auto* speed = Named(new QComboBox(group), QStringLiteral("cboConfParam_0"));
     for (int i = 0; i < SpeedItems().size(); ++i)
         speed->addItem(SpeedItems()[i], SpeedCodes()[static_cast<std::size_t>(i)]);
-    auto* stops = named(new QComboBox(group), QStringLiteral("cboConfParam_1"));
+    auto* stops = Named(new QComboBox(group), QStringLiteral("cboConfParam_1"));
     stops->addItems(StopItems());
     const Parameter& busMode = ParameterAt(BusMode);
-    auto* bus = named(new QComboBox(group), QStringLiteral("cboConfParam_3"), busMode.firstItemId);
+    auto* bus = Named(new QComboBox(group), QStringLiteral("cboConfParam_3"), busMode.firstItemId);
     for (int i = 0; i < busMode.itemCount; ++i)
         bus->addItem(QString());
     m_cboConfParam[Speed] = speed;
     m_cboConfParam[Stops] = stops;
     m_cboConfParam[BusMode] = bus;
 
-    m_updCommSlave = named(new SlaveSpinBox(group), QStringLiteral("updCommSlave"));
+    m_updCommSlave = Named(new SlaveSpinBox(group), QStringLiteral("updCommSlave"));
     m_updCommSlave->setValue(1);
     m_txtConfParam2 = m_updCommSlave->findChild<QLineEdit*>();
     m_txtConfParam2->setObjectName(QStringLiteral("txtConfParam_2"));
@@ -188,7 +176,7 @@ QGroupBox* wPanelConfig::buildCommunication()
     int row = 0;
     for (const int index : {Speed, Stops, BusMode, Slave}) {
         auto* caption =
-            named(new QLabel(group), QStringLiteral("lblLabels_%1").arg(m_lblLabels.size()),
+            Named(new QLabel(group), QStringLiteral("lblLabels_%1").arg(m_lblLabels.size()),
                   ParameterAt(index).labelId);
         caption->setBuddy(control(index));
         m_lblLabels.append(caption);
@@ -198,7 +186,7 @@ QGroupBox* wPanelConfig::buildCommunication()
         grid->addWidget(m_lblPanel[index], row + 1, 1);
         if (index == Speed) {
             // The unit keeps its literal caption in every language.
-            auto* unit = named(new QLabel(QStringLiteral("Bauds"), group),
+            auto* unit = Named(new QLabel(QStringLiteral("Bauds"), group),
                                QStringLiteral("lblLabels_%1").arg(m_lblLabels.size()));
             m_lblLabels.append(unit);
             grid->addWidget(unit, row, 2);

@@ -35,21 +35,7 @@ public:
     bool keepGoing(const LineSurvey::Progress& progress) override
     {
         if (m_terminal) {
-            const QString setting = LineSurvey::SettingText(progress.setting);
-            QString text = progress.slavesToDo == 0 ? GetText(TextId::SurveyProbing)
-                                                          .arg(progress.settingNumber)
-                                                          .arg(progress.settingCount)
-                                                          .arg(setting)
-                                                    : GetText(TextId::SurveySweeping)
-                                                          .arg(progress.settingNumber)
-                                                          .arg(progress.settingCount)
-                                                          .arg(setting)
-                                                          .arg(progress.slavesDone)
-                                                          .arg(progress.slavesToDo);
-            text += QStringLiteral(" - ") +
-                    GetText(TextId::SurveyFound)
-                        .arg(progress.panelsFound)
-                        .arg(seconds(progress.elapsedMs), seconds(progress.remainingMs));
+            const QString text = LineSurvey::ProgressText(progress, seconds);
             std::fprintf(stderr, "\r\033[K%s", qPrintable(text));
             std::fflush(stderr);
             m_shown = true;

@@ -143,5 +143,8 @@ QString RemarkText(const Remark& remark);
 QString RemarkKey(Remark::Kind kind);
 // "9600/1".
 QString SettingText(const Setting& setting);
+// The progress in one line: the setting, the sweep's numbers done of those to do, the panels
+// found, the time spent and the estimate of what is left, written by `duration`.
+QString ProgressText(const Progress& progress, QString (*duration)(qint64 milliseconds));
 
 } // namespace LineSurvey

@@ -99,6 +99,25 @@ QString SettingText(const Setting& setting)
     return QStringLiteral("%1/%2").arg(setting.speed).arg(setting.stops);
 }
 
+QString ProgressText(const Progress& progress, QString (*duration)(qint64 milliseconds))
+{
+    const QString setting = SettingText(progress.setting);
+    QString text = progress.slavesToDo == 0 ? DataFunctions7310::GetText(TextId::SurveyProbing)
+                                                  .arg(progress.settingNumber)
+                                                  .arg(progress.settingCount)
+                                                  .arg(setting)
+                                            : DataFunctions7310::GetText(TextId::SurveySweeping)
+                                                  .arg(progress.settingNumber)
+                                                  .arg(progress.settingCount)
+                                                  .arg(setting)
+                                                  .arg(progress.slavesDone)
+                                                  .arg(progress.slavesToDo);
+    return text + QStringLiteral(" — ") +
+           DataFunctions7310::GetText(TextId::SurveyFound)
+               .arg(progress.panelsFound)
+               .arg(duration(progress.elapsedMs), duration(progress.remainingMs));
+}
+
 QString RemarkText(const Remark& remark)
 {
     using Kind = Remark::Kind;

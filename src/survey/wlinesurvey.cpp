@@ -154,21 +154,7 @@ bool wLineSurvey::keepGoing(const Progress& progress)
         progress.settingNumber - 1 +
         (progress.slavesToDo > 0 ? double(progress.slavesDone) / progress.slavesToDo : 0.0);
     m_prgSurvey->setValue(int(1000 * settingsDone / std::max(1, progress.settingCount)));
-    const QString setting = SettingText(progress.setting);
-    QString text = progress.slavesToDo == 0 ? DataFunctions7310::GetText(TextId::SurveyProbing)
-                                                  .arg(progress.settingNumber)
-                                                  .arg(progress.settingCount)
-                                                  .arg(setting)
-                                            : DataFunctions7310::GetText(TextId::SurveySweeping)
-                                                  .arg(progress.settingNumber)
-                                                  .arg(progress.settingCount)
-                                                  .arg(setting)
-                                                  .arg(progress.slavesDone)
-                                                  .arg(progress.slavesToDo);
-    text += QStringLiteral(" — ") +
-            DataFunctions7310::GetText(TextId::SurveyFound)
-                .arg(progress.panelsFound)
-                .arg(duration(progress.elapsedMs), duration(progress.remainingMs));
+    const QString text = ProgressText(progress, duration);
     m_prgSurvey->setFormat(text);
     // Between two probes the window runs: Cancel, moving it, the line monitor. Never during
     // a probe, whose wait blocks on the port.

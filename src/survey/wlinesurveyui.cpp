@@ -22,24 +22,12 @@ using namespace LineSurvey;
 
 namespace {
 
-template<typename Control> Control* named(Control* control, const QString& name, int textId = 0)
-{
-    control->setObjectName(name);
-    if (textId != 0)
-        Tags::Set(control, textId);
-    return control;
-}
-
-QPushButton* button(QWidget* parent, const char* name, int textId)
-{
-    auto* command = named(new QPushButton(parent), QLatin1String(name), textId);
-    command->setAutoDefault(false);
-    return command;
-}
+using Tags::Button;
+using Tags::Named;
 
 QSpinBox* spinBox(QWidget* parent, const char* name, int low, int high, int value)
 {
-    auto* box = named(new QSpinBox(parent), QLatin1String(name));
+    auto* box = Named(new QSpinBox(parent), QLatin1String(name));
     box->setRange(low, high);
     box->setValue(value);
     return box;
@@ -47,7 +35,7 @@ QSpinBox* spinBox(QWidget* parent, const char* name, int low, int high, int valu
 
 QLabel* label(QWidget* parent, const char* name, int textId, QWidget* buddy)
 {
-    auto* caption = named(new QLabel(parent), QLatin1String(name), textId);
+    auto* caption = Named(new QLabel(parent), QLatin1String(name), textId);
     caption->setBuddy(buddy);
     return caption;
 }
@@ -61,15 +49,15 @@ void wLineSurvey::buildControls()
     setHelpContextId(TextId::SurveyTitle);
 
     m_frmSettings =
-        named(new QGroupBox(this), QStringLiteral("frmSettings"), TextId::SurveySettings);
+        Named(new QGroupBox(this), QStringLiteral("frmSettings"), TextId::SurveySettings);
     m_settingsLayout = new QGridLayout(m_frmSettings);
     m_settingsLayout->setVerticalSpacing(2);
 
-    m_cmdSurvey = button(this, "cmdSurvey", TextId::SurveyStart);
-    m_cmdCancel = button(this, "cmdCancel", TextId::SurveyCancel);
-    m_cmdExport = button(this, "cmdExport", TextId::SurveyExport);
-    m_cmdOpenConfig = button(this, "cmdOpenConfig", TextId::SurveyOpenInConfig);
-    m_cmdCommission = button(this, "cmdCommission", TextId::SurveyCommission);
+    m_cmdSurvey = Button(this, "cmdSurvey", TextId::SurveyStart);
+    m_cmdCancel = Button(this, "cmdCancel", TextId::SurveyCancel);
+    m_cmdExport = Button(this, "cmdExport", TextId::SurveyExport);
+    m_cmdOpenConfig = Button(this, "cmdOpenConfig", TextId::SurveyOpenInConfig);
+    m_cmdCommission = Button(this, "cmdCommission", TextId::SurveyCommission);
     m_cmdCancel->setEnabled(false);
     auto* commands = new QVBoxLayout;
     for (QPushButton* command :
@@ -82,13 +70,13 @@ void wLineSurvey::buildControls()
     top->addWidget(buildOptions(), 1);
     top->addLayout(commands);
 
-    m_prgSurvey = named(new QProgressBar(this), QStringLiteral("prgSurvey"));
+    m_prgSurvey = Named(new QProgressBar(this), QStringLiteral("prgSurvey"));
     m_prgSurvey->setRange(0, 1000);
     m_prgSurvey->setValue(0);
     m_prgSurvey->setTextVisible(true);
     m_prgSurvey->setFormat(QString());
 
-    m_table = named(new QTableWidget(this), QStringLiteral("grdResults"));
+    m_table = Named(new QTableWidget(this), QStringLiteral("grdResults"));
     m_table->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_table->setSelectionBehavior(QAbstractItemView::SelectRows);
     m_table->setSelectionMode(QAbstractItemView::ExtendedSelection);
@@ -106,7 +94,7 @@ void wLineSurvey::buildControls()
 
 QGroupBox* wLineSurvey::buildOptions()
 {
-    auto* group = named(new QGroupBox(this), QStringLiteral("frmOptions"), TextId::SurveyOptions);
+    auto* group = Named(new QGroupBox(this), QStringLiteral("frmOptions"), TextId::SurveyOptions);
     m_updFirst = spinBox(group, "updFirst", ConfigMap::FirstSlave, ConfigMap::LastSlave,
                          ConfigMap::FirstSlave);
     m_updLast = spinBox(group, "updLast", ConfigMap::FirstSlave, ConfigMap::LastSlave,
@@ -114,9 +102,9 @@ QGroupBox* wLineSurvey::buildOptions()
     m_updStopAfter = spinBox(group, "updStopAfter", 0, 64 * 10, 0);
     m_updAllowance = spinBox(group, "updAllowance", 0, 2000, AllowanceFromSettingsFile());
     m_chkThorough =
-        named(new QCheckBox(group), QStringLiteral("chkThorough"), TextId::SurveyThorough);
+        Named(new QCheckBox(group), QStringLiteral("chkThorough"), TextId::SurveyThorough);
     m_chkRetrySilent =
-        named(new QCheckBox(group), QStringLiteral("chkRetrySilent"), TextId::SurveyRetrySilent);
+        Named(new QCheckBox(group), QStringLiteral("chkRetrySilent"), TextId::SurveyRetrySilent);
 
     auto* grid = new QGridLayout(group);
     auto* range = new QHBoxLayout;

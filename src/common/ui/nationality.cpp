@@ -7,6 +7,7 @@
 #include <QComboBox>
 #include <QGroupBox>
 #include <QLabel>
+#include <QPushButton>
 #include <QTabWidget>
 #include <QVariant>
 
@@ -57,6 +58,13 @@ void ApplyTexts(QWidget* root)
             }
         }
     }
+}
+
+QPushButton* Button(QWidget* parent, const char* name, int textId)
+{
+    auto* command = Named(new QPushButton(parent), QLatin1String(name), textId);
+    command->setAutoDefault(false);
+    return command;
 }
 
 } // namespace Tags
