@@ -291,10 +291,11 @@ void Survey::sweep(bool collided, const QByteArray& probeAnswer)
 
 void Survey::switchTo(const Setting& setting)
 {
-    if (m_line.isOpen())
-        m_line.close();
+    // An open port takes the new speed and stop bits as it is: what was found out about the
+    // adapter (its echo, the direction control) holds at every setting.
     m_line.setSettings(settingsText(setting));
-    m_line.open();
+    if (!m_line.isOpen())
+        m_line.open();
 }
 
 void Survey::run(const QList<Setting>& settings)
@@ -378,11 +379,9 @@ Result Run(ComCtrl& line, const Options& options, Observer* observer, int origin
         if (line.state() == ComCtrl::State::Lost) {
             line.setSettings(original);
         } else {
-            if (line.isOpen())
-                line.close();
             line.setSettings(original);
-            if (wasOpen)
-                line.open();
+            if (!wasOpen && line.isOpen())
+                line.close();
         }
     } catch (const RunTimeError& error) {
         if (survey.result().end != Result::End::PortFault) {

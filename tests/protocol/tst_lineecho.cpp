@@ -3,6 +3,7 @@
 #include "comctrl.h"
 #include "commfunctions.h"
 #include "detectk9120.h"
+#include "linesurvey.h"
 #include "panelcommands.h"
 #include "ptypeer.h"
 
@@ -39,6 +40,15 @@ bool talk(ComCtrl& line, char path)
         const QByteArray request = FrameToSend(1, 3, ProbeWordAddress, 1);
         return ValidReadAnswer(request, FrameReceived(line, request, 2.0f));
     }
+    case 'v': { // the line survey: the whole-line probe, a sweep of 1 to 3, the configuration
+        LineSurvey::Options options;
+        options.settings = {{9600, 1}};
+        options.lastSlave = 3;
+        options.thorough = true;
+        const LineSurvey::Result result = LineSurvey::Run(line, options, nullptr, 0);
+        return result.end == LineSurvey::Result::End::Done && result.rows.size() == 1 &&
+               result.rows[0].slave == 1 && result.rows[0].clean() && result.rows[0].configRead;
+    }
     default: { // the test window: a lamp test, then the acknowledgement word
         const QByteArray lamp = PanelCommands::LampTestRequest(1);
         const QByteArray ack = PanelCommands::AckReadRequest(1);
@@ -63,10 +73,11 @@ private slots:
     {
         // fault: what the first call reports, "" for none; found: echoes() afterwards
         columns<bool, Setting, char, QString, int>("echo", "setting", "path", "fault", "found");
-        const char* paths = "rwsft";
-        const char* names[] = {"read", "write", "search", "frame builder", "test window"};
+        const char* paths = "rwsftv";
+        const char* names[] = {"read",          "write",       "search",
+                               "frame builder", "test window", "line survey"};
         static QList<QByteArray> rowNames;
-        for (int i = 0; i < 5; ++i) {
+        for (int i = 0; i < 6; ++i) {
             for (const auto& [setting, text] :
                  {std::pair{Setting::Automatic, "automatic"}, {Setting::Yes, "yes"}}) {
                 rowNames << QByteArray(text) + ", echoing adapter: " + names[i];
