@@ -161,8 +161,10 @@ void paintPanel(Pages& pages, const PanelRecord& panel)
     pages.need(pages.mm(60));
     pages.skip(4);
     pages.row({{0, text(TextId::RecordPanel).arg(panel.target.slave).arg(panel.target.newSlave)},
-               {pages.width() * 0.75, text(TextId::RecordResult) + QStringLiteral(": ") +
-                                          (panel.passed() ? "PASS" : "FAIL")}},
+               {pages.width() * 0.75,
+                DataFunctions7310::Captioned(TextId::RecordResult, panel.passed()
+                                                                       ? QStringLiteral("PASS")
+                                                                       : QStringLiteral("FAIL"))}},
               font(11, true));
     pages.rule();
     const double value = pages.mm(45);

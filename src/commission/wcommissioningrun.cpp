@@ -231,8 +231,8 @@ void wCommissioning::showResult(int row)
     if (!panel.configured()) {
         const int stage = TextId::RecordStageLine + static_cast<int>(panel.failedAt) -
                           static_cast<int>(Stage::Line);
-        state += QStringLiteral(": ") + text(stage) + QLatin1Char(' ') +
-                 QString::number(panel.failedWord);
+        state = DataFunctions7310::Captioned(state, text(stage) + QLatin1Char(' ') +
+                                                        QString::number(panel.failedWord));
     }
     m_tblPanels->item(row, ColState)->setText(state);
 }

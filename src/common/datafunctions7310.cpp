@@ -1,6 +1,7 @@
 #include "datafunctions7310.h"
 
 #include "errorhandling.h"
+#include "textids.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -302,6 +303,23 @@ QString GetText(int id)
         std::optional<QString> text = textByKey(Labels, id);
         return text ? std::move(*text) : labelMarker(QString::number(id));
     });
+}
+
+QString Captioned(const QString& caption, const QString& value, const QString& pattern)
+{
+    if (!pattern.contains(QLatin1String("%2")))
+        return caption + QStringLiteral(": ") + value;
+    return pattern.arg(caption, value);
+}
+
+QString Captioned(const QString& caption, const QString& value)
+{
+    return Captioned(caption, value, FindText(TextId::CaptionAndValue).value_or(QString()));
+}
+
+QString Captioned(int captionId, const QString& value)
+{
+    return Captioned(GetText(captionId), value);
 }
 
 std::optional<QString> FindText(int id)

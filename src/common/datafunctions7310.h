@@ -27,6 +27,13 @@ QString GetText(int id);
 // or the text cannot be had (no data file, no column for the language). For the error report,
 // which must not report its own look-ups.
 std::optional<QString> FindText(int id);
+// A caption and its value joined as the language writes a label: "Slave: 7", "Esclave : 7"
+// with a no-break space before the colon. Used wherever a caption is followed by a value.
+QString Captioned(const QString& caption, const QString& value);
+QString Captioned(int captionId, const QString& value);
+// The same with the joining text already looked up (text 17); a pattern without "%2", such as
+// an ID marker, joins with ": ".
+QString Captioned(const QString& caption, const QString& value, const QString& pattern);
 // Tooltip by ID; "" when the ID has no row. Failures are reported under
 // "DataFunctions.GetToolTip" and give "".
 QString GetToolTip(const QString& id);

@@ -18,6 +18,7 @@ constexpr int Apply = 13;
 constexpr int Help = 14;
 constexpr int Ok = 15;
 constexpr int Close = 16;
+constexpr int CaptionAndValue = 17; // "%1: %2", with the language's spacing before the colon
 
 // Main frame: title and status bar panels (a panel's tag is its ID).
 constexpr int MainTitle = 1000;

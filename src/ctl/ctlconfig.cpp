@@ -192,7 +192,7 @@ int CtlRun::write()
             why == Exchange::Outcome::Complete ? int(CtlReport::WrongAnswer)
                                                : CtlReport::ExitOf(why),
             GetText(TextId::WriteStopped).arg(slave).arg(outcome.stoppedAt).arg(reason) +
-                QLatin1Char(' ') + GetText(TextId::CtlWritten) + QStringLiteral(": ") + takenText);
+                QLatin1Char(' ') + DataFunctions7310::Captioned(TextId::CtlWritten, takenText));
     }
     m_report.line(GetText(TextId::ConfirmWrite).arg(m_slave).arg(m_line.settings(), version));
     // Values that the panel's firmware cannot take were given and not written.

@@ -112,7 +112,7 @@ int CtlRun::image()
     m_report.json().insert(QStringLiteral("horn"), image.horn);
     m_report.line(GetText(TextId::ToolsImageRead).arg(m_slave));
     m_report.table({GetText(TextId::CtlLed), GetText(TextId::CtlState), QString()}, rows);
-    m_report.line(GetText(TextId::ToolsHorn) + QStringLiteral(": ") + QString::number(image.horn));
+    m_report.line(DataFunctions7310::Captioned(TextId::ToolsHorn, QString::number(image.horn)));
     return m_report.finish(CtlReport::Success);
 }
 
@@ -178,7 +178,7 @@ int CtlRun::send()
     json.insert(QStringLiteral("exceptionCode"), sent.exceptionCode);
     json.insert(QStringLiteral("meaning"),
                 ExchangeText::Meaning(judgedExchange, [](int id) { return GetText(id); }));
-    m_report.line(GetText(TextId::MonitorRequest) + QStringLiteral(": ") + hex(sent.request));
+    m_report.line(DataFunctions7310::Captioned(TextId::MonitorRequest, hex(sent.request)));
     m_report.line(GetText(TextId::CtlAnswer)
                       .arg(sent.answer.isEmpty() ? QStringLiteral("-") : hex(sent.answer))
                       .arg(sent.good() ? GetText(TextId::MonitorComplete)

@@ -125,7 +125,7 @@ int CtlRun::lineFailure(const RunTimeError& error)
 {
     QString text = ErrorReport::Description(error.number());
     if (!error.detail().isEmpty())
-        text += QStringLiteral(": ") + error.detail();
+        text = DataFunctions7310::Captioned(text, error.detail());
     return m_report.finish(CtlReport::LineError, text);
 }
 

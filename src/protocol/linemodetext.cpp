@@ -1,6 +1,7 @@
 #include "linemodetext.h"
 
 #include "comctrl.h"
+#include "datafunctions7310.h"
 #include "textids.h"
 
 namespace LineModeText {
@@ -12,14 +13,17 @@ QString Direction(Rs485Mode::Direction direction, const CommFunctions::TextLooku
 
 QString Summary(const ComCtrl& line, const CommFunctions::TextLookup& text)
 {
-    QString summary =
-        text(TextId::LineDirection) + QStringLiteral(": ") + Direction(line.direction(), text);
+    const QString pattern = text(TextId::CaptionAndValue);
+    QString summary = DataFunctions7310::Captioned(text(TextId::LineDirection),
+                                                   Direction(line.direction(), text), pattern);
     if (const QString note = line.directionNote(); !note.isEmpty())
         summary += QStringLiteral(" (") + note + QLatin1Char(')');
     const std::optional<bool> echoes = line.echoes();
     const int found = !echoes ? 2 : *echoes ? 0 : 1;
-    summary += QStringLiteral("; ") + text(TextId::LineEcho) + QStringLiteral(": ") +
-               text(TextId::EchoSettingBase + static_cast<int>(line.echoSetting()));
+    summary += QStringLiteral("; ") +
+               DataFunctions7310::Captioned(
+                   text(TextId::LineEcho),
+                   text(TextId::EchoSettingBase + static_cast<int>(line.echoSetting())), pattern);
     if (line.echoSetting() == LineEcho::Setting::Automatic)
         summary += QStringLiteral(", ") + text(TextId::EchoFoundBase + found);
     return summary;

@@ -149,7 +149,7 @@ void wMain::showLineState()
     if (!DataFunctions7310::IsOpen())
         return;
     const auto captioned = [](int textId, const QString& value) {
-        return DataFunctions7310::GetText(textId) + QStringLiteral(": ") + value;
+        return DataFunctions7310::Captioned(textId, value);
     };
     int state = TextId::StatusLineClosed;
     if (m_comCtrl.state() == ComCtrl::State::Open)

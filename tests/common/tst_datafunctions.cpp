@@ -101,6 +101,30 @@ private slots:
         QVERIFY(m_reports.messages.isEmpty());
     }
 
+    // A caption and its value, as each language writes a label; values may hold "%1".
+    void captioned_data()
+    {
+        columns<QString, QString, QString>("language", "value", "expected");
+        row("English", "English", "7", "Slave: 7");
+        row("French no-break space before the colon", "Français", "7", "Esclave\u00a0: 7");
+        row("German", "Deutsch", "7", "Slave: 7");
+        row("value with a place marker kept", "Français", "%1 %2", "Esclave\u00a0: %1 %2");
+        row("no data file open", "", "7", "#closed#: 7");
+    }
+    void captioned()
+    {
+        const auto [language, value, expected] =
+            fetch<QString, QString, QString>("language", "value", "expected");
+        SetCurrentLanguage(language);
+        QString caption = GetText(1003);
+        if (language.isEmpty()) {
+            CloseDataFile();
+            caption = "#closed#";
+        }
+        QCOMPARE(Captioned(caption, value), expected);
+        QVERIFY(m_reports.messages.isEmpty());
+    }
+
     void unknownLanguageIsAnError_data()
     {
         QTest::addColumn<QString>("language");
