@@ -88,7 +88,8 @@ private:
 
     // The targets of the rows, or the number (from 1) of the first row with a bad entry.
     std::optional<QList<Commission::Target>> targets(int* badRow) const;
-    bool run(const QList<int>& rows);
+    // A retry adds to the record begun by the last full run and keeps its start time.
+    bool run(const QList<int>& rows, bool retry);
     void runPanel(int row, const Commission::Target& target, const ConfigMap::Values& values);
     void showResult(int row);
     bool pause(int milliseconds);

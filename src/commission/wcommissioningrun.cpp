@@ -90,7 +90,7 @@ bool wCommissioning::apply()
     QList<int> rows;
     for (int row = 0; row < m_tblPanels->rowCount(); ++row)
         rows << row;
-    return run(rows);
+    return run(rows, false);
 }
 
 bool wCommissioning::retryFailed()
@@ -100,7 +100,7 @@ bool wCommissioning::retryFailed()
         if (!m_results.at(row) || !m_results.at(row)->passed())
             rows << row;
     }
-    return run(rows);
+    return run(rows, true);
 }
 
 void wCommissioning::cancel()
@@ -110,7 +110,7 @@ void wCommissioning::cancel()
         m_waking->quit();
 }
 
-bool wCommissioning::run(const QList<int>& rows)
+bool wCommissioning::run(const QList<int>& rows, bool retry)
 {
     if (m_running)
         return false;
@@ -146,7 +146,8 @@ bool wCommissioning::run(const QList<int>& rows)
     const ComCtrl::OriginScope origin(m_port, TextId::CommissionTitle);
     const LineState before(m_port);
 
-    m_heading.started = QDateTime::currentDateTime();
+    if (!retry || !m_heading.started.isValid())
+        m_heading.started = QDateTime::currentDateTime();
     m_heading.consoleVersion = Global::CurrentVersion();
     m_heading.port = m_port.portName();
     m_heading.adapter = adapterOf(m_port.portName());
