@@ -17,7 +17,7 @@ struct Named
     Fault::Kind kind;
 };
 
-constexpr std::array<Named, 9> names{{
+constexpr std::array<Named, 10> names{{
     {"off", Fault::Kind::Off},
     {"none", Fault::Kind::NoAnswer},
     {"bad-crc", Fault::Kind::BadCrc},
@@ -27,7 +27,14 @@ constexpr std::array<Named, 9> names{{
     {"wrong-function", Fault::Kind::WrongFunction},
     {"late", Fault::Kind::Late},
     {"noise", Fault::Kind::Noise},
+    {"exception", Fault::Kind::Exception},
 }};
+
+bool takesArgument(Fault::Kind kind)
+{
+    return kind == Fault::Kind::Late || kind == Fault::Kind::Noise ||
+           kind == Fault::Kind::Exception;
+}
 
 void replaceCrc(std::vector<std::uint8_t>& frame)
 {
@@ -48,20 +55,21 @@ std::optional<Fault> parseFault(const std::string& text)
         if (name != n.name)
             continue;
         Fault f{n.kind, 0};
-        const bool takesArg = n.kind == Fault::Kind::Late || n.kind == Fault::Kind::Noise;
         if (colon == std::string::npos) {
-            f.arg = n.kind == Fault::Kind::Late    ? defaultLateMs
-                    : n.kind == Fault::Kind::Noise ? defaultNoiseBytes
-                                                   : 0;
+            f.arg = n.kind == Fault::Kind::Late        ? defaultLateMs
+                    : n.kind == Fault::Kind::Noise     ? defaultNoiseBytes
+                    : n.kind == Fault::Kind::Exception ? defaultExceptionCode
+                                                       : 0;
             return f;
         }
-        if (!takesArg)
+        if (!takesArgument(n.kind))
             return std::nullopt;
         const char* first = text.data() + colon + 1;
         const char* last = text.data() + text.size();
         const auto [ptr, ec] = std::from_chars(first, last, f.arg);
         if (ec != std::errc() || ptr != last || f.arg < 0 || f.arg > 600000 ||
-            (n.kind == Fault::Kind::Noise && (f.arg < 1 || f.arg > 256)))
+            (n.kind == Fault::Kind::Noise && (f.arg < 1 || f.arg > 256)) ||
+            (n.kind == Fault::Kind::Exception && (f.arg < 1 || f.arg > 255)))
             return std::nullopt;
         return f;
     }
@@ -73,7 +81,7 @@ std::string faultName(const Fault& fault)
     for (const Named& n : names) {
         if (n.kind != fault.kind)
             continue;
-        if (fault.kind == Fault::Kind::Late || fault.kind == Fault::Kind::Noise)
+        if (takesArgument(fault.kind))
             return std::string(n.name) + ":" + std::to_string(fault.arg);
         return n.name;
     }
@@ -115,6 +123,12 @@ FaultedAnswer applyFault(const Fault& fault, std::vector<std::uint8_t> answer, b
     case Fault::Kind::Late:
         out.delayMs = fault.arg;
         break;
+    case Fault::Kind::Exception:
+        // Slave, function with its top bit set, the code; the probe has no exception form.
+        if (withCrc && answer.size() > 1)
+            answer = {answer[0], static_cast<std::uint8_t>(answer[1] | 0x80),
+                      static_cast<std::uint8_t>(fault.arg), 0, 0};
+        break;
     case Fault::Kind::Noise: {
         std::uniform_int_distribution<int> byte(0, 255);
         std::vector<std::uint8_t> noisy;
@@ -126,7 +140,8 @@ FaultedAnswer applyFault(const Fault& fault, std::vector<std::uint8_t> answer, b
     }
     }
     if (withCrc &&
-        (fault.kind == Fault::Kind::WrongSlave || fault.kind == Fault::Kind::WrongFunction))
+        (fault.kind == Fault::Kind::WrongSlave || fault.kind == Fault::Kind::WrongFunction ||
+         fault.kind == Fault::Kind::Exception))
         replaceCrc(answer);
     out.bytes = std::move(answer);
     return out;

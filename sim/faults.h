@@ -1,7 +1,7 @@
 // Faults the simulator can put into its answers, so that a master's error paths can be
 // exercised: silence, a corrupted CRC, a byte too many or too few, a wrong slave or
-// function echo (with a correct CRC, so that only the echo is wrong), a late answer and
-// noise bytes sent just before the answer.
+// function echo (with a correct CRC, so that only the echo is wrong), an exception answer in
+// place of the data, a late answer and noise bytes sent just before the answer.
 #pragma once
 
 #include <cstdint>
@@ -23,18 +23,20 @@ struct Fault
         WrongSlave,
         WrongFunction,
         Late,
-        Noise
+        Noise,
+        Exception
     };
     Kind kind = Kind::Off;
-    int arg = 0; // Late: delay in ms; Noise: number of noise bytes
+    int arg = 0; // Late: delay in ms; Noise: number of noise bytes; Exception: its code
     bool operator==(const Fault&) const = default;
 };
 
 inline constexpr int defaultLateMs = 1500;
 inline constexpr int defaultNoiseBytes = 4;
+inline constexpr int defaultExceptionCode = 4; // slave device failure
 
 // Parses "none", "bad-crc", "extra-byte", "short", "wrong-slave", "wrong-function",
-// "late[:MS]", "noise[:COUNT]" and "off" (no fault).
+// "late[:MS]", "noise[:COUNT]", "exception[:CODE]" and "off" (no fault).
 std::optional<Fault> parseFault(const std::string& text);
 std::string faultName(const Fault& fault);
 

@@ -111,11 +111,12 @@ Timing and faults
   appended), short (last byte left out), wrong-slave (another slave number echoed, CRC
   correct), wrong-function (function code + 1 echoed, CRC correct), late[:MS] (answer
   after MS more ms, default 1500), noise[:N] (N random bytes just before the answer,
-  default 4), off (no fault). The request is carried out whatever the fault; a "next"
+  default 4), exception[:CODE] (an exception answer with CODE, default 4), off (no
+  fault). The request is carried out whatever the fault; a "next"
   fault takes precedence over a word's fault, which takes precedence over an "every"
   fault. Faults touch Modbus answers and the
   probe answer (its wrong-slave fault changes byte 1, bad-crc the last byte, and
-  wrong-function leaves it as it is).
+  wrong-function and exception leave it as it is).
 
 Trace
   --trace FILE|-      trace every frame into FILE ("-" for standard error):

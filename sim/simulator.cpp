@@ -574,7 +574,7 @@ void Simulator::onCommand(const std::string& text)
                     "N: a slave number (every panel with it) or #POSITION on the line; without "
                     "it, every panel\n"
                     "fault kinds: none bad-crc extra-byte short wrong-slave wrong-function "
-                    "late[:MS] noise[:N] off\n");
+                    "late[:MS] noise[:N] exception[:CODE] off\n");
     } else {
         std::printf("? unknown command '%s' (try help)\n", command.c_str());
     }

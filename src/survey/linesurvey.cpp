@@ -360,6 +360,7 @@ Result Run(ComCtrl& line, const Options& options, Observer* observer, int origin
     const ComCtrl::OriginScope scope(line, origin);
     const QString original = line.settings();
     const bool wasOpen = line.isOpen();
+    const int lastSlave = line.lastSlave();
     const QList<Setting> settings = options.settings.isEmpty()
                                         ? DefaultSettings({CommFunctions::GetCommBauds(line),
                                                            CommFunctions::GetCommStops(line)})
@@ -373,8 +374,10 @@ Result Run(ComCtrl& line, const Options& options, Observer* observer, int origin
         survey.result().faultNumber = error.number();
         survey.result().fault = error.detail();
     }
-    // The console's line as it was: its settings, open or closed.
+    // The console's line as it was: its settings, open or closed, and the slave last heard
+    // there rather than the last panel of the survey, which may listen at another setting.
     // A lost line keeps its state, so that the next request opens the device again.
+    line.noteAnswer(lastSlave);
     try {
         if (line.state() == ComCtrl::State::Lost) {
             line.setSettings(original);

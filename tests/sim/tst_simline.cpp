@@ -134,6 +134,8 @@ c.close()
         // seen by the master: size, CRC, slave and function
         columns<QByteArray, QByteArray, QString>("fault", "garbage", "seen");
         row("bad CRC", QByteArray("bad-crc"), QByteArray(), "7 bytes, CRC bad, 01 03");
+        row("exception with its code", QByteArray("exception:2"), QByteArray(),
+            "5 bytes, CRC good, 01 83");
         row("noise burst", QByteArray(),
             Hex("FF00A55A0103DEADBEEF1234567890ABCDEF01100019FFFF7F0003417F0102030405060708090A"),
             "0 bytes, CRC bad, ");

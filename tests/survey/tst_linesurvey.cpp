@@ -39,7 +39,9 @@ QString described(const QList<Row>& rows)
     for (const Row& row : rows) {
         QStringList keys;
         for (const Remark& remark : row.remarks)
-            keys << RemarkKey(remark.kind);
+            keys << RemarkKey(remark.kind) + (remark.exceptionCode
+                                                  ? QStringLiteral("(%1)").arg(remark.exceptionCode)
+                                                  : QString());
         lines << QStringLiteral("%1 %2 %3 %4")
                      .arg(row.slave)
                      .arg(SettingText(row.setting), row.version.isEmpty() ? "-" : row.version,
@@ -124,6 +126,13 @@ private slots:
                  "4 9600/1 - crc-error,shared-number; 6 9600/1 2.8",
                  Result::End::Done,
                  62});
+        row("a panel refusing word 130 is kept with the exception",
+            Case{{"slave=4,fault-word=130:exception:2", "slave=6"},
+                 "9600/1",
+                 plain,
+                 "4 9600/1 - exception(2); 6 9600/1 2.8",
+                 Result::End::Done,
+                 62});
         row("a range of slave numbers",
             Case{four, "9600/1", range, "17 9600/1 2.8; 40 9600/1 2.8", Result::End::Done, 39});
         row("stop after one panel",
@@ -154,6 +163,7 @@ private slots:
         line.setPortName(sim.path());
         line.setSettings("9600,n,8,1");
         line.open();
+        line.noteAnswer(7); // the slave the status bar shows before the survey
         QList<Exchange> seen;
         line.addObserver([&seen](const Exchange& exchange) { seen.append(exchange); });
 
@@ -187,9 +197,10 @@ private slots:
                                   QString::number(row.setting.stops), QString::number(row.slave)}));
         }
         QCOMPARE(watcher.changes, int(result.rows.size()));
-        // The line is back where it was, and open.
+        // The line is back where it was, open, and showing the slave it showed.
         QCOMPARE(line.settings(), "9600,n,8,1");
         QVERIFY(line.isOpen());
+        QCOMPARE(line.lastSlave(), 7);
     }
 
     // Cancel stops before the next probe; the rows found so far are kept; the progress counts
