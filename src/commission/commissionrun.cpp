@@ -59,15 +59,9 @@ bool readFailed(const ConfigExchange::Outcome& outcome, int* word, ConfigExchang
 {
     if (outcome.ok || outcome.versionCode != Version28)
         return false;
-    for (const Parameter& parameter : Parameters()) {
-        if (const auto& unread = outcome.unread[static_cast<size_t>(parameter.index)]) {
-            *word = parameter.address;
-            *miss = *unread;
-            return true;
-        }
-    }
-    *word = 0;
-    *miss = ConfigExchange::Miss{};
+    const Parameter* unread = ConfigExchange::FirstUnread(outcome);
+    *word = unread ? unread->address : 0;
+    *miss = unread ? *outcome.unread[static_cast<size_t>(unread->index)] : ConfigExchange::Miss{};
     return true;
 }
 
@@ -88,32 +82,9 @@ Template OpenTemplate(const QString& path)
 {
     Template result;
     const ConfigFile::Opened opened = ConfigFile::Open(path);
-    int textId = 0;
-    QString insert;
-    switch (opened.refusal) {
-    case ConfigFile::Refusal::None:
-        break;
-    case ConfigFile::Refusal::Unreadable:
-        textId = TextId::FileUnreadable;
-        insert = QDir::toNativeSeparators(path);
-        break;
-    case ConfigFile::Refusal::Malformed:
-        textId = TextId::FileMalformed;
-        insert = opened.detail;
-        break;
-    case ConfigFile::Refusal::OtherDevice:
-        textId = TextId::FileOtherDevice;
-        insert = opened.detail;
-        break;
-    case ConfigFile::Refusal::OutOfRange:
-        textId = TextId::FileOutOfRange;
-        insert = DataFunctions7310::GetText(ParameterAt(opened.index).labelId);
-        break;
-    }
-    if (textId != 0) {
-        result.refusal = DataFunctions7310::GetText(textId).replace(QStringLiteral("$$"), insert);
+    result.refusal = ConfigFile::RefusalText(opened, path);
+    if (!result.refusal.isEmpty())
         return result;
-    }
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
         result.refusal = DataFunctions7310::GetText(TextId::FileUnreadable)

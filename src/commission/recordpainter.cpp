@@ -237,24 +237,8 @@ void paintPanel(Pages& pages, const PanelRecord& panel)
 
 QString ValueText(int index, int value)
 {
-    if (value == NoValue)
-        return QStringLiteral("—");
-    const Parameter& parameter = ParameterAt(index);
-    switch (parameter.coding) {
-    case Coding::SpeedCode:
-        return value >= 0 && value < SpeedItems().size() ? SpeedItems().at(value)
-                                                         : QStringLiteral("?");
-    case Coding::StopBits:
-        return value >= 0 && value < StopItems().size() ? StopItems().at(value)
-                                                        : QStringLiteral("?");
-    case Coding::Number:
-        return QString::number(value);
-    case Coding::Position:
-        break;
-    }
-    if (value < 0 || value >= parameter.itemCount)
-        return QString::number(value);
-    return text(parameter.firstItemId + value);
+    const QString shown = ConfigMap::ValueText(index, value);
+    return shown.isEmpty() ? QStringLiteral("—") : shown;
 }
 
 bool Paint(QPagedPaintDevice& device, const Record& record, const QString& jsonSha256,

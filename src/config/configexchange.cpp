@@ -196,6 +196,15 @@ Outcome Write(ComCtrl& line, std::uint8_t slave, const Values& values,
     return outcome;
 }
 
+const Parameter* FirstUnread(const Outcome& outcome)
+{
+    for (const Parameter& parameter : Parameters()) {
+        if (outcome.unread[static_cast<std::size_t>(parameter.index)])
+            return &parameter;
+    }
+    return nullptr;
+}
+
 QString Conclude(const Outcome& outcome, Values& values)
 {
     if (outcome.ok)

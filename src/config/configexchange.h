@@ -84,6 +84,10 @@ Outcome Write(ComCtrl& line, std::uint8_t slave, const ConfigMap::Values& values
 // version text to show: "" after a failure of an essential word.
 QString Conclude(const Outcome& outcome, ConfigMap::Values& values);
 
+// The first word of the reading order that a read left unread, for the report of a failed
+// read; nullptr when every word the firmware serves was read.
+const ConfigMap::Parameter* FirstUnread(const Outcome& outcome);
+
 // Whether a value meant for the panel differs from the one read from a panel of that firmware
 // version: a word that the firmware lacks matches only an empty value.
 bool Differs(const ConfigMap::Parameter& parameter, int wanted, int panel, int versionCode);

@@ -1,8 +1,11 @@
 #include "configfile.h"
 
+#include "datafunctions7310.h"
 #include "errorhandling.h"
 #include "inifile.h"
+#include "textids.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 
@@ -116,6 +119,33 @@ Opened Open(const QString& path)
         opened.refusal = Refusal::Unreadable;
     }
     return opened;
+}
+
+QString RefusalText(const Opened& opened, const QString& path)
+{
+    int textId = 0;
+    QString insert;
+    switch (opened.refusal) {
+    case Refusal::None:
+        return QString();
+    case Refusal::Unreadable:
+        textId = TextId::FileUnreadable;
+        insert = QDir::toNativeSeparators(path);
+        break;
+    case Refusal::Malformed:
+        textId = TextId::FileMalformed;
+        insert = opened.detail;
+        break;
+    case Refusal::OtherDevice:
+        textId = TextId::FileOtherDevice;
+        insert = opened.detail;
+        break;
+    case Refusal::OutOfRange:
+        textId = TextId::FileOutOfRange;
+        insert = DataFunctions7310::GetText(ConfigMap::ParameterAt(opened.index).labelId);
+        break;
+    }
+    return DataFunctions7310::GetText(textId).replace(QStringLiteral("$$"), insert);
 }
 
 } // namespace ConfigFile

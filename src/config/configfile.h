@@ -54,5 +54,7 @@ struct Opened
 
 // Reads and checks a file; contents are meaningful only when refusal is None.
 Opened Open(const QString& path);
+// Why the file at `path` was refused, in the current language; empty when it was not.
+QString RefusalText(const Opened& opened, const QString& path);
 
 } // namespace ConfigFile

@@ -1,5 +1,6 @@
 #include "configmap.h"
 
+#include "datafunctions7310.h"
 #include "textids.h"
 
 #include <algorithm>
@@ -108,6 +109,29 @@ int VersionCodeOf(const QString& text)
             return code;
     }
     return 0;
+}
+
+QString ValueText(int index, int value)
+{
+    if (value == NoValue)
+        return QString();
+    const Parameter& parameter = ParameterAt(index);
+    const QStringList* items = nullptr;
+    switch (parameter.coding) {
+    case Coding::SpeedCode:
+        items = &SpeedItems();
+        break;
+    case Coding::StopBits:
+        items = &StopItems();
+        break;
+    case Coding::Number:
+        return QString::number(value);
+    case Coding::Position:
+        if (value >= 0 && value < parameter.itemCount)
+            return DataFunctions7310::GetText(parameter.firstItemId + value);
+        return QString::number(value);
+    }
+    return value >= 0 && value < items->size() ? items->at(value) : QString::number(value);
 }
 
 } // namespace ConfigMap

@@ -69,6 +69,9 @@ int ValueOfWord(const Parameter& parameter, std::int16_t word);
 std::int16_t WordOfValue(const Parameter& parameter, int value);
 // True when a value can be written: a position inside the list, or a slave number 1..64.
 bool Acceptable(const Parameter& parameter, int value);
+// A value as its control shows it, in the current language ("9600", "2", "Yes"): "" for
+// NoValue, the number itself for a position outside the list.
+QString ValueText(int index, int value);
 
 // Firmware versions: the panel holds no version word; it is inferred from which optional
 // words it serves (both 69 and 70: 2.8; 69 only: 2.7; neither: 2.6).

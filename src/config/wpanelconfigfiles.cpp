@@ -75,21 +75,8 @@ bool wPanelConfig::saveFile(const QString& path)
 bool wPanelConfig::openFile(const QString& path)
 {
     const ConfigFile::Opened opened = ConfigFile::Open(path);
-    switch (opened.refusal) {
-    case ConfigFile::Refusal::None:
-        break;
-    case ConfigFile::Refusal::Unreadable:
-        message(TextId::FileUnreadable, QMessageBox::Critical, QDir::toNativeSeparators(path));
-        return false;
-    case ConfigFile::Refusal::Malformed:
-        message(TextId::FileMalformed, QMessageBox::Critical, opened.detail);
-        return false;
-    case ConfigFile::Refusal::OtherDevice:
-        message(TextId::FileOtherDevice, QMessageBox::Critical, opened.detail);
-        return false;
-    case ConfigFile::Refusal::OutOfRange:
-        message(TextId::FileOutOfRange, QMessageBox::Critical,
-                DataFunctions7310::GetText(ParameterAt(opened.index).labelId));
+    if (opened.refusal != ConfigFile::Refusal::None) {
+        message(0, QMessageBox::Critical, ConfigFile::RefusalText(opened, path));
         return false;
     }
     m_lastFolder = QFileInfo(path).absolutePath();

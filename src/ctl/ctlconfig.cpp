@@ -5,7 +5,6 @@
 #include "ctlrun.h"
 #include "datafunctions7310.h"
 #include "errorhandling.h"
-#include "linesurvey.h"
 #include "textids.h"
 
 #include <QDateTime>
@@ -27,12 +26,11 @@ QString withInsert(int textId, const QString& insert)
     return GetText(textId).replace(QStringLiteral("$$"), insert);
 }
 
-// The unread word of the highest rank in the order of reading, for the exit code.
+// Why the first word in the order of reading was not read, for the exit code.
 std::optional<ConfigExchange::Miss> firstMiss(const ConfigExchange::Outcome& outcome)
 {
-    for (const int index : {Speed, Stops, Slave, BusMode, Synchro, Ack, LedTestKL, BusKL})
-        if (outcome.unread[index])
-            return outcome.unread[index];
+    if (const Parameter* unread = ConfigExchange::FirstUnread(outcome))
+        return outcome.unread[static_cast<std::size_t>(unread->index)];
     return std::nullopt;
 }
 
@@ -47,7 +45,7 @@ QJsonObject CtlRun::parameterJson(const Parameter& parameter, int value) const
         {QStringLiteral("label"), GetText(parameter.labelId)},
         {QStringLiteral("value"), known ? QJsonValue(value) : QJsonValue()},
         {QStringLiteral("word"), known ? QJsonValue(WordOfValue(parameter, value)) : QJsonValue()},
-        {QStringLiteral("text"), LineSurvey::ValueText(parameter.index, value)},
+        {QStringLiteral("text"), ConfigMap::ValueText(parameter.index, value)},
     };
 }
 
@@ -55,27 +53,12 @@ int CtlRun::openFile(const QString& path, Values& values)
 {
     const ConfigFile::Opened opened = ConfigFile::Open(path);
     m_report.json().insert(QStringLiteral("file"), path);
-    switch (opened.refusal) {
-    case ConfigFile::Refusal::None:
-        break;
-    case ConfigFile::Refusal::Unreadable:
-        return m_report.finish(CtlReport::FileError, withInsert(TextId::FileUnreadable, path));
-    case ConfigFile::Refusal::Malformed:
-        return m_report.finish(CtlReport::FileError,
-                               withInsert(TextId::FileMalformed, opened.detail));
-    case ConfigFile::Refusal::OtherDevice:
-        return m_report.finish(CtlReport::FileError,
-                               withInsert(TextId::FileOtherDevice, opened.detail));
-    case ConfigFile::Refusal::OutOfRange:
-        return m_report.finish(
-            CtlReport::FileError,
-            withInsert(TextId::FileOutOfRange, GetText(ParameterAt(opened.index).labelId)));
-    }
+    if (opened.refusal != ConfigFile::Refusal::None)
+        return m_report.finish(CtlReport::FileError, ConfigFile::RefusalText(opened, path));
     values = opened.contents.values;
-    // A list that the panel's firmware may lack can stay empty; the others cannot.
+    // A list that the oldest firmware lacks can stay empty; the others cannot.
     for (const Parameter& parameter : Parameters()) {
-        const bool optional = parameter.index == LedTestKL || parameter.index == BusKL;
-        if (!optional && values[parameter.index] == NoValue)
+        if (VersionServes(Version26, parameter) && values[parameter.index] == NoValue)
             return m_report.finish(CtlReport::FileError,
                                    withInsert(TextId::WriteNeedsValue, GetText(parameter.labelId)));
     }
@@ -100,7 +83,7 @@ int CtlRun::read()
         parameters.append(entry);
         rows << QStringList{QString::number(parameter.address), GetText(parameter.labelId),
                             miss ? QStringLiteral("(%1)").arg(reason)
-                                 : LineSurvey::ValueText(parameter.index, values[parameter.index])};
+                                 : ConfigMap::ValueText(parameter.index, values[parameter.index])};
         if (miss)
             missed << GetText(TextId::MissedWord).arg(parameter.address).arg(reason);
     }
@@ -118,10 +101,7 @@ int CtlRun::read()
     QString error = GetText(TextId::NotRead).arg(missed.join(QStringLiteral("; ")));
     if (version.isEmpty())
         error.prepend(GetText(TextId::NoAnswer) + QLatin1Char(' '));
-    return m_report.finish(miss->reason == Exchange::Outcome::Complete
-                               ? int(CtlReport::WrongAnswer)
-                               : CtlReport::ExitOf(miss->reason),
-                           error);
+    return m_report.finish(CtlReport::ExitOf(miss->reason), error);
 }
 
 int CtlRun::write()
@@ -148,7 +128,7 @@ int CtlRun::write()
             taken << QString::number(parameter.address);
         }
         rows << QStringList{QString::number(parameter.address), GetText(parameter.labelId),
-                            LineSurvey::ValueText(parameter.index, values[parameter.index]),
+                            ConfigMap::ValueText(parameter.index, values[parameter.index]),
                             confirmed ? GetText(TextId::Yes) : GetText(TextId::No)};
     }
     QJsonArray followed;
@@ -189,8 +169,7 @@ int CtlRun::write()
     if (outcome.stoppedAt != 0) {
         const Exchange::Outcome why = outcome.stopReason.reason;
         return m_report.finish(
-            why == Exchange::Outcome::Complete ? int(CtlReport::WrongAnswer)
-                                               : CtlReport::ExitOf(why),
+            CtlReport::ExitOf(why),
             GetText(TextId::WriteStopped).arg(slave).arg(outcome.stoppedAt).arg(reason) +
                 QLatin1Char(' ') + DataFunctions7310::Captioned(TextId::CtlWritten, takenText));
     }
@@ -224,10 +203,9 @@ int CtlRun::compare()
     if (!outcome.lineWordsRead || version.isEmpty()) {
         const auto miss = firstMiss(outcome);
         const Exchange::Outcome why = miss ? miss->reason : Exchange::Outcome::TimeOut;
-        return m_report.finish(why == Exchange::Outcome::Complete ? int(CtlReport::WrongAnswer)
-                                                                  : CtlReport::ExitOf(why),
-                               GetText(TextId::NotCompared).arg(m_slave) + QLatin1Char(' ') +
-                                   GetText(TextId::NoAnswer));
+        return m_report.finish(CtlReport::ExitOf(why), GetText(TextId::NotCompared).arg(m_slave) +
+                                                           QLatin1Char(' ') +
+                                                           GetText(TextId::NoAnswer));
     }
     int differing = 0;
     QJsonArray parameters;
@@ -245,8 +223,8 @@ int CtlRun::compare()
             {QStringLiteral("differs"), differs},
         });
         rows << QStringList{QString::number(parameter.address), GetText(parameter.labelId),
-                            LineSurvey::ValueText(parameter.index, wanted[index]),
-                            LineSurvey::ValueText(parameter.index, panel[index]),
+                            ConfigMap::ValueText(parameter.index, wanted[index]),
+                            ConfigMap::ValueText(parameter.index, panel[index]),
                             differs ? GetText(TextId::CtlDiffers) : QString()};
     }
     m_report.json().insert(QStringLiteral("differences"), differing);
@@ -281,7 +259,7 @@ int CtlRun::init()
         parameters.append(parameterJson(parameter, contents.values[parameter.index]));
         rows << QStringList{
             QString::number(parameter.address), GetText(parameter.labelId),
-            LineSurvey::ValueText(parameter.index, contents.values[parameter.index])};
+            ConfigMap::ValueText(parameter.index, contents.values[parameter.index])};
     }
     m_report.json().insert(QStringLiteral("parameters"), parameters);
     m_report.line(GetText(TextId::CtlDefaultsSaved).arg(path));

@@ -98,7 +98,7 @@ int CtlRun::survey()
         allClean = allClean && row.clean();
         QStringList values;
         for (const ConfigMap::Parameter& parameter : ConfigMap::Parameters())
-            values << LineSurvey::ValueText(parameter.index, row.values[parameter.index]);
+            values << ConfigMap::ValueText(parameter.index, row.values[parameter.index]);
         rows << QStringList{QString::number(row.slave),
                             QString::number(row.setting.speed),
                             QString::number(row.setting.stops),

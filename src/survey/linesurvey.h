@@ -134,8 +134,6 @@ qint64 WireUs(const QString& settings, double characters);
 qint64 AnswerWaitUs(const QString& settings, int answerBytes, int allowanceMs);
 
 // ---- Texts ------------------------------------------------------------------------------
-// A value as the configuration window shows it ("" when NoValue).
-QString ValueText(int index, int value);
 // The texts of a row's eight parameters, in control-index order.
 QStringList ValueTexts(const Row& row);
 // A remark in the current language, and its stable key for machine output ("crc-error").

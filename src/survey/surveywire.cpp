@@ -68,29 +68,11 @@ qint64 AnswerWaitUs(const QString& settings, int answerBytes, int allowanceMs)
     return WireUs(settings, answerBytes + 3.5) + qint64(allowanceMs) * 1000;
 }
 
-QString ValueText(int index, int value)
-{
-    if (value == ConfigMap::NoValue)
-        return {};
-    const ConfigMap::Parameter& parameter = ConfigMap::ParameterAt(index);
-    switch (parameter.coding) {
-    case ConfigMap::Coding::SpeedCode:
-        return ConfigMap::SpeedItems().value(value);
-    case ConfigMap::Coding::StopBits:
-        return ConfigMap::StopItems().value(value);
-    case ConfigMap::Coding::Number:
-        return QString::number(value);
-    case ConfigMap::Coding::Position:
-        break;
-    }
-    return DataFunctions7310::GetText(parameter.firstItemId + value);
-}
-
 QStringList ValueTexts(const Row& row)
 {
     QStringList texts;
     for (int index = 0; index < ConfigMap::ParameterCount; ++index)
-        texts << ValueText(index, row.values[index]);
+        texts << ConfigMap::ValueText(index, row.values[index]);
     return texts;
 }
 

@@ -191,8 +191,9 @@ private slots:
         for (const Row& row : result.rows) {
             if (!row.configRead)
                 continue;
-            QCOMPARE((QStringList{ValueText(0, row.values[0]), ValueText(1, row.values[1]),
-                                  ValueText(2, row.values[2])}),
+            QCOMPARE((QStringList{ConfigMap::ValueText(0, row.values[0]),
+                                  ConfigMap::ValueText(1, row.values[1]),
+                                  ConfigMap::ValueText(2, row.values[2])}),
                      (QStringList{QString::number(row.setting.speed),
                                   QString::number(row.setting.stops), QString::number(row.slave)}));
         }
