@@ -1,6 +1,7 @@
 #include "faults.h"
 
 #include "crc.h"
+#include "panelslave.h"
 
 #include <array>
 #include <charconv>
@@ -126,8 +127,7 @@ FaultedAnswer applyFault(const Fault& fault, std::vector<std::uint8_t> answer, b
     case Fault::Kind::Exception:
         // Slave, function with its top bit set, the code; the probe has no exception form.
         if (withCrc && answer.size() > 1)
-            answer = {answer[0], static_cast<std::uint8_t>(answer[1] | 0x80),
-                      static_cast<std::uint8_t>(fault.arg), 0, 0};
+            answer = exceptionAnswer(answer[0], answer[1], static_cast<std::uint8_t>(fault.arg));
         break;
     case Fault::Kind::Noise: {
         std::uniform_int_distribution<int> byte(0, 255);
@@ -140,8 +140,7 @@ FaultedAnswer applyFault(const Fault& fault, std::vector<std::uint8_t> answer, b
     }
     }
     if (withCrc &&
-        (fault.kind == Fault::Kind::WrongSlave || fault.kind == Fault::Kind::WrongFunction ||
-         fault.kind == Fault::Kind::Exception))
+        (fault.kind == Fault::Kind::WrongSlave || fault.kind == Fault::Kind::WrongFunction))
         replaceCrc(answer);
     out.bytes = std::move(answer);
     return out;

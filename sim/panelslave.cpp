@@ -87,6 +87,13 @@ void appendCrc(Bytes& frame)
     frame.push_back(static_cast<std::uint8_t>(crc >> 8));
 }
 
+Bytes exceptionAnswer(std::uint8_t slave, std::uint8_t function, std::uint8_t code)
+{
+    Bytes b{slave, static_cast<std::uint8_t>(function | 0x80), code};
+    appendCrc(b);
+    return b;
+}
+
 bool crcValid(std::span<const std::uint8_t> frame)
 {
     if (frame.size() < 3)
@@ -329,13 +336,6 @@ void PanelSlave::writeWord(unsigned word, std::uint16_t value, Clock::time_point
     panelWritten(now);
 }
 
-Bytes PanelSlave::exception(std::uint8_t slave, std::uint8_t function, std::uint8_t code) const
-{
-    Bytes b{slave, static_cast<std::uint8_t>(function | 0x80), code};
-    appendCrc(b);
-    return b;
-}
-
 Reply PanelSlave::handle(std::span<const std::uint8_t> frame, Clock::time_point now)
 {
     tick(now);
@@ -378,7 +378,8 @@ Reply PanelSlave::handle(std::span<const std::uint8_t> frame, Clock::time_point 
         return reply;
     };
     const auto fail = [&](std::uint8_t code) {
-        return answerWith(exception(slave, function, code), "exception " + std::to_string(code));
+        return answerWith(exceptionAnswer(slave, function, code),
+                          "exception " + std::to_string(code));
     };
 
     switch (function) {

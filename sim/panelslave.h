@@ -165,7 +165,6 @@ private:
     bool validValue(unsigned word, std::uint16_t value) const;
     void writeWord(unsigned word, std::uint16_t value, Clock::time_point now, Reply& reply);
     void panelWritten(Clock::time_point now);
-    Bytes exception(std::uint8_t slave, std::uint8_t function, std::uint8_t code) const;
 
     Firmware m_fw;
     Config m_cfg;
@@ -181,6 +180,8 @@ private:
 
 // Append the CRC (low byte first) to a frame.
 void appendCrc(Bytes& frame);
+// An exception answer: the slave, the function with its top bit set, the code, the CRC.
+Bytes exceptionAnswer(std::uint8_t slave, std::uint8_t function, std::uint8_t code);
 bool crcValid(std::span<const std::uint8_t> frame);
 
 } // namespace k7310sim
