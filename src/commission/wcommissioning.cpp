@@ -5,6 +5,7 @@
 #include "configfile.h"
 #include "datafunctions7310.h"
 #include "global.h"
+#include "nationality.h"
 #include "prompthook.h"
 #include "recordfiles.h"
 #include "textids.h"
@@ -37,13 +38,6 @@ namespace {
 
 const QString section = QStringLiteral("Commissioning");
 
-template<typename Widget> Widget* tagged(Widget* widget, int textId, const char* name)
-{
-    widget->setProperty("tag", textId);
-    widget->setObjectName(QLatin1String(name));
-    return widget;
-}
-
 } // namespace
 
 wCommissioning::wCommissioning(ComCtrl& port, QWidget* parent)
@@ -70,18 +64,23 @@ void wCommissioning::buildControls()
     m_txtTechnician->setObjectName(QStringLiteral("txtTechnician"));
     m_txtTemplate = new QLineEdit(this);
     m_txtTemplate->setObjectName(QStringLiteral("txtTemplate"));
-    auto* browse = tagged(new QPushButton(this), TextId::CommissionBrowse, "cmdBrowse");
+    auto* browse = Tags::Button(this, "cmdBrowse", TextId::CommissionBrowse);
     auto* templateRow = new QHBoxLayout;
     templateRow->addWidget(m_txtTemplate, 1);
     templateRow->addWidget(browse);
-    heading->addRow(tagged(new QLabel(this), TextId::CommissionSite, "lblSite"), m_txtSite);
-    heading->addRow(tagged(new QLabel(this), TextId::CommissionTechnician, "lblTechnician"),
+    heading->addRow(
+        Tags::Named(new QLabel(this), QStringLiteral("lblSite"), TextId::CommissionSite),
+        m_txtSite);
+    heading->addRow(Tags::Named(new QLabel(this), QStringLiteral("lblTechnician"),
+                                TextId::CommissionTechnician),
                     m_txtTechnician);
-    heading->addRow(tagged(new QLabel(this), TextId::CommissionTemplate, "lblTemplate"),
-                    templateRow);
+    heading->addRow(
+        Tags::Named(new QLabel(this), QStringLiteral("lblTemplate"), TextId::CommissionTemplate),
+        templateRow);
     layout->addLayout(heading);
 
-    auto* panels = tagged(new QGroupBox(this), TextId::CommissionPanels, "frmPanels");
+    auto* panels =
+        Tags::Named(new QGroupBox(this), QStringLiteral("frmPanels"), TextId::CommissionPanels);
     auto* panelsLayout = new QVBoxLayout(panels);
     m_tblPanels = new QTableWidget(0, ColumnCount, panels);
     m_tblPanels->setObjectName(QStringLiteral("tblPanels"));
@@ -90,26 +89,28 @@ void wCommissioning::buildControls()
     m_tblPanels->setSelectionBehavior(QAbstractItemView::SelectRows);
     panelsLayout->addWidget(m_tblPanels);
     auto* rowButtons = new QHBoxLayout;
-    auto* add = tagged(new QPushButton(panels), TextId::CommissionAdd, "cmdAdd");
-    auto* remove = tagged(new QPushButton(panels), TextId::CommissionRemove, "cmdRemove");
+    auto* add = Tags::Button(panels, "cmdAdd", TextId::CommissionAdd);
+    auto* remove = Tags::Button(panels, "cmdRemove", TextId::CommissionRemove);
     rowButtons->addWidget(add);
     rowButtons->addWidget(remove);
     rowButtons->addStretch();
     panelsLayout->addLayout(rowButtons);
     layout->addWidget(panels, 1);
 
-    auto* tests = tagged(new QGroupBox(this), TextId::CommissionTests, "frmTests");
+    auto* tests =
+        Tags::Named(new QGroupBox(this), QStringLiteral("frmTests"), TextId::CommissionTests);
     auto* testsLayout = new QHBoxLayout(tests);
     const int testIds[] = {TextId::CommissionTestLamp, TextId::CommissionTestAlarm,
                            TextId::CommissionTestWalk};
     for (int t = 0; t < TestCount; ++t) {
-        auto* box = tagged(new QCheckBox(tests), testIds[t], "chkTest");
-        box->setObjectName(QStringLiteral("chkTest%1").arg(t));
+        auto* box =
+            Tags::Named(new QCheckBox(tests), QStringLiteral("chkTest%1").arg(t), testIds[t]);
         box->setChecked(true);
         m_chkTests[static_cast<size_t>(t)] = box;
         testsLayout->addWidget(box);
     }
-    testsLayout->addWidget(tagged(new QLabel(tests), TextId::CommissionAckWait, "lblAckWait"));
+    testsLayout->addWidget(
+        Tags::Named(new QLabel(tests), QStringLiteral("lblAckWait"), TextId::CommissionAckWait));
     m_updAckWait = new QSpinBox(tests);
     m_updAckWait->setObjectName(QStringLiteral("updAckWait"));
     m_updAckWait->setRange(5, 3600);
@@ -119,12 +120,13 @@ void wCommissioning::buildControls()
     layout->addWidget(tests);
 
     auto* actions = new QHBoxLayout;
-    m_chkFollow = tagged(new QCheckBox(this), TextId::CommissionFollow, "chkFollow");
-    m_cmdApply = tagged(new QPushButton(this), TextId::CommissionApply, "cmdApply");
-    m_cmdRetry = tagged(new QPushButton(this), TextId::CommissionRetry, "cmdRetry");
-    m_cmdCancel = tagged(new QPushButton(this), TextId::CommissionCancel, "cmdCancel");
-    m_cmdSave = tagged(new QPushButton(this), TextId::CommissionSave, "cmdSave");
-    m_cmdPrint = tagged(new QPushButton(this), TextId::CommissionPrint, "cmdPrint");
+    m_chkFollow =
+        Tags::Named(new QCheckBox(this), QStringLiteral("chkFollow"), TextId::CommissionFollow);
+    m_cmdApply = Tags::Button(this, "cmdApply", TextId::CommissionApply);
+    m_cmdRetry = Tags::Button(this, "cmdRetry", TextId::CommissionRetry);
+    m_cmdCancel = Tags::Button(this, "cmdCancel", TextId::CommissionCancel);
+    m_cmdSave = Tags::Button(this, "cmdSave", TextId::CommissionSave);
+    m_cmdPrint = Tags::Button(this, "cmdPrint", TextId::CommissionPrint);
     actions->addWidget(m_chkFollow);
     actions->addStretch();
     for (QPushButton* button : {m_cmdApply, m_cmdRetry, m_cmdCancel, m_cmdSave, m_cmdPrint})

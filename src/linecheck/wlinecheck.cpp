@@ -33,15 +33,6 @@ QString Text(int id)
     return DataFunctions7310::GetText(id);
 }
 
-QPushButton* Button(QWidget* parent, const char* name, int textId)
-{
-    auto* button = new QPushButton(parent);
-    button->setObjectName(QLatin1String(name));
-    button->setAutoDefault(false);
-    Tags::Set(button, textId);
-    return button;
-}
-
 } // namespace
 
 wLineCheck::wLineCheck(ComCtrl& line, QWidget* parent)
@@ -49,9 +40,9 @@ wLineCheck::wLineCheck(ComCtrl& line, QWidget* parent)
     , m_line(line)
     , m_updSlave(new QSpinBox(this))
     , m_lstFindings(new QTableWidget(this))
-    , m_cmdCheck(Button(this, "cmdCheck", TextId::LineCheckRun))
-    , m_cmdCopy(Button(this, "cmdCopy", TextId::LineCheckCopy))
-    , m_cmdSave(Button(this, "cmdSave", TextId::LineCheckSave))
+    , m_cmdCheck(Tags::Button(this, "cmdCheck", TextId::LineCheckRun))
+    , m_cmdCopy(Tags::Button(this, "cmdCopy", TextId::LineCheckCopy))
+    , m_cmdSave(Tags::Button(this, "cmdSave", TextId::LineCheckSave))
     , m_lblStatus(new QLabel(this))
 {
     setObjectName(QStringLiteral("wLineCheck"));
@@ -77,8 +68,8 @@ wLineCheck::wLineCheck(ComCtrl& line, QWidget* parent)
     m_lstFindings->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft);
     m_lblStatus->setObjectName(QStringLiteral("lblStatus"));
 
-    auto* cmdHelp = Button(this, "cmdHelp", TextId::Help);
-    auto* cmdClose = Button(this, "cmdClose", TextId::Close);
+    auto* cmdHelp = Tags::Button(this, "cmdHelp", TextId::Help);
+    auto* cmdClose = Tags::Button(this, "cmdClose", TextId::Close);
     m_cmdCopy->setEnabled(false);
     m_cmdSave->setEnabled(false);
 
