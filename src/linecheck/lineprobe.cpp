@@ -31,15 +31,6 @@ bool AskRs485(const QString& location)
     return offered;
 }
 
-int BitsPerCharacter(const QString& settings)
-{
-    ComCtrl::LineSettings parsed;
-    ComCtrl::ParseSettings(settings, &parsed);
-    const int parity = parsed.parity == QSerialPort::NoParity ? 0 : 1;
-    const int stops = parsed.stopBits == QSerialPort::OneStop ? 1 : 2;
-    return 1 + int(parsed.dataBits) + parity + stops;
-}
-
 // The answer part of what has come back so far: behind the request when it was echoed.
 QByteArray AnswerPart(const QByteArray& request, const QByteArray& received)
 {
@@ -68,7 +59,7 @@ ProbeExchange Exchange(ComCtrl& line, int slave)
     ProbeExchange exchange;
     exchange.slave = slave;
     exchange.timeoutMs = CommFunctions::WordTimeoutMs;
-    exchange.bitsPerCharacter = BitsPerCharacter(line.settings());
+    exchange.bitsPerCharacter = ComCtrl::BitsPerCharacter(line.settings());
     exchange.baudRate = CommFunctions::CommBaudsOf(line.settings());
     if (slave <= 0 || !line.isOpen())
         return exchange;

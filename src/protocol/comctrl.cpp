@@ -74,6 +74,16 @@ bool ComCtrl::ParseSettings(const QString& text, LineSettings* settings)
     return true;
 }
 
+int ComCtrl::BitsPerCharacter(const QString& settings)
+{
+    LineSettings parsed;
+    if (!ParseSettings(settings, &parsed))
+        return 11;
+    const int parity = parsed.parity == QSerialPort::NoParity ? 0 : 1;
+    const int stops = parsed.stopBits == QSerialPort::OneStop ? 1 : 2;
+    return 1 + static_cast<int>(parsed.dataBits) + parity + stops;
+}
+
 QString ComCtrl::SystemLocation(const QString& portName)
 {
     bool numeric = false;
@@ -473,10 +483,7 @@ void ComCtrl::settleEcho(bool waitOver)
                 // characters and its turnaround; allowed: 1 character more and 100 ms.
                 LineSettings line;
                 ParseSettings(m_settings, &line);
-                const int bits = 1 + line.dataBits +
-                                 (line.parity == QSerialPort::NoParity ? 0 : 1) +
-                                 (line.stopBits == QSerialPort::OneStop ? 1 : 2);
-                const double charMs = 1000.0 * bits / line.baudRate;
+                const double charMs = 1000.0 * BitsPerCharacter(m_settings) / line.baudRate;
                 m_copyWait = QDeadlineTimer(static_cast<qint64>(std::ceil(4.5 * charMs)) + 100);
             }
             return;

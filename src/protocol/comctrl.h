@@ -50,6 +50,9 @@ public:
     // False when the text is not speed, parity letter (n, e, o, m, s), data bits (5..8) and
     // stop bits (1, 1.5, 2) separated by commas.
     static bool ParseSettings(const QString& text, LineSettings* settings = nullptr);
+    // Bits of one character on the wire: start, data, parity and stop bits (1.5 counts as 2);
+    // 11, the longest character of the panel's settings, for a text that is no settings.
+    static int BitsPerCharacter(const QString& settings);
 
     // The device behind a port name: "1" to "16" are the numbered ports /dev/ttyS0 to
     // /dev/ttyS15; an absolute path is kept; any other name is looked up under /dev.

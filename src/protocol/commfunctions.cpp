@@ -5,6 +5,7 @@
 #include "errorhandling.h"
 #include "exchange.h"
 #include "global.h"
+#include "zrbfonctions.h"
 
 #include <QDeadlineTimer>
 
@@ -75,17 +76,6 @@ QByteArray eightByteRequest(std::uint8_t slave, std::uint8_t function, std::int3
     return frame;
 }
 
-// An exception answer (slave, function | 0x80, code, CRC) is complete at 5 bytes, whatever
-// length the request called for.
-bool exceptionAnswerIn(QByteArrayView waiting)
-{
-    if (waiting.size() < 5 || (static_cast<std::uint8_t>(waiting[1]) & 0x80u) == 0)
-        return false;
-    const std::uint16_t crc = Crc16Of(waiting.data(), 3);
-    return static_cast<std::uint8_t>(waiting[3]) == Global::LoByte(crc) &&
-           static_cast<std::uint8_t>(waiting[4]) == Global::HiByte(crc);
-}
-
 // A panel answered when its frame is whole: the line shows its number.
 void noteAnswer(ComCtrl& line, const QByteArray& answer)
 {
@@ -103,7 +93,7 @@ QByteArray wordTransaction(ComCtrl& line, const QByteArray& request, int expecte
     shared().lastWordException = 0;
     try {
         line.sendRequest(request, RtsHandshake(), RtsDelay());
-        line.waitForBytes(expected, QDeadlineTimer(WordTimeoutMs), exceptionAnswerIn);
+        line.waitForBytes(expected, QDeadlineTimer(WordTimeoutMs), ExceptionAnswerIn);
         line.bytesWaiting();
         QByteArray answer = line.read();
         noteAnswer(line, answer);
@@ -423,6 +413,15 @@ bool SetCommStops(ComCtrl& line, std::int16_t stops)
     return applyText(line, WithCommStops(line.settings(), stops), "CommFunctions.SetCommStops");
 }
 
+void StoreLineSettings(const ComCtrl& line)
+{
+    const QString communication = QStringLiteral("Communication");
+    ZRBfonctions::SetIniParam(communication, QStringLiteral("Bauds"),
+                              QString::number(GetCommBauds(line)));
+    ZRBfonctions::SetIniParam(communication, QStringLiteral("Stops"),
+                              QString::number(GetCommStops(line)));
+}
+
 QString GetCommParity(const ComCtrl& line)
 {
     return CommParityOf(line.settings());
@@ -469,6 +468,15 @@ bool ValidWriteAnswer(const QByteArray& request, const QByteArray& answer)
     if (request.size() != 8 || at(request, 1) != 6)
         return false;
     return answer.size() == 8 && at(answer, 1) == 6 && at(answer, 0) == at(request, 0);
+}
+
+bool ExceptionAnswerIn(QByteArrayView waiting)
+{
+    if (waiting.size() < 5 || (static_cast<std::uint8_t>(waiting[1]) & 0x80u) == 0)
+        return false;
+    const std::uint16_t crc = Crc16Of(waiting.data(), 3);
+    return static_cast<std::uint8_t>(waiting[3]) == Global::LoByte(crc) &&
+           static_cast<std::uint8_t>(waiting[4]) == Global::HiByte(crc);
 }
 
 bool LitMots(ComCtrl& line, std::uint8_t slave, std::int32_t address, QList<std::int16_t>& words)

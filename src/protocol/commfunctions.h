@@ -3,6 +3,7 @@
 #include "exchange.h"
 
 #include <QByteArray>
+#include <QByteArrayView>
 #include <QList>
 #include <QString>
 
@@ -87,6 +88,9 @@ std::int16_t GetCommStops(const ComCtrl& line);
 bool SetCommStops(ComCtrl& line, std::int16_t stops);
 QString GetCommParity(const ComCtrl& line);
 bool SetCommParity(ComCtrl& line, const QString& parity);
+// The line now runs where a panel answered: the settings file's speed and stop bits follow,
+// so that the next start opens the line there.
+void StoreLineSettings(const ComCtrl& line);
 // The same edits on a bare text; the Set functions above report a text the port refuses
 // (and return false).
 std::int32_t CommBaudsOf(const QString& settings);
@@ -111,6 +115,9 @@ QList<std::int16_t> AnswerWords(const QByteArray& answer);
 // A write echo is accepted when it has exactly 8 bytes and echoes the slave and function 6;
 // its CRC, address and value are deliberately not checked.
 bool ValidWriteAnswer(const QByteArray& request, const QByteArray& answer);
+// An exception answer (slave, function | 0x80, code, CRC) is complete at 5 bytes, whatever
+// length the request called for: an answer wait can end there.
+bool ExceptionAnswerIn(QByteArrayView waiting);
 
 // Both waits (RTS off, answer) last at most this long.
 constexpr int WordTimeoutMs = 2000;

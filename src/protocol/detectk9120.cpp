@@ -62,17 +62,6 @@ int probe(ComCtrl& line, std::int16_t slave)
     }
 }
 
-// The line now runs where the panel answered: the settings file follows, as it does after a
-// write of the panel's speed or stop bits, so that the next start opens the line there.
-void storeSettings(const ComCtrl& line)
-{
-    const QString communication = QStringLiteral("Communication");
-    ZRBfonctions::SetIniParam(communication, QStringLiteral("Bauds"),
-                              QString::number(GetCommBauds(line)));
-    ZRBfonctions::SetIniParam(communication, QStringLiteral("Stops"),
-                              QString::number(GetCommStops(line)));
-}
-
 void restoreSettings(ComCtrl& line, const QString& settings)
 {
     try {
@@ -151,7 +140,7 @@ std::uint8_t DetectK9120(ComCtrl& line, std::int16_t slave, bool autoSearch,
         if (found) {
             const bool moved = line.settings() != original;
             if (moved)
-                storeSettings(line);
+                StoreLineSettings(line);
             // A typed number that answered where the line already was leaves nothing to
             // confirm; a learned number or other settings are put to the user.
             const bool nothingNew = slave != 0 && !autoSearch && !moved;

@@ -64,6 +64,27 @@ qint64 monotonicNs()
 
 } // namespace
 
+QString OutcomeKey(Exchange::Outcome outcome)
+{
+    switch (outcome) {
+    case Exchange::Outcome::Complete:
+        return QStringLiteral("complete");
+    case Exchange::Outcome::TimeOut:
+        return QStringLiteral("time-out");
+    case Exchange::Outcome::Short:
+        return QStringLiteral("short");
+    case Exchange::Outcome::TooLong:
+        return QStringLiteral("too-long");
+    case Exchange::Outcome::CrcError:
+        return QStringLiteral("crc-error");
+    case Exchange::Outcome::Exception:
+        return QStringLiteral("exception");
+    case Exchange::Outcome::PortFault:
+        return QStringLiteral("port-fault");
+    }
+    return QString();
+}
+
 ExchangeRecorder::ExchangeRecorder(ComCtrl& line, const QByteArray& request)
     : m_line(line)
     , m_on(line.observed())

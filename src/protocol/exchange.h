@@ -43,6 +43,10 @@ using ExchangeObserver = std::function<void(const Exchange&)>;
 Exchange::Outcome ClassifyAnswer(const QByteArray& request, const QByteArray& answer,
                                  int* exceptionCode = nullptr);
 
+// The outcome's key for machines (JSON, CSV): "complete", "time-out", "short", "too-long",
+// "crc-error", "exception", "port-fault".
+QString OutcomeKey(Exchange::Outcome outcome);
+
 class ComCtrl;
 class RunTimeError;
 

@@ -24,16 +24,6 @@ namespace {
 // Length of the answer to a one-word read.
 constexpr int WordAnswerLength = 7;
 
-// An exception answer (slave, function | 0x80, code, CRC) is whole at 5 bytes.
-bool exceptionIn(QByteArrayView waiting)
-{
-    if (waiting.size() != 5 || (static_cast<std::uint8_t>(waiting[1]) & 0x80u) == 0)
-        return false;
-    const std::uint16_t crc = CommFunctions::Crc16Of(waiting.data(), 3);
-    return static_cast<std::uint8_t>(waiting[3]) == (crc & 0xFFu) &&
-           static_cast<std::uint8_t>(waiting[4]) == (crc >> 8);
-}
-
 // What the last read of word 130 says about the slave, beyond its number.
 QList<Remark> remarksOf(Exchange::Outcome outcome, int exceptionCode)
 {
@@ -164,7 +154,8 @@ QByteArray Survey::transact(const QByteArray& request, int answerBytes)
         const QDeadlineTimer deadline(wait);
         m_line.sendRequest(request, handshake, CommFunctions::RtsDelay());
         m_line.waitForBytes(answerBytes, deadline,
-                            answerBytes == WordAnswerLength ? exceptionIn : nullptr);
+                            answerBytes == WordAnswerLength ? CommFunctions::ExceptionAnswerIn
+                                                            : nullptr);
         qint64 waiting = m_line.bytesWaiting();
         const microseconds quiet(WireUs(settings, 3.5) + 1000);
         while (waiting > 0 && m_line.waitForBytes(waiting + 1, QDeadlineTimer(quiet)) > waiting)
@@ -379,13 +370,9 @@ Result Run(ComCtrl& line, const Options& options, Observer* observer, int origin
     // A lost line keeps its state, so that the next request opens the device again.
     line.noteAnswer(lastSlave);
     try {
-        if (line.state() == ComCtrl::State::Lost) {
-            line.setSettings(original);
-        } else {
-            line.setSettings(original);
-            if (!wasOpen && line.isOpen())
-                line.close();
-        }
+        line.setSettings(original);
+        if (!wasOpen && line.isOpen())
+            line.close();
     } catch (const RunTimeError& error) {
         if (survey.result().end != Result::End::PortFault) {
             survey.result().end = Result::End::PortFault;

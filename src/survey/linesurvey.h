@@ -21,6 +21,8 @@ using Setting = CommFunctions::LineCombination;
 
 // The turnaround allowance's default and where the settings file keeps it ([Survey]).
 constexpr int DefaultAllowanceMs = 50;
+// An allowance beyond this is no longer a survey's wait.
+constexpr int MaxAllowanceMs = 2000;
 int AllowanceFromSettingsFile();
 bool StoreAllowance(int milliseconds);
 
@@ -125,8 +127,6 @@ struct Result
 Result Run(ComCtrl& line, const Options& options, Observer* observer, int origin);
 
 // ---- Wire times, from a settings text such as "9600,n,8,1" -------------------------------
-// Bits of one character: start, data, parity, stop bits (1.5 counts as 2).
-int BitsPerCharacter(const QString& settings);
 // Microseconds that `characters` take on the wire.
 qint64 WireUs(const QString& settings, double characters);
 // A survey probe's answer wait: the expected answer's wire time, 3.5 characters and the

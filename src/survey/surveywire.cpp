@@ -15,8 +15,6 @@ namespace {
 
 const QString section = QStringLiteral("Survey");
 const QString allowanceKey = QStringLiteral("Allowance");
-// An allowance beyond this is no longer a survey's wait.
-constexpr int MaxAllowanceMs = 2000;
 
 } // namespace
 
@@ -47,20 +45,10 @@ QList<Setting> DefaultSettings(const Setting& current)
     return settings;
 }
 
-int BitsPerCharacter(const QString& settings)
-{
-    ComCtrl::LineSettings parsed;
-    if (!ComCtrl::ParseSettings(settings, &parsed))
-        return 11; // the longest character of the panel's settings
-    const int parity = parsed.parity == QSerialPort::NoParity ? 0 : 1;
-    const int stops = parsed.stopBits == QSerialPort::OneStop ? 1 : 2;
-    return 1 + static_cast<int>(parsed.dataBits) + parity + stops;
-}
-
 qint64 WireUs(const QString& settings, double characters)
 {
     const int baud = std::max(1, CommFunctions::CommBaudsOf(settings));
-    return std::llround(characters * BitsPerCharacter(settings) * 1e6 / baud);
+    return std::llround(characters * ComCtrl::BitsPerCharacter(settings) * 1e6 / baud);
 }
 
 qint64 AnswerWaitUs(const QString& settings, int answerBytes, int allowanceMs)

@@ -234,12 +234,7 @@ void wLineSurvey::cmdOpenConfig_Click()
         CommFunctions::SetCommBauds(m_port, row.setting.speed);
         CommFunctions::SetCommStops(m_port, row.setting.stops);
         m_port.open();
-        // The line runs at the panel's setting now: the next start opens it there.
-        const QString communication = QStringLiteral("Communication");
-        ZRBfonctions::SetIniParam(communication, QStringLiteral("Bauds"),
-                                  QString::number(row.setting.speed));
-        ZRBfonctions::SetIniParam(communication, QStringLiteral("Stops"),
-                                  QString::number(row.setting.stops));
+        CommFunctions::StoreLineSettings(m_port);
     } catch (const RunTimeError& error) {
         ErrorHandling(QStringLiteral("wLineSurvey.cmdOpenConfig_Click"), error);
         return;

@@ -100,7 +100,7 @@ QGroupBox* wLineSurvey::buildOptions()
     m_updLast = spinBox(group, "updLast", ConfigMap::FirstSlave, ConfigMap::LastSlave,
                         ConfigMap::LastSlave);
     m_updStopAfter = spinBox(group, "updStopAfter", 0, 64 * 10, 0);
-    m_updAllowance = spinBox(group, "updAllowance", 0, 2000, AllowanceFromSettingsFile());
+    m_updAllowance = spinBox(group, "updAllowance", 0, MaxAllowanceMs, AllowanceFromSettingsFile());
     m_chkThorough =
         Named(new QCheckBox(group), QStringLiteral("chkThorough"), TextId::SurveyThorough);
     m_chkRetrySilent =
