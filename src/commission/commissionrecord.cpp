@@ -143,27 +143,6 @@ QString StageKey(Stage stage)
     return QString();
 }
 
-QString OutcomeKey(Exchange::Outcome outcome)
-{
-    switch (outcome) {
-    case Exchange::Outcome::Complete:
-        return QStringLiteral("complete");
-    case Exchange::Outcome::TimeOut:
-        return QStringLiteral("time-out");
-    case Exchange::Outcome::Short:
-        return QStringLiteral("short");
-    case Exchange::Outcome::TooLong:
-        return QStringLiteral("too-long");
-    case Exchange::Outcome::CrcError:
-        return QStringLiteral("crc-error");
-    case Exchange::Outcome::Exception:
-        return QStringLiteral("exception");
-    case Exchange::Outcome::PortFault:
-        return QStringLiteral("port-fault");
-    }
-    return QString();
-}
-
 QByteArray ToJson(const Record& record)
 {
     QJsonArray panels;

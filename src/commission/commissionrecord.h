@@ -93,7 +93,6 @@ QString Sha256(const QByteArray& bytes);
 // Keys for machines.
 QString VerdictKey(Verdict verdict);
 QString StageKey(Stage stage);
-QString OutcomeKey(Exchange::Outcome outcome);
 
 // The record as one JSON document: heading fields, then per panel the target, the line before
 // and after, each parameter's word before, intended and read back (null when not known), the

@@ -398,14 +398,14 @@ QString LocateInstalled(const QString& name)
     return QStandardPaths::locate(QStandardPaths::AppDataLocation, name);
 }
 
-QString DataFilePath()
+QString DataFilePath(const QString& baseName)
 {
-    QString name = QStringLiteral("k7310console");
+    QString name = baseName.isEmpty() ? QStringLiteral("k7310console") : baseName;
     QString folder = QDir::currentPath();
     if (QCoreApplication::instance()) {
         folder = QCoreApplication::applicationDirPath();
         const QString base = QFileInfo(QCoreApplication::applicationFilePath()).completeBaseName();
-        if (!base.isEmpty())
+        if (baseName.isEmpty() && !base.isEmpty())
             name = base;
     }
     name += QStringLiteral(".dat");

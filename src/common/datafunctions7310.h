@@ -42,9 +42,10 @@ QString GetToolTip(int id);
 // Not trapped here: a failure throws RunTimeError for the caller's trap.
 std::int32_t GetDefaultValue(std::int16_t id);
 
-// The data file: the program's folder, its name without extension, ".dat"; when there is
-// none, the same name in the installed data folders; the first path if neither exists.
-QString DataFilePath();
+// The data file: the program's folder, its name without extension (or baseName, for another
+// program that reads the console's file), ".dat"; when there is none, the same name in the
+// installed data folders; the first path if neither exists.
+QString DataFilePath(const QString& baseName = {});
 // A file of an installed copy: in <prefix>/share/k7310console beside the program's folder
 // <prefix>/bin, else in the per-user and system data folders (QStandardPaths::AppDataLocation);
 // empty when none has it.

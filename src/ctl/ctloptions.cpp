@@ -143,8 +143,6 @@ void setUp(QCommandLineParser& parser, const Subcommand* command)
             const QString usage = QStringLiteral("%1 %2")
                                       .arg(QLatin1String(each.name), QLatin1String(each.synopsis))
                                       .trimmed();
-            const QString summary =
-                QString::fromLatin1(each.description).section(QLatin1Char('.'), 0, 0);
             list += QStringLiteral("  ") + usage.leftJustified(16) + QLatin1String(each.summary) +
                     QLatin1Char('\n');
         }
@@ -268,12 +266,6 @@ std::optional<QString> takeSurveyOptions(const QCommandLineParser& parser,
 }
 
 } // namespace
-
-bool NeedsLine(const QString& command)
-{
-    const Subcommand* found = find(command);
-    return found && found->line;
-}
 
 CtlParse ParseCtlArguments(const QStringList& arguments)
 {

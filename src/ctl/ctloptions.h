@@ -44,6 +44,3 @@ struct CtlParse
 // Parses the arguments (argv[0] first). Help and version go to standard output (exit 0), bad
 // usage to standard error as one line (exit 2).
 CtlParse ParseCtlArguments(const QStringList& arguments);
-
-// Whether a subcommand talks to a panel (needs --port).
-bool NeedsLine(const QString& command);

@@ -29,12 +29,10 @@ int CtlRun::judged(const QList<Sent>& sent, const QString& done)
     QList<QStringList> rows;
     const Sent* failed = nullptr;
     for (const Sent& each : sent) {
-        const QString outcome =
-            each.wrongEcho ? QStringLiteral("wrong-answer") : CtlReport::NameOf(each.outcome);
         exchanges.append(QJsonObject{
             {QStringLiteral("request"), hex(each.request)},
             {QStringLiteral("answer"), hex(each.answer)},
-            {QStringLiteral("outcome"), outcome},
+            {QStringLiteral("outcome"), each.outcomeKey()},
             {QStringLiteral("exceptionCode"), each.exceptionCode},
         });
         rows << QStringList{hex(each.request), hex(each.answer),
@@ -53,9 +51,7 @@ int CtlRun::judged(const QList<Sent>& sent, const QString& done)
     return m_report.finish(exitOf(*failed),
                            GetText(TextId::ToolsNoValidAnswer)
                                .arg(m_slave)
-                               .arg(failed->wrongEcho
-                                        ? GetText(TextId::WrongAnswer)
-                                        : reasonOf(failed->outcome, failed->exceptionCode)));
+                               .arg(reasonOf(failed->outcome, failed->exceptionCode)));
 }
 
 int CtlRun::single(const QByteArray& request, const QString& done)
@@ -118,11 +114,7 @@ int CtlRun::image()
 
 int CtlRun::alarm()
 {
-    // LEDs 1 and 11 in alarm, everything else off, the horn sounding: the console's own alarm.
-    PanelImage alarm;
-    alarm.leds[1] = AlarmState;
-    alarm.leds[11] = AlarmState;
-    alarm.horn = 1;
+    const PanelImage alarm = AlarmImage();
     QList<Sent> sent{exchange(ImageWriteRequest(m_slave, alarm))};
     m_report.json().insert(QStringLiteral("acknowledged"), false);
     if (!sent.first().good() || m_options.waitSeconds <= 0)
@@ -148,10 +140,7 @@ int CtlRun::alarm()
             CtlReport::NoAnswer,
             GetText(TextId::CtlNotAcknowledged).arg(m_slave).arg(m_options.waitSeconds));
     m_report.json().insert(QStringLiteral("acknowledged"), true);
-    alarm.leds[1] = SteadyState;
-    alarm.leds[11] = SteadyState;
-    alarm.horn = 0;
-    sent << exchange(ImageWriteRequest(m_slave, alarm));
+    sent << exchange(ImageWriteRequest(m_slave, AcknowledgedImage(alarm)));
     return judged(sent, GetText(TextId::ToolsAlarmAcknowledged).arg(m_slave));
 }
 
@@ -173,8 +162,7 @@ int CtlRun::send()
     QJsonObject& json = m_report.json();
     json.insert(QStringLiteral("request"), hex(sent.request));
     json.insert(QStringLiteral("answer"), hex(sent.answer));
-    json.insert(QStringLiteral("outcome"),
-                sent.wrongEcho ? QStringLiteral("wrong-answer") : CtlReport::NameOf(sent.outcome));
+    json.insert(QStringLiteral("outcome"), sent.outcomeKey());
     json.insert(QStringLiteral("exceptionCode"), sent.exceptionCode);
     json.insert(QStringLiteral("meaning"),
                 ExchangeText::Meaning(judgedExchange, [](int id) { return GetText(id); }));

@@ -72,10 +72,3 @@ int CtlReport::ExitOf(Exchange::Outcome outcome)
         return WrongAnswer;
     }
 }
-
-QString CtlReport::NameOf(Exchange::Outcome outcome)
-{
-    static const char* const names[] = {"complete",  "time-out",  "short",     "too-long",
-                                        "crc-error", "exception", "port-fault"};
-    return QLatin1String(names[static_cast<int>(outcome)]);
-}

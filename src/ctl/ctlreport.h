@@ -36,9 +36,8 @@ public:
     // Prints the document (with --json) and the error message; returns the exit code.
     int finish(int exit, const QString& error = {});
 
-    // The exit code and the stable JSON name of a transaction's outcome.
+    // The exit code of a transaction's outcome; its JSON name is OutcomeKey's.
     static int ExitOf(Exchange::Outcome outcome);
-    static QString NameOf(Exchange::Outcome outcome);
 
 private:
     QString m_command;

@@ -8,9 +8,6 @@
 #include "terminalsearch.h"
 #include "textids.h"
 
-#include <QCoreApplication>
-#include <QFileInfo>
-
 #include <cstdio>
 
 namespace {
@@ -18,17 +15,6 @@ namespace {
 QString lookup(int textId)
 {
     return DataFunctions7310::GetText(textId);
-}
-
-// The console's data file: beside this program, else where an installed console keeps it.
-QString dataFile()
-{
-    const QString name = QStringLiteral("k7310console.dat");
-    const QString beside = QCoreApplication::applicationDirPath() + QLatin1Char('/') + name;
-    if (QFileInfo::exists(beside))
-        return beside;
-    const QString installed = DataFunctions7310::LocateInstalled(name);
-    return installed.isEmpty() ? beside : installed;
 }
 
 } // namespace
@@ -94,7 +80,8 @@ int CtlRun::exec()
 int CtlRun::setUp()
 {
     QString detail;
-    const QString path = dataFile();
+    // The console's data file: beside this program, else where an installed console keeps it.
+    const QString path = DataFunctions7310::DataFilePath(QStringLiteral("k7310console"));
     if (const int number = DataFunctions7310::OpenDataFile(path, &detail); number != 0)
         return m_report.finish(CtlReport::FileError,
                                ErrorReport::Description(number) + QStringLiteral(": ") + detail);

@@ -32,6 +32,11 @@ private:
         int exceptionCode = 0;
         bool wrongEcho = false; // complete, but from another slave or function
         bool good() const { return outcome == Exchange::Outcome::Complete && !wrongEcho; }
+        // The outcome's JSON name; "wrong-answer" for a complete answer from the wrong source.
+        QString outcomeKey() const
+        {
+            return wrongEcho ? QStringLiteral("wrong-answer") : OutcomeKey(outcome);
+        }
     };
 
     int setUp();     // data file and language; exit code, or -1 to go on
