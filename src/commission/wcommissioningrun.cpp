@@ -1,5 +1,6 @@
 // The run: which panels, refusals before anything is sent, each panel in turn, its row on
 // screen, and the waits that let the window run.
+#include "adapterinfo.h"
 #include "comctrl.h"
 #include "commfunctions.h"
 #include "commissionrun.h"
@@ -16,7 +17,6 @@
 #include <QFileInfo>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QSerialPortInfo>
 #include <QTableWidget>
 #include <QTimer>
 
@@ -29,11 +29,12 @@ QString text(int id)
     return DataFunctions7310::GetText(id);
 }
 
-// "Vendor product" of the adapter behind the port; empty for a pseudo-terminal.
+// "Manufacturer product serial" of the USB adapter behind the port, as the line check reads
+// it from sysfs; empty for a built-in port or a pseudo-terminal.
 QString adapterOf(const QString& portName)
 {
-    const QSerialPortInfo info(ComCtrl::SystemLocation(portName));
-    return QStringList{info.manufacturer(), info.description(), info.serialNumber()}
+    const AdapterInfo::Adapter adapter = AdapterInfo::Read(portName);
+    return QStringList{adapter.manufacturer, adapter.product, adapter.serialNumber}
         .filter(QRegularExpression(QStringLiteral("\\S")))
         .join(QLatin1Char(' '));
 }

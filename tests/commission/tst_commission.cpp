@@ -2,6 +2,7 @@
 // by the simulator during its write) configured from one template and tested; the panels'
 // words afterwards, the record's JSON field by field, its PDF read back with pdftotext; and the
 // refusals that come before anything is sent.
+#include "../linecheck/fakesystem.h"
 #include "commissionrun.h"
 #include "configfile.h"
 #include "panelcommands.h"
@@ -257,6 +258,23 @@ private slots:
         QCOMPARE(m_window->saveRecord(again), QString());
         for (const char* extension : {".pdf", ".json", ".csv"})
             QVERIFY(QFile::exists(again + extension));
+    }
+
+    // The heading names the USB adapter behind the port, as its sysfs entries tell; here one
+    // whose port cannot be opened, so that the run fails at once.
+    void adapterNamedInHeading()
+    {
+        FakeSystem system;
+        ComCtrl port;
+        port.setPortName(
+            system.plugUsb("ttyUSB0", FakeSystem::Usb{"0403", "6001", "A6008isP", "ftdi_sio"}));
+        wCommissioning window(port);
+        window.setTemplateFile(m_template);
+        window.addPanels({Target{1, 9600, 1, {}, 5, 0, 0}});
+        ModalUser user([](QWidget* other) { other->close(); });
+        QVERIFY(window.apply());
+        QCOMPARE(window.record().adapter, QString("FTDI FT232R USB UART A6008isP"));
+        QVERIFY(!window.record().panels.first().passed());
     }
 
     // Retry failed runs the failed panels again and adds to the record begun by the first run.
