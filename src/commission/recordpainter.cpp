@@ -1,7 +1,7 @@
 #include "recordpainter.h"
 
+#include "configexchange.h"
 #include "datafunctions7310.h"
-#include "exchangelog.h"
 #include "textids.h"
 
 #include <QBuffer>
@@ -71,11 +71,7 @@ QString failureText(const PanelRecord& panel)
     if (panel.failedAt == Stage::Compare) {
         why = text(TextId::RecordReadBackDiffers);
     } else {
-        Exchange judged;
-        judged.outcome = panel.failure;
-        judged.exceptionCode = panel.exceptionCode;
-        judged.fault = QStringLiteral(" ");
-        why = ExchangeText::OutcomeText(judged, [](int id) { return text(id); });
+        why = ConfigExchange::MissText({panel.failure, panel.exceptionCode});
     }
     return text(TextId::RecordStopped).arg(text(stageId)).arg(panel.failedWord).arg(why);
 }

@@ -4,8 +4,10 @@
 #include "commfunctions.h"
 #include "datafunctions7310.h"
 #include "errorhandling.h"
+#include "textids.h"
 #include "zrbfonctions.h"
 
+#include <QRegularExpression>
 #include <QThread>
 
 using namespace ConfigMap;
@@ -194,6 +196,19 @@ Outcome Write(ComCtrl& line, std::uint8_t slave, const Values& values,
         outcome.stopReason = Miss{Exchange::Outcome::PortFault};
     }
     return outcome;
+}
+
+QString MissText(const Miss& miss)
+{
+    if (miss.reason == Exchange::Outcome::Complete)
+        return DataFunctions7310::GetText(TextId::WrongAnswer);
+    QString text =
+        DataFunctions7310::GetText(TextId::MonitorComplete + static_cast<int>(miss.reason));
+    if (miss.reason == Exchange::Outcome::Exception)
+        text = text.arg(miss.exceptionCode);
+    if (miss.reason == Exchange::Outcome::PortFault)
+        text.remove(QRegularExpression(QStringLiteral("\\s*:\\s*%1")));
+    return text;
 }
 
 const Parameter* FirstUnread(const Outcome& outcome)

@@ -23,6 +23,10 @@ struct Miss
     Exchange::Outcome reason = Exchange::Outcome::TimeOut;
     int exceptionCode = 0;
 };
+// Why a word was missed, in the current language: "time-out", "exception 2", "wrong answer"
+// for a complete answer that was not the one asked for, "port fault" (the fault itself is
+// reported in its own box).
+QString MissText(const Miss& miss);
 
 struct Outcome
 {

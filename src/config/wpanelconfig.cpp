@@ -19,7 +19,6 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QRegularExpression>
 #include <QScopeGuard>
 
 using namespace ConfigMap;
@@ -155,20 +154,6 @@ QString wPanelConfig::ending(const ConfigExchange::Outcome& outcome,
     return version;
 }
 
-QString wPanelConfig::reasonText(const ConfigExchange::Miss& miss)
-{
-    if (miss.reason == Exchange::Outcome::Complete)
-        return DataFunctions7310::GetText(TextId::WrongAnswer);
-    QString text =
-        DataFunctions7310::GetText(TextId::MonitorComplete + static_cast<int>(miss.reason));
-    if (miss.reason == Exchange::Outcome::Exception)
-        text = text.arg(miss.exceptionCode);
-    // The port's own fault has already been reported in its box: the reason names it only.
-    if (miss.reason == Exchange::Outcome::PortFault)
-        text.remove(QRegularExpression(QStringLiteral("\\s*:\\s*%1")));
-    return text;
-}
-
 // "words 128–131 (CRC error); word 70 (time-out)": in the order they were read, neighbouring
 // words with the same reason joined ("words 65–70" when the block at 65 went unanswered).
 QString wPanelConfig::unreadText(const ConfigExchange::Outcome& outcome)
@@ -183,7 +168,7 @@ QString wPanelConfig::unreadText(const ConfigExchange::Outcome& outcome)
         if (!outcome.unread[index])
             continue;
         const int address = ParameterAt(index).address;
-        const QString reason = reasonText(*outcome.unread[index]);
+        const QString reason = ConfigExchange::MissText(*outcome.unread[index]);
         if (!runs.isEmpty() && runs.last().reason == reason && address > runs.last().last &&
             address - runs.last().last <= 2)
             runs.last().last = address;
@@ -224,7 +209,7 @@ void wPanelConfig::confirmWrite(std::uint8_t slave, const QString& version,
     QString text = outcome.stoppedAt != 0 ? DataFunctions7310::GetText(TextId::WriteStopped)
                                                 .arg(slave)
                                                 .arg(outcome.stoppedAt)
-                                                .arg(reasonText(outcome.stopReason))
+                                                .arg(ConfigExchange::MissText(outcome.stopReason))
                                           : DataFunctions7310::GetText(TextId::ConfirmWrite)
                                                 .arg(slave)
                                                 .arg(m_port.settings(), version);
@@ -286,7 +271,7 @@ void wPanelConfig::cmdReadConfig_Click()
                 for (int index = 0; index < ParameterCount; ++index) {
                     m_unread[index].reset();
                     if (outcome.unread[index])
-                        m_unread[index] = reasonText(*outcome.unread[index]);
+                        m_unread[index] = ConfigExchange::MissText(*outcome.unread[index]);
                 }
                 confirmRead(slave, ending(outcome, wait), outcome);
             });

@@ -86,8 +86,7 @@ private:
     QString ending(const ConfigExchange::Outcome& outcome, std::optional<WaitCursor>& wait);
     // Disables the controls of the words that versionCode lacks (0: none).
     void setLacking(int versionCode);
-    // A failed word's reason, and a list of the words not read with their reasons.
-    static QString reasonText(const ConfigExchange::Miss& miss);
+    // The words not read, with their reasons.
     static QString unreadText(const ConfigExchange::Outcome& outcome);
     void confirmRead(std::uint8_t slave, const QString& version,
                      const ConfigExchange::Outcome& outcome);
