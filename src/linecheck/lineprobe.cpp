@@ -70,11 +70,11 @@ ProbeExchange Exchange(ComCtrl& line, int slave)
     exchange.tried = true;
     exchange.request =
         CommFunctions::ReadWordsRequest(static_cast<std::uint8_t>(slave), SpeedWord, 1);
-    // A fresh look at the echo whatever the setting: Automatic finds out on this exchange
-    // (a change of the setting forgets what was found before). The setting is put back after.
+    // A fresh look at the echo whatever the setting: Automatic, with what it had found
+    // forgotten, finds out on this exchange. The setting is put back after.
     const LineEcho::Setting setting = line.echoSetting();
-    line.setEchoSetting(LineEcho::Setting::No);
     line.setEchoSetting(LineEcho::Setting::Automatic);
+    line.forgetEcho();
     ExchangeRecorder record(line, exchange.request);
     try {
         QElapsedTimer clock;

@@ -259,10 +259,7 @@ void ComCtrl::open()
     m_hasRts = true;
     m_answerPending = false;
     m_lost = false;
-    m_echoFound.reset();
-    m_lonelyCopySeen = false;
-    m_echoWait = EchoWait::None;
-    m_lastEcho = LineEcho::Finding::Pending;
+    m_echo.opened();
     m_kernelRefusal = -1;
     applyDirection();
     changed();
@@ -324,8 +321,7 @@ void ComCtrl::closePort()
     m_port.close();
     m_port.clearError();
     m_answerPending = false;
-    m_echoFound.reset();
-    m_echoWait = EchoWait::None;
+    m_echo.closed();
 }
 
 void ComCtrl::setHalfDuplex(bool on, int rtsDelayMs)
@@ -380,125 +376,36 @@ QString ComCtrl::directionNote() const
 
 void ComCtrl::setEchoSetting(LineEcho::Setting setting)
 {
-    if (setting == m_echoSetting)
-        return;
-    m_echoSetting = setting;
-    m_echoFound.reset();
-    m_lonelyCopySeen = false;
+    if (m_echo.setSetting(setting))
+        changed();
+}
+
+void ComCtrl::forgetEcho()
+{
+    m_echo.forget();
     changed();
-}
-
-std::optional<bool> ComCtrl::echoes() const
-{
-    switch (m_echoSetting) {
-    case LineEcho::Setting::Yes:
-        return true;
-    case LineEcho::Setting::No:
-        return false;
-    case LineEcho::Setting::Automatic:
-        break;
-    }
-    return m_echoFound;
-}
-
-void ComCtrl::expectEcho(const QByteArray& frame)
-{
-    m_echoRequest = frame;
-    m_lastEcho = LineEcho::Finding::Pending;
-    m_copyWait = QDeadlineTimer(QDeadlineTimer::Forever);
-    const std::optional<bool> known = echoes();
-    if (m_echoSetting == LineEcho::Setting::No)
-        // Looked at only to report an echo that comes anyway; a request that its answer
-        // repeats cannot tell.
-        m_echoWait = LineEcho::AnswerMayRepeatRequest(frame) ? EchoWait::None : EchoWait::Unknown;
-    else
-        m_echoWait = !known ? EchoWait::Unknown : *known ? EchoWait::Owed : EchoWait::None;
-}
-
-// While the front of what came may still be the echo, the request's bytes are held back
-// from the answer: nothing is handed on before it is known whether they are the echo. A
-// real answer differs from its request within its first bytes.
-qint64 ComCtrl::echoStillAhead() const
-{
-    return m_echoWait == EchoWait::None ? 0 : m_echoRequest.size();
 }
 
 qint64 ComCtrl::answerBytes() const
 {
-    return std::max<qint64>(0, m_port.bytesAvailable() - echoStillAhead());
-}
-
-void ComCtrl::echoFault(int number)
-{
-    m_echoWait = EchoWait::None;
-    throw RunTimeError(number, SystemLocation(m_portName));
+    return std::max<qint64>(0, m_port.bytesAvailable() - m_echo.stillAhead());
 }
 
 // Looks at the front of what has come after the request: takes an echo off it, finds out
 // (Automatic) or reports a fault (Yes, No). waitOver: the answer wait has ended.
 void ComCtrl::settleEcho(bool waitOver)
 {
-    if (m_echoWait == EchoWait::None)
+    if (m_echo.settled())
         return;
-    const qint64 size = m_echoRequest.size();
-    const QByteArray front = m_port.peek(std::min<qint64>(m_port.bytesAvailable(), size + 1));
-    const LineEcho::Finding finding = LineEcho::Judge(m_echoRequest, front);
-    const bool repeats = LineEcho::AnswerMayRepeatRequest(m_echoRequest);
-
-    if (m_echoSetting == LineEcho::Setting::No) {
-        if (finding == LineEcho::Finding::Echoed) {
-            m_lastEcho = LineEcho::Finding::Echoed;
-            echoFault(ErrorNumber::EchoUnexpected);
-        }
-        if (finding == LineEcho::Finding::Absent || waitOver)
-            m_echoWait = EchoWait::None;
-        return;
-    }
-
-    if (finding == LineEcho::Finding::Absent) {
-        m_lastEcho = LineEcho::Finding::Absent;
-        if (m_echoWait == EchoWait::Owed)
-            echoFault(ErrorNumber::EchoMissing);
-        m_echoFound = false;
-        m_echoWait = EchoWait::None;
+    const QByteArray front =
+        m_port.peek(std::min<qint64>(m_port.bytesAvailable(), m_echo.stillAhead() + 1));
+    const LineEcho::Tracker::Step step = m_echo.settle(front, waitOver, m_settings);
+    if (step.drop > 0)
+        m_port.read(step.drop);
+    if (step.fault != 0)
+        throw RunTimeError(step.fault, SystemLocation(m_portName));
+    if (step.found)
         changed();
-        return;
-    }
-    if (finding == LineEcho::Finding::Pending) {
-        if (!waitOver)
-            return;
-        if (m_echoWait == EchoWait::Owed)
-            echoFault(ErrorNumber::EchoMissing);
-        m_echoWait = EchoWait::None; // nothing told: a short answer, or none
-        return;
-    }
-    // The whole request is there. Owed, or found (Automatic) unless the answer repeats the
-    // request and nothing follows the copy yet: that copy may be the answer itself.
-    if (m_echoWait == EchoWait::Unknown && repeats && front.size() == size) {
-        // Once a copy has stayed alone on this port, the next ones are answers at once: a
-        // line of writes alone does not wait on each of them.
-        if (!waitOver && !m_lonelyCopySeen && !m_copyWait.hasExpired()) {
-            if (m_copyWait.isForever()) {
-                // The answer behind an echo starts within the panel's silence of 3.5
-                // characters and its turnaround; allowed: 1 character more and 100 ms.
-                LineSettings line;
-                ParseSettings(m_settings, &line);
-                const double charMs = 1000.0 * BitsPerCharacter(m_settings) / line.baudRate;
-                m_copyWait = QDeadlineTimer(static_cast<qint64>(std::ceil(4.5 * charMs)) + 100);
-            }
-            return;
-        }
-        m_echoWait = EchoWait::None; // alone: the answer, from a line not known to echo
-        m_lonelyCopySeen = true;
-        return;
-    }
-    m_port.read(size); // the echo, dropped
-    m_lastEcho = LineEcho::Finding::Echoed;
-    m_echoWait = EchoWait::None;
-    if (m_echoSetting == LineEcho::Setting::Automatic && !m_echoFound) {
-        m_echoFound = true;
-        changed();
-    }
 }
 
 void ComCtrl::changed()
@@ -635,16 +542,15 @@ qint64 ComCtrl::waitForBytes(qint64 count, QDeadlineTimer deadline, AnswerTest c
     settleEcho(false);
     while (answerBytes() < count && !deadline.hasExpired()) {
         // Blocks in poll(2) until data, error or the deadline: no CPU spent while waiting.
-        const QDeadlineTimer until = m_echoWait == EchoWait::Unknown && !m_copyWait.isForever()
-                                         ? std::min(deadline, m_copyWait)
-                                         : deadline;
+        const QDeadlineTimer until =
+            m_echo.awaitingLoneCopy() ? std::min(deadline, m_echo.loneCopyDeadline()) : deadline;
         const bool arrived = m_port.waitForReadyRead(static_cast<int>(until.remainingTime()));
         checkLineError();
         settleEcho(false);
-        if (!arrived && m_echoWait == EchoWait::Unknown && m_copyWait.hasExpired())
+        if (!arrived && m_echo.awaitingLoneCopy() && m_echo.loneCopyDeadline().hasExpired())
             settleEcho(true);
         const qint64 waiting = answerBytes();
-        if (arrived && complete && m_echoWait == EchoWait::None && waiting < count &&
+        if (arrived && complete && m_echo.settled() && waiting < count &&
             complete(QByteArrayView(m_port.peek(waiting))))
             break;
     }
@@ -680,7 +586,7 @@ void ComCtrl::transmit(const QByteArray& frame, bool handshake, int rtsDelayMs)
         setRts(true);
     clearBuffers();
     note(LineStep::BuffersCleared);
-    expectEcho(frame);
+    m_echo.expect(frame);
     write(frame, QDeadlineTimer(WriteTimeoutMs));
     if (handshake) {
         drain();

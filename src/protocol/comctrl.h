@@ -138,14 +138,16 @@ public:
     // With Automatic the first exchange after opening that tells finds out, and the finding
     // holds until the port closes. The answer wait's deadline covers the echo's bytes too.
     void setEchoSetting(LineEcho::Setting setting);
-    LineEcho::Setting echoSetting() const { return m_echoSetting; }
+    LineEcho::Setting echoSetting() const { return m_echo.setting(); }
+    // Forgets what Automatic has found, so that the next exchange finds out afresh.
+    void forgetEcho();
     // Whether the adapter echoes, as found out (Automatic) or set (Yes, No); nullopt while
     // Automatic has not found out yet.
-    std::optional<bool> echoes() const;
+    std::optional<bool> echoes() const { return m_echo.echoes(); }
     // The echo finding of the last exchange: Echoed (taken off), Absent (none came), Pending
     // (not looked for, or nothing told: no byte came, or a lone copy of a request that its
     // answer repeats).
-    LineEcho::Finding lastEcho() const { return m_lastEcho; }
+    LineEcho::Finding lastEcho() const { return m_echo.last(); }
 
     // Everything below throws PortNotOpen when the port is closed and PortLost when it has
     // gone away.
@@ -218,11 +220,8 @@ private:
     void applySettings(const LineSettings& settings);
     void applyDirection();
     void closePort();
-    void expectEcho(const QByteArray& frame);
     void settleEcho(bool waitOver);
-    qint64 echoStillAhead() const;
     qint64 answerBytes() const; // waiting, less an echo still looked for
-    void echoFault(int number);
 
     QSerialPort m_port;
     QString m_portName = QStringLiteral("1");
@@ -244,15 +243,5 @@ private:
     Rs485Mode::KernelMode m_kernelMode;
     int m_kernelRefusal = -1; // errno of the driver's refusal; -1 not asked since open
 
-    // The echo of the exchange in progress: the request, and whether it is owed (Yes, or found
-    // by Automatic), to be found out (Automatic), or not looked for.
-    enum class EchoWait { None, Owed, Unknown };
-    LineEcho::Setting m_echoSetting = LineEcho::Setting::Automatic;
-    std::optional<bool> m_echoFound;
-    bool m_lonelyCopySeen = false; // a copy of a self-repeating request stayed alone
-    QByteArray m_echoRequest;
-    EchoWait m_echoWait = EchoWait::None;
-    QDeadlineTimer
-        m_copyWait; // a lone copy of a self-repeating request: how long it may stay alone
-    LineEcho::Finding m_lastEcho = LineEcho::Finding::Pending;
+    LineEcho::Tracker m_echo;
 };
