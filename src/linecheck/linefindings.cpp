@@ -112,22 +112,9 @@ Finding ModemManager(const AdapterInfo::Adapter& adapter, bool modemManagerRunni
                     .arg(adapter.vendorId, adapter.productId));
 }
 
-bool Echoes(const ProbeExchange& exchange)
-{
-    return exchange.echoTakenOff ||
-           (!exchange.request.isEmpty() && exchange.received.startsWith(exchange.request));
-}
-
-QByteArray AnswerOf(const ProbeExchange& exchange)
-{
-    const bool inFront =
-        !exchange.request.isEmpty() && exchange.received.startsWith(exchange.request);
-    return inFront ? exchange.received.mid(exchange.request.size()) : exchange.received;
-}
-
 double WireTimeMs(const ProbeExchange& exchange)
 {
-    const qsizetype characters = exchange.request.size() + AnswerOf(exchange).size();
+    const qsizetype characters = exchange.request.size() + exchange.received.size();
     return exchange.baudRate > 0
                ? 1000.0 * double(characters * exchange.bitsPerCharacter) / exchange.baudRate
                : 0.0;
@@ -140,10 +127,10 @@ Finding Echo(const ProbeExchange& exchange)
         return Make(topic, Finding::Warning,
                     Text(exchange.slave > 0 ? TextId::LineCheckLineNotOpen
                                             : TextId::LineCheckEchoNotTried));
-    if (AnswerOf(exchange).isEmpty())
+    if (exchange.received.isEmpty())
         return Make(topic, Finding::Fail,
                     Text(TextId::LineCheckNoAnswer).arg(exchange.slave).arg(exchange.timeoutMs));
-    if (Echoes(exchange))
+    if (exchange.echoTakenOff)
         return Make(topic, Finding::Warning,
                     Text(TextId::LineCheckEchoFound).arg(exchange.request.size()));
     return Make(topic, Finding::Pass, Text(TextId::LineCheckEchoNone));
@@ -152,7 +139,7 @@ Finding Echo(const ProbeExchange& exchange)
 Finding RoundTrip(const ProbeExchange& exchange)
 {
     constexpr int topic = TextId::LineCheckTopicRoundTrip;
-    if (!exchange.tried || AnswerOf(exchange).isEmpty())
+    if (!exchange.tried || exchange.received.isEmpty())
         return Make(topic, Finding::Warning, Text(TextId::LineCheckRoundTripNotMeasured));
     const double wire = WireTimeMs(exchange);
     // A pty delivers faster than a wire would: no negative turnaround.

@@ -38,7 +38,7 @@ struct ProbeExchange
     bool tried = false; // a slave number was given and the port was open
     int slave = 0;
     QByteArray request;
-    QByteArray received;       // what came back: an echo included, unless the line took it off
+    QByteArray received;       // the answer: the line takes an echo off before handing it on
     bool echoTakenOff = false; // the line found the request's bytes in front and took them off
     double roundTripMs = 0;    // from the first byte handed to the kernel to the last byte in
     int timeoutMs = 0;
@@ -60,10 +60,6 @@ Finding Driver(const AdapterInfo::Adapter& adapter, std::optional<bool> kernelRs
 Finding LatencyTimer(const AdapterInfo::Adapter& adapter);
 Finding ModemManager(const AdapterInfo::Adapter& adapter, bool modemManagerRunning);
 
-// True when the request's bytes came back in front of the answer.
-bool Echoes(const ProbeExchange& exchange);
-// The answer's share of what came back (the echo removed).
-QByteArray AnswerOf(const ProbeExchange& exchange);
 // Milliseconds that the request and the answer take on the wire at the line's speed.
 double WireTimeMs(const ProbeExchange& exchange);
 Finding Echo(const ProbeExchange& exchange);

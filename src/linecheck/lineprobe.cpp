@@ -31,14 +31,6 @@ bool AskRs485(const QString& location)
     return offered;
 }
 
-// The answer part of what has come back so far: behind the request when it was echoed.
-QByteArray AnswerPart(const QByteArray& request, const QByteArray& received)
-{
-    if (received.startsWith(request))
-        return received.mid(request.size());
-    return received;
-}
-
 } // namespace
 
 std::optional<bool> KernelRs485Offered(ComCtrl& line)
@@ -82,19 +74,17 @@ ProbeExchange Exchange(ComCtrl& line, int slave)
         line.sendRequest(exchange.request, CommFunctions::RtsHandshake(),
                          CommFunctions::RtsDelay());
         const QDeadlineTimer deadline(exchange.timeoutMs);
+        // The line holds back what may still be the echo and takes a found one off.
         for (;;) {
-            const QByteArray answer = AnswerPart(exchange.request, exchange.received);
-            // While the bytes in could still be the start of an echo, the answer is not begun.
-            const bool echoSoFar = exchange.request.startsWith(exchange.received);
-            if (!echoSoFar &&
-                answer.size() >= CommFunctions::ExpectedAnswerLength(exchange.request, answer))
+            if (exchange.received.size() >=
+                CommFunctions::ExpectedAnswerLength(exchange.request, exchange.received))
                 break;
             if (line.waitForBytes(1, deadline) == 0)
                 break;
             exchange.received += line.read();
             exchange.roundTripMs = double(clock.nsecsElapsed()) / 1e6;
         }
-        record.answered(AnswerPart(exchange.request, exchange.received));
+        record.answered(exchange.received);
     } catch (const RunTimeError& error) {
         record.failed(error);
     }
