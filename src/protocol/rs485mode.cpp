@@ -87,7 +87,6 @@ bool KernelMode::enable(int fd, int delayAfterSendMs, int* error)
     m_fd = fd;
     m_previous = previous;
     m_active = true;
-    m_delayMs = delayAfterSendMs;
     return true;
 }
 

@@ -53,13 +53,11 @@ public:
     // Back to the driver's previous mode; nothing when the mode is not on.
     void restore();
     bool active() const { return m_active; }
-    int delayAfterSendMs() const { return m_delayMs; }
 
 private:
     int m_fd = -1;
     serial_rs485 m_previous = {};
     bool m_active = false;
-    int m_delayMs = 0;
 };
 
 } // namespace Rs485Mode
