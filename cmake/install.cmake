@@ -44,12 +44,7 @@ function(k7310_compress source)
 endfunction()
 
 set(k7310_manual_pages ${PROJECT_SOURCE_DIR}/desktop/k7310console.1
-                       ${PROJECT_SOURCE_DIR}/sim/k7310sim.1)
-set(k7310_ctl_manual_page ${PROJECT_SOURCE_DIR}/src/ctl/k7310ctl.1)
-set(k7310_ctl_completion ${PROJECT_SOURCE_DIR}/src/ctl/k7310ctl.bash)
-if(EXISTS ${k7310_ctl_manual_page})
-    list(APPEND k7310_manual_pages ${k7310_ctl_manual_page})
-endif()
+                       ${PROJECT_SOURCE_DIR}/sim/k7310sim.1 ${PROJECT_SOURCE_DIR}/src/ctl/k7310ctl.1)
 foreach(page IN LISTS k7310_manual_pages)
     k7310_compress(${page})
     get_filename_component(name ${page} NAME)
@@ -63,18 +58,7 @@ install(FILES ${k7310_compressed_dir}/changelog.gz ${PROJECT_SOURCE_DIR}/debian/
 
 install(FILES ${k7310_metainfo} DESTINATION ${CMAKE_INSTALL_DATADIR}/metainfo)
 
-set(k7310_installed_programs k7310console k7310sim)
-if(TARGET k7310ctl)
-    install(TARGETS k7310ctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-    list(APPEND k7310_installed_programs k7310ctl)
-endif()
-if(EXISTS ${k7310_ctl_completion})
-    # Loaded on demand by bash-completion when k7310ctl is first completed.
-    install(FILES ${k7310_ctl_completion}
-            DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME k7310ctl)
-endif()
-
 add_custom_target(k7310_compressed ALL DEPENDS ${k7310_compressed})
 add_custom_target(k7310_installed)
-add_dependencies(k7310_installed k7310_compressed ${k7310_installed_programs} k7310_datafile
+add_dependencies(k7310_installed k7310_compressed k7310console k7310sim k7310ctl k7310_datafile
                  k7310_help)
