@@ -4,13 +4,10 @@
 #include "datafunctions7310.h"
 #include "errorhandling.h"
 #include "linesurvey.h"
+#include "statusline.h"
 #include "textids.h"
 
 #include <QJsonArray>
-
-#include <cstdio>
-
-#include <unistd.h>
 
 using DataFunctions7310::GetText;
 
@@ -27,26 +24,16 @@ QString seconds(qint64 milliseconds)
 class TerminalProgress : public LineSurvey::Observer
 {
 public:
-    ~TerminalProgress() override
-    {
-        if (m_shown)
-            std::fputs("\r\033[K", stderr);
-    }
     bool keepGoing(const LineSurvey::Progress& progress) override
     {
-        if (m_terminal) {
-            const QString text = LineSurvey::ProgressText(progress, seconds);
-            std::fprintf(stderr, "\r\033[K%s", qPrintable(text));
-            std::fflush(stderr);
-            m_shown = true;
-        }
+        if (m_line.onTerminal())
+            m_line.show(LineSurvey::ProgressText(progress, seconds));
         return !CtlInterrupt::Requested();
     }
     void rowsChanged(const QList<LineSurvey::Row>&) override {}
 
 private:
-    bool m_terminal = ::isatty(STDERR_FILENO) == 1;
-    bool m_shown = false;
+    StatusLine m_line;
 };
 
 QJsonObject remarkJson(const LineSurvey::Remark& remark)

@@ -1,13 +1,13 @@
 #pragma once
 
 #include "detectk9120.h"
+#include "statusline.h"
 
 // The slave search without dialogs: progress on standard error when it is a terminal, a find
 // taken as confirmed, Ctrl-C as the cancel button.
 class TerminalSearch : public SearchObserver
 {
 public:
-    TerminalSearch();
     void show() override {}
     void progress(int slave, std::int32_t speed, std::int16_t stops) override;
     bool keepGoing() override;
@@ -15,6 +15,5 @@ public:
     void close() override;
 
 private:
-    bool m_terminal;
-    bool m_shown = false;
+    StatusLine m_line;
 };
