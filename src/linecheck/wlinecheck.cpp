@@ -11,7 +11,6 @@
 
 #include <QApplication>
 #include <QClipboard>
-#include <QDateTime>
 #include <QFileDialog>
 #include <QFontDatabase>
 #include <QHBoxLayout>
@@ -21,7 +20,6 @@
 #include <QPushButton>
 #include <QResizeEvent>
 #include <QSpinBox>
-#include <QStandardPaths>
 #include <QStyle>
 #include <QTableWidget>
 #include <QVBoxLayout>
@@ -179,10 +177,7 @@ void wLineCheck::copyClicked()
 void wLineCheck::saveClicked()
 {
     const QString proposed =
-        QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation) +
-        QStringLiteral("/k7310-line-check-") +
-        QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss")) +
-        QStringLiteral(".txt");
+        DatedDocumentPath(QStringLiteral("k7310-line-check"), QStringLiteral("txt"));
     const QString path = QFileDialog::getSaveFileName(this, Text(TextId::LineCheckSaveTitle),
                                                       proposed, Text(TextId::LineCheckFileTypes));
     if (!path.isEmpty())

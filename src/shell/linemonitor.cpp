@@ -16,7 +16,6 @@
 #include <QMessageBox>
 #include <QPushButton>
 #include <QScrollBar>
-#include <QStandardPaths>
 #include <QStyle>
 #include <QStyleOptionHeader>
 #include <QTableView>
@@ -244,11 +243,7 @@ bool LineMonitor::exportTo(const QString& path)
 
 void LineMonitor::exportClicked()
 {
-    const QString proposed =
-        QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation) +
-        QStringLiteral("/k7310-line-") +
-        QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss")) +
-        QStringLiteral(".csv");
+    const QString proposed = DatedDocumentPath(QStringLiteral("k7310-line"), QStringLiteral("csv"));
     const QString path = QFileDialog::getSaveFileName(this, text(TextId::MonitorExport), proposed,
                                                       text(TextId::MonitorExportFilter));
     if (!path.isEmpty())

@@ -5,10 +5,12 @@
 #include "usercommand.h"
 
 #include <QApplication>
+#include <QDateTime>
 #include <QDialog>
 #include <QEvent>
 #include <QLineEdit>
 #include <QMessageBox>
+#include <QStandardPaths>
 #include <QStyle>
 
 WaitCursor::WaitCursor()
@@ -109,4 +111,12 @@ QRect KeptInside(QRect wanted, const QRect& area)
     wanted.moveLeft(std::clamp(wanted.left(), area.left(), area.right() - wanted.width() + 1));
     wanted.moveTop(std::clamp(wanted.top(), area.top(), area.bottom() - wanted.height() + 1));
     return wanted;
+}
+
+QString DatedDocumentPath(const QString& stem, const QString& extension)
+{
+    return QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation) + QLatin1Char('/') +
+           stem + QLatin1Char('-') +
+           QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss")) +
+           QLatin1Char('.') + extension;
 }

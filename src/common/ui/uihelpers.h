@@ -43,3 +43,7 @@ void MakeSmallDialog(QDialog* dialog);
 // The rectangle moved, and shrunk where it is larger, so that it lies wholly inside area: a
 // position saved on a larger screen comes back into sight.
 QRect KeptInside(QRect wanted, const QRect& area);
+
+// A file name to propose for saving: the documents folder, the stem, the local date and time
+// ("k7310-line-20261124-153000.csv"), so that one save does not overwrite the last.
+QString DatedDocumentPath(const QString& stem, const QString& extension);
